@@ -1,0 +1,22 @@
+#pragma once
+
+#include "AppSettings.h"
+#include "Environment.h"
+
+#include <filesystem>
+#include <iosfwd>
+
+namespace ostrelvan::cli {
+
+// What every subcommand of the `ostrelvan` front end gets: the environment it runs in, where
+// the bundled hook helper lies, the user's settings, and where to speak.
+struct CommandContext {
+    Environment environment;
+    std::filesystem::path home;
+    std::filesystem::path executableDirectory; // holds the built ostrelvan-hook
+    AppSettings& settings;
+    std::ostream& out;
+    std::ostream& err;
+};
+
+} // namespace ostrelvan::cli

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "SessionActivity.h"
+#include "SessionState.h"
+#include "SessionStatus.h"
+#include "Time.h"
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ostrelvan::DisplayRules {
+
+inline constexpr double reviewToIdle = 600;
+inline constexpr double staleAfter = 21600;
+inline constexpr double abandonedAfter = 172800;
+
+bool isStale(const SessionState& state, TimePoint now);
+bool isAbandoned(const SessionState& state, TimePoint now);
+
+// An awaitingReview session shows idle once acknowledged at or after its statusSince (a later
+// "idle_prompt" moves lastEvent but not statusSince), or once the review fade has passed.
+SessionStatus displayStatus(const SessionState& state, TimePoint now,
+                            std::optional<TimePoint> acknowledgedAt,
+                            std::optional<double> reviewFade);
+
+bool isShown(const SessionState& state, const std::string& home, bool hasTranscript);
+
+std::vector<SessionState> ordered(std::vector<SessionState> states);
+
+using WindowKey = std::function<std::string(const SessionState&)>;
+std::vector<std::vector<SessionState>> grouped(std::vector<SessionState> states,
+                                               const WindowKey& window);
+
+// Session id to row name, for the rows of all groups.
+std::map<std::string, std::string> names(const std::vector<std::vector<SessionState>>& groups);
+
+std::string activityLabel(SessionActivity activity);
+std::string statusLine(const SessionState& state, SessionStatus status);
+std::string elapsed(TimePoint since, TimePoint now);
+std::string sessionCountCaption(int count);
+
+} // namespace ostrelvan::DisplayRules

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "Environment.h"
+#include "SessionHost.h"
+
+#include <optional>
+#include <string>
+
+namespace ostrelvan::HostDetector {
+
+// vscode only when CLAUDE_CODE_ENTRYPOINT is exactly "claude-vscode".
+SessionHost host(const Environment& environment);
+// TERM_PROGRAM when present and non-empty.
+std::optional<std::string> terminalApp(const Environment& environment);
+
+} // namespace ostrelvan::HostDetector

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "EnumText.h"
+
+#include <array>
+#include <string_view>
+
+namespace ostrelvan {
+
+// What a working session is doing.
+enum class SessionActivity {
+    thinking,
+    runningTests,
+    runningCommands,
+    coding,
+    readingCode,
+    researching,
+    runningAgents,
+    usingTools,
+    compacting,
+    working,
+};
+
+inline constexpr std::array allSessionActivities{
+    SessionActivity::thinking,      SessionActivity::runningTests, SessionActivity::runningCommands,
+    SessionActivity::coding,        SessionActivity::readingCode,  SessionActivity::researching,
+    SessionActivity::runningAgents, SessionActivity::usingTools,   SessionActivity::compacting,
+    SessionActivity::working,
+};
+
+std::string_view toString(SessionActivity activity);
+template <> std::optional<SessionActivity> fromString<SessionActivity>(std::string_view text);
+
+} // namespace ostrelvan

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "EventContext.h"
+#include "HookEvent.h"
+#include "ReduceOutcome.h"
+#include "SessionState.h"
+
+#include <filesystem>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace ostrelvan {
+
+// One JSON file per session in `directory`, updated read-reduce-write under a per-session flock.
+// Readers take no lock: every write is an atomic replace.
+class SessionFileStore {
+public:
+    explicit SessionFileStore(std::filesystem::path directory) : directory_(std::move(directory)) {}
+
+    static bool isValidSessionId(std::string_view text);
+
+    const std::filesystem::path& directory() const { return directory_; }
+    std::filesystem::path fileURL(std::string_view sessionId) const;
+
+    // The hook path. Throws SessionFileStoreError, or a file-system error.
+    ReduceOutcome apply(const HookEvent& event, const EventContext& context) const;
+
+    static std::optional<SessionState> read(const std::filesystem::path& url);
+    // Throws on failure; the old file then stays intact.
+    static void write(const SessionState& state, const std::filesystem::path& url);
+
+    std::vector<SessionState> loadAll() const;
+    void remove(std::string_view sessionId) const;
+
+private:
+    std::filesystem::path directory_;
+};
+
+} // namespace ostrelvan

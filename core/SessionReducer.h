@@ -1,0 +1,18 @@
+#pragma once
+
+#include "EventContext.h"
+#include "HookEvent.h"
+#include "ReduceOutcome.h"
+#include "SessionState.h"
+
+#include <optional>
+
+namespace ostrelvan::SessionReducer {
+
+// A "permission_prompt" this soon after an approval was resolved is a late echo of it.
+inline constexpr double lateNotificationWindow = 10.0;
+
+ReduceOutcome reduce(const std::optional<SessionState>& state, const HookEvent& event,
+                     const EventContext& context);
+
+} // namespace ostrelvan::SessionReducer
