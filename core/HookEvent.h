@@ -33,10 +33,9 @@ struct HookEvent {
         preCompact,
     };
     static constexpr std::array allKinds{
-        Kind::sessionStart,   Kind::sessionEnd,         Kind::userPromptSubmit,
-        Kind::preToolUse,     Kind::postToolUse,        Kind::postToolUseFailure,
-        Kind::permissionRequest, Kind::notification,    Kind::stop,
-        Kind::subagentStart,  Kind::preCompact,
+        Kind::sessionStart, Kind::sessionEnd,         Kind::userPromptSubmit,  Kind::preToolUse,
+        Kind::postToolUse,  Kind::postToolUseFailure, Kind::permissionRequest, Kind::notification,
+        Kind::stop,         Kind::subagentStart,      Kind::preCompact,
     };
 
     struct Payload;

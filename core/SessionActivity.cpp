@@ -1,0 +1,38 @@
+#include "SessionActivity.h"
+
+namespace ostrelvan {
+
+std::string_view toString(SessionActivity activity) {
+    switch (activity) {
+    case SessionActivity::thinking:
+        return "thinking";
+    case SessionActivity::runningTests:
+        return "runningTests";
+    case SessionActivity::runningCommands:
+        return "runningCommands";
+    case SessionActivity::coding:
+        return "coding";
+    case SessionActivity::readingCode:
+        return "readingCode";
+    case SessionActivity::researching:
+        return "researching";
+    case SessionActivity::runningAgents:
+        return "runningAgents";
+    case SessionActivity::usingTools:
+        return "usingTools";
+    case SessionActivity::compacting:
+        return "compacting";
+    case SessionActivity::working:
+        return "working";
+    }
+    return "working";
+}
+
+template <> std::optional<SessionActivity> fromString<SessionActivity>(std::string_view text) {
+    for (SessionActivity activity : allSessionActivities)
+        if (toString(activity) == text)
+            return activity;
+    return std::nullopt;
+}
+
+} // namespace ostrelvan

@@ -1,0 +1,209 @@
+#include "SessionFileStore.h"
+
+#include "SessionCoding.h"
+#include "SessionFileStoreError.h"
+#include "SessionReducer.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace ostrelvan {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t maxSessionIdLength = 128;
+
+[[noreturn]] void throwErrno(const char* what) {
+    throw std::system_error(errno, std::generic_category(), what);
+}
+
+// Whole-file read through the descriptor; no iostreams on the hook path.
+std::optional<std::string> readFile(const fs::path& url) {
+    int fd = ::open(url.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return std::nullopt;
+    std::string bytes;
+    struct stat info {};
+    if (::fstat(fd, &info) == 0 && info.st_size > 0)
+        bytes.reserve(static_cast<std::size_t>(info.st_size));
+    char buffer[16384];
+    for (;;) {
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (n == 0)
+            break;
+        bytes.append(buffer, static_cast<std::size_t>(n));
+    }
+    ::close(fd);
+    return bytes;
+}
+
+void writeAll(int fd, std::string_view bytes) {
+    while (!bytes.empty()) {
+        ssize_t n = ::write(fd, bytes.data(), bytes.size());
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            throwErrno("write");
+        bytes.remove_prefix(static_cast<std::size_t>(n));
+    }
+}
+
+// Creates the folder and any missing parents, each new one 0700.
+void makeDirectories(const fs::path& directory) {
+    struct stat info {};
+    if (::stat(directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
+        return;
+    if (directory.has_parent_path() && directory.parent_path() != directory)
+        makeDirectories(directory.parent_path());
+    if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
+        throw fs::filesystem_error("Cannot create folder", directory,
+                                   std::error_code(errno, std::generic_category()));
+}
+
+class LockFile {
+public:
+    explicit LockFile(const fs::path& path) {
+        fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (fd_ < 0)
+            throw SessionFileStoreError::lockFailed(errno);
+        int result;
+        do
+            result = ::flock(fd_, LOCK_EX);
+        while (result != 0 && errno == EINTR);
+        if (result != 0) {
+            int error = errno;
+            ::close(fd_);
+            throw SessionFileStoreError::lockFailed(error);
+        }
+    }
+    ~LockFile() {
+        ::flock(fd_, LOCK_UN);
+        ::close(fd_);
+    }
+    LockFile(const LockFile&) = delete;
+    LockFile& operator=(const LockFile&) = delete;
+
+private:
+    int fd_ = -1;
+};
+
+fs::path lockURL(const fs::path& directory, std::string_view sessionId) {
+    fs::path url = directory;
+    url /= std::string(sessionId) + ".lock";
+    return url;
+}
+
+} // namespace
+
+bool SessionFileStore::isValidSessionId(std::string_view text) {
+    if (text.empty() || text.size() > maxSessionIdLength)
+        return false;
+    for (char c : text) {
+        bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+                  c == '-' || c == '_';
+        if (!ok)
+            return false;
+    }
+    return true;
+}
+
+fs::path SessionFileStore::fileURL(std::string_view sessionId) const {
+    fs::path url = directory_;
+    url /= std::string(sessionId) + ".json";
+    return url;
+}
+
+ReduceOutcome SessionFileStore::apply(const HookEvent& event, const EventContext& context) const {
+    if (!isValidSessionId(event.sessionId))
+        throw SessionFileStoreError::invalidSessionId(event.sessionId);
+    makeDirectories(directory_);
+    const fs::path url = fileURL(event.sessionId);
+    const fs::path lock = lockURL(directory_, event.sessionId);
+    LockFile held(lock);
+    ReduceOutcome outcome = SessionReducer::reduce(read(url), event, context);
+    switch (outcome.kind) {
+    case ReduceOutcome::Kind::write:
+        write(*outcome.state, url);
+        break;
+    case ReduceOutcome::Kind::remove:
+        ::unlink(url.c_str());
+        ::unlink(lock.c_str());
+        break;
+    case ReduceOutcome::Kind::ignore:
+        break;
+    }
+    return outcome;
+}
+
+std::optional<SessionState> SessionFileStore::read(const fs::path& url) {
+    auto bytes = readFile(url);
+    if (!bytes)
+        return std::nullopt;
+    try {
+        return SessionCoding::decode(*bytes);
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
+
+void SessionFileStore::write(const SessionState& state, const fs::path& url) {
+    const std::string bytes = SessionCoding::encode(state);
+    // The temporary name does not end in ".json", so loadAll never picks it up.
+    fs::path temporary = url;
+    temporary += ".tmp" + std::to_string(::getpid());
+    int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (fd < 0)
+        throwErrno("Cannot create the temporary session file");
+    try {
+        writeAll(fd, bytes);
+    } catch (...) {
+        ::close(fd);
+        ::unlink(temporary.c_str());
+        throw;
+    }
+    if (::close(fd) != 0 || ::rename(temporary.c_str(), url.c_str()) != 0) {
+        int error = errno;
+        ::unlink(temporary.c_str());
+        throw std::system_error(error, std::generic_category(), "Cannot replace the session file");
+    }
+}
+
+std::vector<SessionState> SessionFileStore::loadAll() const {
+    std::vector<SessionState> states;
+    std::error_code error;
+    fs::directory_iterator entries(directory_, error);
+    if (error)
+        return states;
+    for (auto it = entries; it != fs::directory_iterator(); it.increment(error)) {
+        if (error)
+            break;
+        const fs::path& path = it->path();
+        if (path.extension() != ".json")
+            continue;
+        if (auto state = read(path))
+            states.push_back(std::move(*state));
+    }
+    return states;
+}
+
+void SessionFileStore::remove(std::string_view sessionId) const {
+    if (!isValidSessionId(sessionId))
+        return;
+    ::unlink(fileURL(sessionId).c_str());
+    ::unlink(lockURL(directory_, sessionId).c_str());
+}
+
+} // namespace ostrelvan

@@ -1,0 +1,26 @@
+#include "SessionStatus.h"
+
+namespace ostrelvan {
+
+std::string_view toString(SessionStatus status) {
+    switch (status) {
+    case SessionStatus::working:
+        return "working";
+    case SessionStatus::needsApproval:
+        return "needsApproval";
+    case SessionStatus::awaitingReview:
+        return "awaitingReview";
+    case SessionStatus::idle:
+        return "idle";
+    }
+    return "idle";
+}
+
+template <> std::optional<SessionStatus> fromString<SessionStatus>(std::string_view text) {
+    for (SessionStatus status : allSessionStatuses)
+        if (toString(status) == text)
+            return status;
+    return std::nullopt;
+}
+
+} // namespace ostrelvan
