@@ -1,0 +1,188 @@
+#include "HookInstaller.h"
+
+#include "AtomicFile.h"
+
+#include <algorithm>
+#include <sys/stat.h>
+
+namespace ostrelvan::HookInstaller {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+namespace {
+
+bool isBlank(std::string_view text) {
+    return text.find_first_not_of(" \t\n\r") == std::string_view::npos;
+}
+
+// Follows a chain of symbolic links, dangling ones included, so that a link into a dotfiles
+// repository is written through even before its target exists.
+fs::path resolveLinks(fs::path path) {
+    for (int hops = 0; hops < 40 && fs::is_symlink(path); ++hops) {
+        fs::path target = fs::read_symlink(path);
+        path = target.is_absolute() ? target : path.parent_path() / target;
+    }
+    return path.lexically_normal();
+}
+
+json ownedEntry(const Event& event, std::string_view helperPath) {
+    json entry = json::object();
+    if (event.matcher)
+        entry["matcher"] = std::string(*event.matcher);
+    json hook = json::object();
+    hook["type"] = "command";
+    hook["command"] = command(helperPath);
+    hook["timeout"] = 5;
+    entry["hooks"] = json::array();
+    entry["hooks"].push_back(std::move(hook));
+    return entry;
+}
+
+bool runsCommand(const json& entry, const std::string& expected) {
+    const json& hooks = entry.at("hooks");
+    return std::any_of(hooks.begin(), hooks.end(),
+                       [&](const json& hook) { return hook.at("command") == expected; });
+}
+
+} // namespace
+
+Settings readSettings(const fs::path& url) {
+    if (!fs::exists(url))
+        return json::object();
+    const std::string content = AtomicFile::read(url);
+    if (isBlank(content))
+        return json::object();
+    json settings = json::parse(content, nullptr, false);
+    if (settings.is_discarded() || !settings.is_object())
+        throw HookInstallerError::invalidJSON();
+    return settings;
+}
+
+std::string serialise(const Settings& settings) {
+    return settings.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
+}
+
+SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
+    const fs::path file = resolveLinks(url);
+    SettingsWrite result{file, std::nullopt};
+    mode_t mode = AtomicFile::defaultFileMode();
+    if (fs::exists(file)) {
+        fs::path backup = url;
+        backup += backupSuffix;
+        std::error_code ignored;
+        fs::remove(backup, ignored);
+        fs::copy_file(file, backup);
+        result.backup = backup;
+        mode = static_cast<mode_t>(fs::status(file).permissions() & fs::perms::mask);
+    } else if (file.has_parent_path()) {
+        fs::create_directories(file.parent_path());
+    }
+    AtomicFile::replace(file, serialise(settings), mode);
+    return result;
+}
+
+std::string command(std::string_view helperPath) {
+    std::string quoted;
+    quoted.reserve(helperPath.size() + 2);
+    quoted += '"';
+    quoted += helperPath;
+    quoted += '"';
+    return quoted;
+}
+
+bool isOwned(const json& entry) {
+    if (!entry.is_object())
+        return false;
+    const auto hooks = entry.find("hooks");
+    if (hooks == entry.end() || !hooks->is_array() || hooks->empty())
+        return false;
+    return std::all_of(hooks->begin(), hooks->end(), [](const json& hook) {
+        if (!hook.is_object())
+            return false;
+        const auto text = hook.find("command");
+        return text != hook.end() && text->is_string() &&
+               text->get_ref<const std::string&>().find(marker) != std::string::npos;
+    });
+}
+
+Settings removing(const Settings& settings) {
+    const auto found = settings.find("hooks");
+    if (found == settings.end() || !found->is_object())
+        return settings;
+    json hooks = *found;
+    bool changed = false;
+    for (auto it = hooks.begin(); it != hooks.end();) {
+        if (!it->is_array()) {
+            ++it;
+            continue;
+        }
+        json kept = json::array();
+        for (const json& entry : *it)
+            if (!isOwned(entry))
+                kept.push_back(entry);
+        if (kept.size() == it->size()) {
+            ++it;
+            continue;
+        }
+        changed = true;
+        if (kept.empty()) {
+            it = hooks.erase(it);
+        } else {
+            *it = std::move(kept);
+            ++it;
+        }
+    }
+    if (!changed)
+        return settings;
+    Settings result = settings;
+    if (hooks.empty())
+        result.erase("hooks");
+    else
+        result["hooks"] = std::move(hooks);
+    return result;
+}
+
+Settings installing(const Settings& settings, std::string_view helperPath) {
+    Settings result = removing(settings);
+    json hooks = json::object();
+    if (const auto found = result.find("hooks"); found != result.end() && found->is_object())
+        hooks = *found;
+    for (const Event& event : events) {
+        const std::string name(event.name);
+        json entries = json::array();
+        if (const auto found = hooks.find(name); found != hooks.end() && found->is_array())
+            entries = *found;
+        entries.push_back(ownedEntry(event, helperPath));
+        hooks[name] = std::move(entries);
+    }
+    result["hooks"] = std::move(hooks);
+    return result;
+}
+
+bool isInstalled(const Settings& settings, std::string_view helperPath) {
+    if (!settings.is_object())
+        return false;
+    const auto hooks = settings.find("hooks");
+    if (hooks == settings.end() || !hooks->is_object())
+        return false;
+    const std::string expected = command(helperPath);
+    return std::all_of(events.begin(), events.end(), [&](const Event& event) {
+        const auto entries = hooks->find(std::string(event.name));
+        if (entries == hooks->end() || !entries->is_array())
+            return false;
+        return std::any_of(entries->begin(), entries->end(), [&](const json& entry) {
+            return isOwned(entry) && runsCommand(entry, expected);
+        });
+    });
+}
+
+std::optional<SettingsWrite> disconnect(const fs::path& settingsURL) {
+    const Settings settings = readSettings(settingsURL);
+    const Settings result = removing(settings);
+    if (result == settings)
+        return std::nullopt;
+    return writeSettings(result, settingsURL);
+}
+
+} // namespace ostrelvan::HookInstaller

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "HookInstallerError.h"
+
+#include <array>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// Edits Claude Code's settings.json so that it runs the hook helper on the eleven hook events,
+// tells whether that installation is intact, and takes it out again. Entries that this program
+// did not write are never touched, and a file that does not parse is never written.
+namespace ostrelvan::HookInstaller {
+
+// The whole top-level object of settings.json; every key not touched here is written back as read.
+using Settings = nlohmann::json;
+
+struct Event {
+    std::string_view name;
+    std::optional<std::string_view> matcher;
+};
+
+inline constexpr std::array<Event, 11> events{{
+    {"SessionStart", std::nullopt},
+    {"SessionEnd", std::nullopt},
+    {"UserPromptSubmit", std::nullopt},
+    {"PreToolUse", "*"},
+    {"PostToolUse", "*"},
+    {"PostToolUseFailure", "*"},
+    {"PermissionRequest", "*"},
+    {"Notification", std::nullopt},
+    {"Stop", std::nullopt},
+    {"SubagentStart", std::nullopt},
+    {"PreCompact", std::nullopt},
+}};
+
+// The tail of the helper's path under the default data directory: commands containing it are ours.
+inline constexpr std::string_view marker = "/Ostrelvan/bin/ostrelvan-hook";
+
+inline constexpr std::string_view backupSuffix = ".ostrelvan-backup";
+
+// What a write did, so the user can be told.
+struct SettingsWrite {
+    std::filesystem::path file;                  // the file actually written (links resolved)
+    std::optional<std::filesystem::path> backup; // none when there was no file to back up
+    bool operator==(const SettingsWrite&) const = default;
+};
+
+// A missing, empty or whitespace-only file is an empty document. Throws HookInstallerError
+// (invalidJSON) when the content is not a JSON object, and read errors as they are.
+Settings readSettings(const std::filesystem::path& url);
+
+// Backs up the existing file beside `url`, then replaces the file atomically. A symbolic link at
+// `url` is followed: its target is written and the link stays.
+SettingsWrite writeSettings(const Settings& settings, const std::filesystem::path& url);
+
+// The exact serialised form written: pretty, sorted keys, slashes as they are.
+std::string serialise(const Settings& settings);
+
+// The hook command for a helper path: the path in double quotes, so spaces survive the shell.
+std::string command(std::string_view helperPath);
+
+// An object whose "hooks" is a non-empty array of objects whose "command"s all carry the marker.
+bool isOwned(const nlohmann::json& entry);
+
+Settings installing(const Settings& settings, std::string_view helperPath);
+Settings removing(const Settings& settings);
+bool isInstalled(const Settings& settings, std::string_view helperPath);
+
+// Removes the owned entries; writes (with a backup) only when there were some.
+std::optional<SettingsWrite> disconnect(const std::filesystem::path& settingsURL);
+
+} // namespace ostrelvan::HookInstaller
