@@ -1,0 +1,167 @@
+#include "SessionStore.h"
+
+#include "DisplayRules.h"
+#include "SessionMerge.h"
+
+#include <QLoggingCategory>
+#include <QString>
+#include <set>
+#include <system_error>
+
+namespace ostrelvan {
+
+Q_LOGGING_CATEGORY(sessionsLog, "sessions")
+
+std::optional<double> SessionStore::defaultReviewFade() {
+    return DisplayRules::reviewToIdle;
+}
+
+SessionStore::SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged,
+                           IsAlive isAlive, Clock clock, std::string home, ClaudeSystem system,
+                           ReviewFadeSource reviewFade, QObject* parent)
+    : QObject(parent), fileStore_(std::move(fileStore)), acknowledged_(acknowledged),
+      isAlive_(std::move(isAlive)), clock_(std::move(clock)), home_(std::move(home)),
+      system_(std::move(system)), reviewFade_(std::move(reviewFade)) {
+    refreshTask_.setInterval(refreshInterval);
+    refreshTask_.setTimerType(Qt::PreciseTimer);
+    connect(&refreshTask_, &QTimer::timeout, this, &SessionStore::reload);
+}
+
+void SessionStore::start() {
+    std::error_code ignored;
+    std::filesystem::create_directories(fileStore_.directory(), ignored);
+    watcher_ = SessionFolderWatcher::create(QString::fromStdString(fileStore_.directory()));
+    if (watcher_) {
+        connect(watcher_.get(), &SessionFolderWatcher::changed, this, &SessionStore::reload);
+    }
+    refreshTask_.start();
+    reload();
+}
+
+void SessionStore::reload() {
+    const TimePoint now = clock_();
+    const auto merged = SessionMerge::merge(liveHookStates(now), system_.processes());
+
+    std::vector<SessionState> kept;
+    for (SessionState state : merged) {
+        const TranscriptInfo info = system_.transcript(state);
+        if (!DisplayRules::isShown(state, home_, info.exists)) {
+            continue;
+        }
+        if (info.title) {
+            state.title = info.title;
+        }
+        kept.push_back(std::move(state));
+    }
+
+    auto groups =
+        build(DisplayRules::grouped(std::move(kept),
+                                    [this](const SessionState& state) { return windowKey(state); }),
+              now);
+    std::vector<DisplayedSession> sessions;
+    for (const auto& group : groups) {
+        sessions.insert(sessions.end(), group.sessions.begin(), group.sessions.end());
+    }
+
+    reportTransitions(sessions);
+    std::set<std::string> shown;
+    for (const auto& session : sessions) {
+        shown.insert(session.id());
+    }
+    acknowledged_.prune(shown);
+    publish(std::move(groups), std::move(sessions));
+}
+
+std::vector<SessionState> SessionStore::liveHookStates(TimePoint now) {
+    std::vector<SessionState> live;
+    for (auto& state : fileStore_.loadAll()) {
+        if (hasEnded(state, now)) {
+            fileStore_.remove(state.sessionId);
+            qCInfo(sessionsLog) << "dropped an ended session";
+            continue;
+        }
+        live.push_back(std::move(state));
+    }
+    return live;
+}
+
+bool SessionStore::hasEnded(const SessionState& state, TimePoint now) const {
+    if (!state.pid) {
+        return DisplayRules::isStale(state, now);
+    }
+    return !isAlive_(*state.pid) || DisplayRules::isAbandoned(state, now);
+}
+
+// Agent processes started from one terminal tab or editor window share their parent.
+std::string SessionStore::windowKey(const SessionState& state) const {
+    if (state.pid) {
+        if (const auto parent = system_.parent(*state.pid)) {
+            return "window-" + std::to_string(*parent);
+        }
+    }
+    return "session-" + state.sessionId;
+}
+
+std::vector<SessionGroup> SessionStore::build(const std::vector<std::vector<SessionState>>& grouped,
+                                              TimePoint now) const {
+    const auto names = DisplayRules::names(grouped);
+    const auto fade = reviewFade_();
+    std::vector<SessionGroup> groups;
+    for (const auto& states : grouped) {
+        if (states.empty()) {
+            continue;
+        }
+        SessionGroup group{windowKey(states.front()), states.front().project(), {}};
+        for (const auto& state : states) {
+            const auto status = DisplayRules::displayStatus(
+                state, now, acknowledged_.acknowledgedAt(state.sessionId), fade);
+            const auto name = names.find(state.sessionId);
+            group.sessions.push_back(
+                {state, status, name != names.end() ? name->second : state.project()});
+        }
+        groups.push_back(std::move(group));
+    }
+    return groups;
+}
+
+void SessionStore::reportTransitions(const std::vector<DisplayedSession>& sessions) {
+    std::map<std::string, SessionStatus> statuses;
+    for (const auto& session : sessions) {
+        statuses.emplace(session.id(), session.status);
+    }
+    if (hasLoaded_) {
+        for (const auto& session : sessions) {
+            const auto previous = lastStatuses_.find(session.id());
+            std::optional<SessionStatus> from;
+            if (previous != lastStatuses_.end()) {
+                from = previous->second;
+            }
+            if (from != session.status && onTransition) {
+                onTransition({session.id(), from, session.status});
+            }
+        }
+    }
+    lastStatuses_ = std::move(statuses);
+    hasLoaded_ = true;
+}
+
+void SessionStore::publish(std::vector<SessionGroup> groups,
+                           std::vector<DisplayedSession> sessions) {
+    const bool groupsDiffer = groups != groups_;
+    const bool sessionsDiffer = sessions != sessions_;
+    if (groupsDiffer) {
+        groups_ = std::move(groups);
+    }
+    if (sessionsDiffer) {
+        sessions_ = std::move(sessions);
+    }
+    // Both lists are assigned before either signal, so an observer never sees them disagree.
+    if (groupsDiffer) {
+        emit groupsChanged();
+    }
+    if (sessionsDiffer) {
+        emit sessionsChanged();
+    }
+}
+
+} // namespace ostrelvan

@@ -1,0 +1,86 @@
+#pragma once
+
+#include "AcknowledgedStore.h"
+#include "ClaudeSystem.h"
+#include "DisplayedSession.h"
+#include "SessionFileStore.h"
+#include "SessionFolderWatcher.h"
+#include "SessionGroup.h"
+#include "SessionStatus.h"
+#include "SessionTransition.h"
+#include "Time.h"
+
+#include <QObject>
+#include <QTimer>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ostrelvan {
+
+// The app's one source of truth about sessions. Every reload reads everything again (session
+// files, Claude Code's registry, liveness, transcripts, acknowledgements), deletes the files of
+// sessions that ended, and publishes the groups and sessions only when they changed.
+class SessionStore : public QObject {
+    Q_OBJECT
+public:
+    using IsAlive = std::function<bool(std::int32_t pid)>;
+    using Clock = std::function<TimePoint()>;
+    using ReviewFadeSource = std::function<std::optional<double>()>;
+    using TransitionHandler = std::function<void(const SessionTransition&)>;
+
+    static constexpr std::chrono::seconds refreshInterval{15};
+
+    static std::optional<double> defaultReviewFade();
+
+    SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged, IsAlive isAlive,
+                 Clock clock, std::string home, ClaudeSystem system,
+                 ReviewFadeSource reviewFade = defaultReviewFade, QObject* parent = nullptr);
+
+    const std::vector<SessionGroup>& groups() const { return groups_; }
+    const std::vector<DisplayedSession>& sessions() const { return sessions_; }
+
+    // Called inside reload(), once per session whose displayed status changed.
+    TransitionHandler onTransition;
+
+    // Creates the sessions folder, starts watching it and refreshing, and reloads once.
+    void start();
+    void reload();
+
+    const SessionFileStore& fileStore() const { return fileStore_; }
+    bool isWatching() const { return watcher_ != nullptr; }
+
+signals:
+    void groupsChanged();
+    void sessionsChanged();
+
+private:
+    std::vector<SessionState> liveHookStates(TimePoint now);
+    bool hasEnded(const SessionState& state, TimePoint now) const;
+    std::string windowKey(const SessionState& state) const;
+    std::vector<SessionGroup> build(const std::vector<std::vector<SessionState>>& grouped,
+                                    TimePoint now) const;
+    void reportTransitions(const std::vector<DisplayedSession>& sessions);
+    void publish(std::vector<SessionGroup> groups, std::vector<DisplayedSession> sessions);
+
+    SessionFileStore fileStore_;
+    AcknowledgedStore& acknowledged_;
+    IsAlive isAlive_;
+    Clock clock_;
+    std::string home_;
+    ClaudeSystem system_;
+    ReviewFadeSource reviewFade_;
+    std::unique_ptr<SessionFolderWatcher> watcher_;
+    QTimer refreshTask_;
+    std::map<std::string, SessionStatus> lastStatuses_;
+    bool hasLoaded_ = false;
+    std::vector<SessionGroup> groups_;
+    std::vector<DisplayedSession> sessions_;
+};
+
+} // namespace ostrelvan
