@@ -84,6 +84,8 @@ int runningTasks(const json& object) {
 } // namespace
 
 HookEvent HookEvent::decode(std::string_view bytes) {
+    if (bytes.empty())
+        throw HookEventDecodeError("Payload is empty");
     json object = json::parse(bytes, nullptr, false);
     if (object.is_discarded())
         throw HookEventDecodeError("Payload is not valid JSON");

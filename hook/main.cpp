@@ -1,0 +1,96 @@
+// ostrelvan-hook: Claude Code runs this on every hook event with the event's JSON on standard
+// input. It folds the event into the session's file and stays silent: Claude Code reads a hook's
+// standard output as a decision and exit status 2 as "block", so it always exits 0 and reports
+// failures only to <data root>/hook.log.
+#include "AgentProcess.h"
+#include "DataPaths.h"
+#include "HookEvent.h"
+#include "HookLog.h"
+#include "HostDetector.h"
+#include "SessionFileStore.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+#ifndef OSTRELVAN_VERSION
+#define OSTRELVAN_VERSION "0.0.0"
+#endif
+
+namespace {
+
+using namespace ostrelvan;
+
+constexpr const char* helpText =
+    "Usage: ostrelvan-hook [--help | --version]\n"
+    "\n"
+    "Records one Claude Code hook event for Ostrelvan. Claude Code runs it with the event's JSON\n"
+    "payload on standard input; it updates <data root>/sessions/<session id>.json and prints\n"
+    "nothing. It always exits 0; failures are appended to <data root>/hook.log.\n"
+    "\n"
+    "Data root: $OSTRELVAN_DATA_DIR when set, else $XDG_DATA_HOME/Ostrelvan or\n"
+    "~/.local/share/Ostrelvan (~/Library/Application Support/Ostrelvan on macOS).\n";
+
+bool readAll(int fd, std::string& bytes) {
+    char buffer[65536];
+    for (;;) {
+        ssize_t n = ::read(fd, buffer, sizeof buffer);
+        if (n > 0)
+            bytes.append(buffer, static_cast<std::size_t>(n));
+        else if (n == 0)
+            return true;
+        else if (errno != EINTR)
+            return false;
+    }
+}
+
+void record(const Environment& environment) {
+    const TimePoint now = wallClockNow();
+    std::string failure;
+    try {
+        std::string bytes;
+        if (!readAll(STDIN_FILENO, bytes))
+            throw std::runtime_error(std::string("Cannot read the payload: ") +
+                                     std::strerror(errno));
+        const HookEvent event = HookEvent::decode(bytes);
+        bytes = std::string(); // the payload may be megabytes; the event is all that is needed
+        EventContext context{now, HostDetector::host(environment),
+                             HostDetector::terminalApp(environment),
+                             AgentProcess::find(environment, static_cast<std::int32_t>(getppid()),
+                                                AgentProcess::lookup)};
+        try {
+            SessionFileStore(DataPaths::sessions(environment)).apply(event, context);
+        } catch (const std::exception& error) {
+            failure = event.rawName + " for session " + event.sessionId.substr(0, 160) + ": " +
+                      error.what();
+        }
+    } catch (const std::exception& error) {
+        failure = error.what();
+    }
+    if (!failure.empty())
+        HookLog::append(DataPaths::root(environment), now, failure);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc > 1) {
+        std::string_view argument = argv[1];
+        if (argument == "--version") {
+            std::fputs("ostrelvan-hook " OSTRELVAN_VERSION "\n", stdout);
+            return 0;
+        }
+        if (argument == "--help" || argument == "-h") {
+            std::fputs(helpText, stdout);
+            return 0;
+        }
+    }
+    try {
+        record(processEnvironment());
+    } catch (...) {
+        // Nothing can be reported when even the environment cannot be read.
+    }
+    return 0;
+}
