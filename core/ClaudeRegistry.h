@@ -4,6 +4,7 @@
 #include "Environment.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,20 +13,31 @@
 namespace ostrelvan::ClaudeRegistry {
 
 inline constexpr std::size_t titleTailBytes = 262144;
+// Transcript lines this long or longer are never title lines (they hold tool output).
+inline constexpr std::size_t maxTitleLineBytes = 4095;
 
 // CLAUDE_CONFIG_DIR when set and non-empty, else <home>/.claude.
 std::filesystem::path configDirectory(const std::filesystem::path& home,
                                       const Environment& environment);
 std::filesystem::path sessionsDirectory(const std::filesystem::path& config);
 
+// Reads one file whole; none when it cannot be read (missing, a folder, unreadable).
+using FileReader = std::function<std::optional<std::string>(const std::filesystem::path&)>;
+std::optional<std::string> readFile(const std::filesystem::path& path);
+
 // Valid records sorted by pid. A record that fails to decode is read once more before it is
 // skipped: Claude Code rewrites records in place, so a read can catch one half-written.
 std::vector<ClaudeProcess> load(const std::filesystem::path& directory);
+std::vector<ClaudeProcess> load(const std::filesystem::path& directory, const FileReader& read);
 std::optional<ClaudeProcess> decode(std::string_view data);
 
+// Claude Code's folder name for a project: every UTF-16 unit that is not an ASCII letter or digit
+// becomes "-". Claude Code shortens names past 200 characters with a hash it does not document;
+// such folders are found by scanning (TranscriptReader::locate).
 std::string projectSlug(std::string_view cwd);
 std::filesystem::path transcriptURL(const std::filesystem::path& config, std::string_view cwd,
                                     std::string_view sessionId);
+// The title in a block of transcript lines: the last custom title, else the last generated one.
 std::optional<std::string> title(std::string_view transcriptTail);
 
 } // namespace ostrelvan::ClaudeRegistry

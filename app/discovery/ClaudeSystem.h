@@ -5,6 +5,7 @@
 #include "SessionState.h"
 #include "TranscriptInfo.h"
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -15,6 +16,10 @@ namespace ostrelvan {
 
 // The store's replaceable gateway to the live machine.
 struct ClaudeSystem {
+    // A record whose process started this far from the record's startedAt belongs to an earlier
+    // process whose pid was reused.
+    static constexpr std::chrono::seconds startTolerance{120};
+
     std::function<std::vector<ClaudeProcess>()> processes;
     std::function<std::optional<std::int32_t>(std::int32_t pid)> parent;
     std::function<TranscriptInfo(const SessionState&)> transcript;
@@ -23,6 +28,11 @@ struct ClaudeSystem {
     // The real machine: Claude Code's registry under the config folder, filtered by liveness,
     // and one transcript reader with the wall clock.
     static ClaudeSystem live(const std::filesystem::path& home, const Environment& environment);
+    static ClaudeSystem live(const std::filesystem::path& home);
+
+    // The records whose process is alive (not a zombie) and started within startTolerance of the
+    // record's startedAt; pid order kept.
+    static std::vector<ClaudeProcess> liveOnly(const std::vector<ClaudeProcess>& records);
 };
 
 } // namespace ostrelvan

@@ -1,0 +1,145 @@
+#include "TranscriptReader.h"
+
+#include "ClaudeRegistry.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace ostrelvan {
+
+namespace {
+
+constexpr std::chrono::seconds searchRetry{60};
+constexpr std::chrono::seconds rereadInterval{10};
+
+bool isFile(const std::filesystem::path& path) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(path, error);
+}
+
+struct Attributes {
+    std::int64_t size = 0;
+    TimePoint modified;
+};
+
+std::optional<Attributes> attributes(const std::filesystem::path& path) {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0) {
+        return std::nullopt;
+    }
+#ifdef __APPLE__
+    const struct timespec mtime = st.st_mtimespec;
+#else
+    const struct timespec mtime = st.st_mtim;
+#endif
+    return Attributes{static_cast<std::int64_t>(st.st_size),
+                      TimePoint(std::chrono::seconds(mtime.tv_sec)) +
+                          std::chrono::milliseconds(mtime.tv_nsec / 1'000'000)};
+}
+
+class File {
+public:
+    explicit File(const std::filesystem::path& path)
+        : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    ~File() {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    int fd() const { return fd_; }
+
+private:
+    int fd_;
+};
+
+} // namespace
+
+TranscriptReader::TranscriptReader(std::filesystem::path config, Clock clock)
+    : config_(std::move(config)), clock_(std::move(clock)) {}
+
+TranscriptInfo TranscriptReader::info(const SessionState& state) {
+    const TimePoint now = clock_();
+    Entry& entry = entries_[state.sessionId];
+
+    if (!entry.url) {
+        if (now < entry.readAt + searchRetry) {
+            return entry.info;
+        }
+        entry.readAt = now;
+        entry.url = locate(state);
+        if (!entry.url) {
+            return entry.info;
+        }
+    }
+
+    const auto file = attributes(*entry.url);
+    if (!file) {
+        entry = Entry{};
+        entry.readAt = now; // the next search waits a minute
+        return entry.info;
+    }
+    if (file->size == entry.size && file->modified == entry.modified) {
+        return entry.info;
+    }
+    if (now >= entry.readAt + rereadInterval || !entry.info.exists) {
+        entry.size = file->size;
+        entry.modified = file->modified;
+        entry.readAt = now;
+        auto found = title(*entry.url, file->size);
+        entry.info = TranscriptInfo{true, found ? std::move(found) : entry.info.title};
+    }
+    return entry.info;
+}
+
+std::optional<std::filesystem::path> TranscriptReader::locate(const SessionState& state) const {
+    const auto candidate = ClaudeRegistry::transcriptURL(config_, state.folder(), state.sessionId);
+    if (isFile(candidate)) {
+        return candidate;
+    }
+    // Claude Code shortens long folder names with a hash, and a session that changed directory
+    // keeps its first folder: scan them all.
+    const std::string fileName = state.sessionId + ".jsonl";
+    std::error_code error;
+    std::filesystem::directory_iterator it(config_ / "projects", error);
+    for (; !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
+        auto path = it->path() / fileName;
+        if (isFile(path)) {
+            return path;
+        }
+    }
+    return std::nullopt;
+}
+
+std::int64_t TranscriptReader::tailOffset(std::int64_t size) {
+    return std::max<std::int64_t>(0,
+                                  size - static_cast<std::int64_t>(ClaudeRegistry::titleTailBytes));
+}
+
+std::optional<std::string> TranscriptReader::title(const std::filesystem::path& url,
+                                                   std::int64_t size) {
+    const File file(url);
+    if (file.fd() < 0 || ::lseek(file.fd(), tailOffset(size), SEEK_SET) < 0) {
+        return std::nullopt;
+    }
+    std::string tail;
+    tail.reserve(ClaudeRegistry::titleTailBytes);
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = ::read(file.fd(), buffer, sizeof buffer);
+        if (n > 0) {
+            tail.append(buffer, static_cast<std::size_t>(n));
+        } else if (n == 0) {
+            break;
+        } else if (errno != EINTR) {
+            return std::nullopt;
+        }
+    }
+    return ClaudeRegistry::title(tail);
+}
+
+} // namespace ostrelvan

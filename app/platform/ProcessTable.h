@@ -23,7 +23,10 @@ namespace ProcessTable {
 // None for pid < 1 or a process that does not exist.
 std::optional<ProcessInfo> info(std::int32_t pid);
 
-// kill(pid, 0) succeeds or fails with EPERM, and the process is not a zombie.
+// kill(pid, 0) succeeds or fails with EPERM (a process of another user). A zombie exists.
+bool exists(std::int32_t pid);
+
+// exists, and the process is not a zombie (one that exited and was not reaped is dead).
 bool isAlive(std::int32_t pid);
 
 } // namespace ProcessTable

@@ -1,0 +1,90 @@
+#include "ProcessTable.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <unistd.h>
+#include <vector>
+
+namespace ostrelvan::ProcessTable {
+
+namespace {
+
+// /proc/stat's btime: the boot time in seconds since the epoch; it never changes while we run.
+std::optional<long long> bootTime() {
+    static const std::optional<long long> cached = []() -> std::optional<long long> {
+        std::ifstream stat("/proc/stat");
+        std::string key;
+        while (stat >> key) {
+            if (key == "btime") {
+                long long value = 0;
+                if (stat >> value) {
+                    return value;
+                }
+                return std::nullopt;
+            }
+            stat.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+        }
+        return std::nullopt;
+    }();
+    return cached;
+}
+
+template <class T> bool parseNumber(std::string_view text, T& out) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), out);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+} // namespace
+
+std::optional<ProcessInfo> info(std::int32_t pid) {
+    if (pid < 1) {
+        return std::nullopt;
+    }
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    if (!file || !std::getline(file, line)) {
+        return std::nullopt;
+    }
+    // "pid (comm) state ppid ...": comm may hold spaces and parentheses, so split at the last ')'.
+    const std::size_t close = line.rfind(')');
+    if (close == std::string::npos) {
+        return std::nullopt;
+    }
+    std::vector<std::string_view> fields; // fields[0] is field 3 (state)
+    std::string_view rest = std::string_view(line).substr(close + 1);
+    while (!rest.empty()) {
+        const std::size_t start = rest.find_first_not_of(' ');
+        if (start == std::string_view::npos) {
+            break;
+        }
+        rest.remove_prefix(start);
+        const std::size_t end = std::min(rest.find(' '), rest.size());
+        fields.push_back(rest.substr(0, end));
+        rest.remove_prefix(end);
+    }
+    constexpr std::size_t stateField = 3, parentField = 4, startField = 22;
+    if (fields.size() <= startField - stateField) {
+        return std::nullopt;
+    }
+    ProcessInfo result;
+    result.pid = pid;
+    const std::string_view state = fields[0];
+    result.zombie = state == "Z" || state == "X";
+    unsigned long long ticks = 0;
+    const long ticksPerSecond = ::sysconf(_SC_CLK_TCK);
+    const auto boot = bootTime();
+    if (!parseNumber(fields[parentField - stateField], result.parent) ||
+        !parseNumber(fields[startField - stateField], ticks) || ticksPerSecond <= 0 || !boot) {
+        return std::nullopt;
+    }
+    const auto sinceBoot = std::chrono::milliseconds(
+        static_cast<long long>(ticks * 1000 / static_cast<unsigned long long>(ticksPerSecond)));
+    result.startedAt = TimePoint(std::chrono::seconds(*boot)) + sinceBoot;
+    return result;
+}
+
+} // namespace ostrelvan::ProcessTable

@@ -1,0 +1,162 @@
+#include "ClaudeRegistry.h"
+
+#include "TempDir.h"
+
+#include <gtest/gtest.h>
+#include <set>
+
+using namespace ostrelvan;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::string record(int pid, std::string_view sessionId = "abc-123_X", std::string_view extra = "") {
+    return R"({"pid":)" + std::to_string(pid) + R"(,"sessionId":")" + std::string(sessionId) +
+           R"(","cwd":"/home/ana/app","startedAt":1700000000000)" + std::string(extra) + "}";
+}
+
+} // namespace
+
+TEST(ClaudeRegistry, ConfigDirectory) {
+    EXPECT_EQ(ClaudeRegistry::configDirectory("/home/ana", {}), "/home/ana/.claude");
+    EXPECT_EQ(ClaudeRegistry::configDirectory("/home/ana", {{"CLAUDE_CONFIG_DIR", ""}}),
+              "/home/ana/.claude");
+    EXPECT_EQ(ClaudeRegistry::configDirectory("/home/ana", {{"CLAUDE_CONFIG_DIR", "~/cc"}}),
+              "~/cc");
+    EXPECT_EQ(ClaudeRegistry::sessionsDirectory("/c"), "/c/sessions");
+}
+
+TEST(ClaudeRegistry, DecodesWhatClaudeCodeWrites) {
+    const auto process = ClaudeRegistry::decode(R"({
+        "pid": 48213, "sessionId": "0b7c2d4e-9f1a-4c3b-8e6d-5a4f3b2c1d0e",
+        "cwd": "/home/ana/src/app", "startedAt": 1700000000000.5, "procStart": "1234567",
+        "version": "2.1.140", "kind": "interactive", "entrypoint": "cli", "name": "fix tests",
+        "nameSource": "ai", "tmux": {"pane": "%3"}, "peerProtocol": 2, "status": "waiting",
+        "waitingFor": "permission prompt", "updatedAt": 1700000005000,
+        "statusUpdatedAt": 1700000004250})");
+    ASSERT_TRUE(process);
+    const TimePoint started{std::chrono::seconds(1700000000)}; // 2023-11-14 22:13:20 UTC
+    EXPECT_EQ(*process,
+              (ClaudeProcess{48213, "0b7c2d4e-9f1a-4c3b-8e6d-5a4f3b2c1d0e", "/home/ana/src/app",
+                             "interactive", "cli", "waiting", "permission prompt", started + 1ms,
+                             started + 5s, started + 4250ms}));
+
+    // The first moments: no status, no kind, no times beyond the start.
+    const auto fresh = ClaudeRegistry::decode(record(7));
+    ASSERT_TRUE(fresh);
+    EXPECT_EQ(fresh->startedAt, started);
+    EXPECT_FALSE(fresh->status || fresh->kind || fresh->entrypoint || fresh->waitingFor ||
+                 fresh->updatedAt || fresh->statusUpdatedAt);
+}
+
+TEST(ClaudeRegistry, RejectsInvalidRecords) {
+    const std::string id128(128, 'a');
+    EXPECT_TRUE(ClaudeRegistry::decode(record(1, id128)));
+    EXPECT_TRUE(ClaudeRegistry::decode(record(1, "A-z_09")));
+    for (const std::string& bad : {
+             record(0),
+             record(-4),
+             record(1, std::string(129, 'a')),
+             record(1, ""),
+             record(1, "a/b"),
+             record(1, "a.b"),
+             record(1, "a b"),
+             record(1, "caf\u00e9"),
+             std::string(R"({"pid":1,"sessionId":"a","cwd":"","startedAt":1})"),
+             std::string(R"({"pid":1,"sessionId":"a","cwd":"/x"})"),
+             std::string(R"({"pid":1,"sessionId":"a","cwd":"/x","startedAt":"1"})"),
+             std::string(R"({"pid":"1","sessionId":"a","cwd":"/x","startedAt":1})"),
+             std::string(R"({"pid":4294967297,"sessionId":"a","cwd":"/x","startedAt":1})"),
+             std::string(R"({"pid":1.5,"sessionId":"a","cwd":"/x","startedAt":1})"),
+             std::string(R"({"pid":1,"sessionId":"a","cwd":"/x","startedAt":1e300})"),
+             record(1, "a", R"(,"status":3)"),
+             record(1, "a", R"(,"updatedAt":"soon")"),
+             std::string(R"([1,2])"),
+             std::string(R"({"pid":1,"sessionId":"a","cwd":"/x","startedAt":1)"),
+             std::string(""),
+         }) {
+        EXPECT_FALSE(ClaudeRegistry::decode(bad)) << bad;
+    }
+}
+
+TEST(ClaudeRegistry, LoadsRecordFilesOnly) {
+    TempDir dir;
+    writeFile(dir.path() / "300.json", record(300, "c"));
+    writeFile(dir.path() / "12.json", record(12, "a"));
+    writeFile(dir.path() / "45.json", record(45, "b"));
+    writeFile(dir.path() / "45.8f3a9c.key", "secret");
+    writeFile(dir.path() / "x.JSON", record(1, "upper"));
+    writeFile(dir.path() / "x.json.tmp", record(2, "tmp"));
+    writeFile(dir.path() / "bad.json", "{not json");
+    writeFile(dir.path() / "invalid.json", record(0, "zero"));
+    std::filesystem::create_directory(dir.path() / "folder.json");
+
+    std::vector<std::int32_t> pids;
+    for (const auto& process : ClaudeRegistry::load(dir.path())) {
+        pids.push_back(process.pid);
+    }
+    EXPECT_EQ(pids, (std::vector<std::int32_t>{12, 45, 300}));
+    EXPECT_TRUE(ClaudeRegistry::load(dir.path() / "missing").empty());
+}
+
+TEST(ClaudeRegistry, RereadsARecordCaughtHalfWritten) {
+    TempDir dir;
+    const std::string whole = record(4242, "live");
+    writeFile(dir.path() / "4242.json", whole);
+    writeFile(dir.path() / "7.json", "{\"pid\": 7, \"sess"); // broken for good
+
+    // Claude Code truncates and rewrites in place: the first read sees half, the next the whole.
+    std::multiset<std::string> reads;
+    const ClaudeRegistry::FileReader midWrite = [&](const std::filesystem::path& path) {
+        reads.insert(path.filename());
+        auto data = ClaudeRegistry::readFile(path);
+        if (data && path.filename() == "4242.json" && reads.count("4242.json") == 1) {
+            data->resize(data->size() / 2);
+        }
+        return data;
+    };
+    const auto processes = ClaudeRegistry::load(dir.path(), midWrite);
+    ASSERT_EQ(processes.size(), 1u);
+    EXPECT_EQ(processes[0].sessionId, "live");
+    EXPECT_EQ(reads.count("4242.json"), 2u);
+    EXPECT_EQ(reads.count("7.json"), 2u); // read once more, then skipped
+}
+
+TEST(ClaudeRegistry, ProjectSlug) {
+    EXPECT_EQ(ClaudeRegistry::projectSlug("/Users/ana/my_app.v2"), "-Users-ana-my-app-v2");
+    EXPECT_EQ(ClaudeRegistry::projectSlug("/tmp/caf\u00e9 x"), "-tmp-caf--x");
+    EXPECT_EQ(ClaudeRegistry::projectSlug("/a/\U0001F600"), "-a---"); // two UTF-16 units
+    EXPECT_EQ(ClaudeRegistry::projectSlug("/a\xff"), "-a-");
+    EXPECT_EQ(ClaudeRegistry::transcriptURL("/c", "/w/p", "s1"), "/c/projects/-w-p/s1.jsonl");
+}
+
+TEST(ClaudeRegistry, TitleFromTranscriptTail) {
+    const auto ai = [](std::string_view t) {
+        return R"({"type":"ai-title","aiTitle":")" + std::string(t) + "\"}\n";
+    };
+    const auto custom = [](std::string_view t) {
+        return R"({"type":"custom-title","customTitle":")" + std::string(t) + "\"}\n";
+    };
+    EXPECT_EQ(ClaudeRegistry::title(ai("one") + custom("mine") + ai("two")), "mine");
+    EXPECT_EQ(ClaudeRegistry::title(ai("one") + "\n\n" + ai("two")), "two");
+    EXPECT_EQ(ClaudeRegistry::title(custom("mine") + custom("   ") + ai("x")), "mine");
+    EXPECT_EQ(ClaudeRegistry::title(ai("  \\n spaced \\t\u00a0")), "spaced");
+    // A partial first line, other types, and broken lines are skipped.
+    EXPECT_EQ(ClaudeRegistry::title("le\":\"cut\"}\n" + ai("ok") +
+                                    R"({"type":"user","x":"-title\""})" +
+                                    "\n{\"type\":\"ai-title\",\"aiTitle\":\"\xff\"}\n"),
+              "ok");
+    EXPECT_FALSE(ClaudeRegistry::title(""));
+    EXPECT_FALSE(ClaudeRegistry::title(R"({"type":"ai-title","aiTitle":42})"));
+
+    // 4095 bytes are read; 4096 are not.
+    std::string line = ai("long");
+    line.pop_back();
+    const std::string padding = R"(,"pad":")";
+    std::string exact = line.substr(0, line.size() - 1) + padding;
+    exact += std::string(4095 - exact.size() - 2, 'p') + "\"}";
+    ASSERT_EQ(exact.size(), 4095u);
+    EXPECT_EQ(ClaudeRegistry::title(exact), "long");
+    exact.insert(exact.size() - 2, "p");
+    EXPECT_FALSE(ClaudeRegistry::title(exact));
+}

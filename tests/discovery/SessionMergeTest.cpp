@@ -1,0 +1,161 @@
+#include "SessionMerge.h"
+
+#include <gtest/gtest.h>
+
+using namespace ostrelvan;
+using namespace std::chrono_literals;
+
+namespace {
+
+const TimePoint ten = TimePoint(std::chrono::sys_days(std::chrono::year(2025) / 3 / 14)) + 10h;
+
+SessionState hook(std::string id, std::optional<std::int32_t> pid = std::nullopt,
+                  SessionStatus status = SessionStatus::working) {
+    SessionState s;
+    s.sessionId = std::move(id);
+    s.cwd = "/w/" + s.sessionId;
+    s.root = s.cwd;
+    s.title = "hook title";
+    s.pid = pid;
+    s.status = status;
+    s.activity = SessionActivity::runningCommands;
+    s.tool = "Bash";
+    s.detail = "npm test";
+    s.pendingApproval = "Bash|npm test";
+    s.statusSince = s.firstSeen = s.lastEvent = ten;
+    return s;
+}
+
+ClaudeProcess process(std::int32_t pid, std::string id, std::optional<std::string> status = {}) {
+    ClaudeProcess p;
+    p.pid = pid;
+    p.sessionId = std::move(id);
+    p.cwd = "/proc/" + p.sessionId;
+    p.status = std::move(status);
+    p.startedAt = ten - 30min;
+    return p;
+}
+
+} // namespace
+
+TEST(SessionMerge, CombinesHooksAndRegistry) {
+    const std::vector<SessionState> hooks{hook("a", 4242), hook("b"), hook("c", 77), hook("a")};
+    EXPECT_EQ(SessionMerge::merge(hooks, {}), hooks);
+
+    auto early = process(50, "c");
+    early.startedAt = ten - 2min;
+    auto late = process(60, "b");
+    late.startedAt = ten + 5min;
+    auto background = process(70, "d");
+    background.kind = "background";
+    auto takeover = process(4242, "new"); // same process, new conversation: "a" is hidden
+    takeover.kind = "interactive";
+    const auto merged = SessionMerge::merge(hooks, {early, late, background, takeover});
+
+    ASSERT_EQ(merged.size(), 4u);
+    auto c = hooks[2];
+    c.root = "/proc/c", c.pid = 50, c.firstSeen = ten - 2min;
+    EXPECT_EQ(merged[0], c);
+    auto b = hooks[1];
+    b.root = "/proc/b", b.pid = 60; // firstSeen stays the earlier hook time
+    EXPECT_EQ(merged[1], b);
+    EXPECT_EQ(merged[2], SessionMerge::state(takeover));
+    EXPECT_EQ(merged[3], hooks[3]); // no pid, no process: kept unchanged
+
+    // A non-interactive process hides nothing and adds nothing.
+    auto d = hook("d", 70);
+    EXPECT_EQ(SessionMerge::merge({d}, {background}), std::vector<SessionState>{d});
+}
+
+TEST(SessionMerge, StateFromRegistryOnly) {
+    auto p = process(9, "solo", "waiting");
+    p.entrypoint = "claude-vscode";
+    p.statusUpdatedAt = ten - 1min;
+    p.updatedAt = ten;
+    const SessionState s = SessionMerge::state(p);
+    EXPECT_EQ(s.schema, 1);
+    EXPECT_EQ(s.sessionId, "solo");
+    EXPECT_EQ(s.cwd, "/proc/solo");
+    EXPECT_EQ(s.root, "/proc/solo");
+    EXPECT_EQ(s.host, SessionHost::vscode);
+    EXPECT_EQ(s.pid, 9);
+    EXPECT_EQ(s.status, SessionStatus::needsApproval);
+    EXPECT_EQ(s.activity, SessionActivity::working);
+    EXPECT_EQ(s.firstSeen, ten - 30min);
+    EXPECT_EQ(s.statusSince, ten - 1min);
+    EXPECT_EQ(s.lastEvent, ten);
+    EXPECT_FALSE(s.title || s.terminalApp || s.tool || s.detail || s.pendingApproval ||
+                 s.approvalResolvedAt || s.startedConversation);
+
+    const std::vector<std::pair<std::optional<std::string>, SessionStatus>> statuses{
+        {"busy", SessionStatus::working},
+        {"idle", SessionStatus::idle},
+        {"shell", SessionStatus::idle},
+        {std::nullopt, SessionStatus::idle}};
+    for (const auto& [status, expected] : statuses) {
+        const auto t = SessionMerge::state(process(3, "x", status));
+        EXPECT_EQ(t.status, expected) << status.value_or("none");
+        EXPECT_EQ(t.host, SessionHost::terminal);
+        EXPECT_EQ(t.statusSince, ten - 30min);
+        EXPECT_EQ(t.lastEvent, ten - 30min);
+    }
+    EXPECT_EQ(SessionMerge::merge({}, {process(8, "y"), process(9, "z")}),
+              (std::vector<SessionState>{SessionMerge::state(process(8, "y")),
+                                         SessionMerge::state(process(9, "z"))}));
+}
+
+// Claude Code fires no hook on an interrupted turn or a refused permission, and auto mode can
+// ask without "PermissionRequest": its own record then has the newer word.
+TEST(SessionMerge, RegistryStatusEndsWhatHooksCannotSee) {
+    struct Case {
+        const char* name;
+        SessionStatus hookStatus;
+        std::optional<std::string> registryStatus;
+        std::optional<std::chrono::milliseconds> changedAfterHook;
+        SessionStatus expected;
+    };
+    const std::vector<Case> cases{
+        {"permission refused", SessionStatus::needsApproval, "idle", 4s, SessionStatus::idle},
+        {"turn interrupted", SessionStatus::working, "idle", 1ms, SessionStatus::idle},
+        {"auto mode asks", SessionStatus::working, "waiting", 2s, SessionStatus::needsApproval},
+        {"idle before last hook", SessionStatus::working, "idle", -3s, SessionStatus::working},
+        {"idle at last hook", SessionStatus::needsApproval, "idle", 0s,
+         SessionStatus::needsApproval},
+        {"idle without time", SessionStatus::working, "idle", std::nullopt, SessionStatus::working},
+        {"waiting while asking", SessionStatus::needsApproval, "waiting", 2s,
+         SessionStatus::needsApproval},
+        {"waiting while idle", SessionStatus::idle, "waiting", 2s, SessionStatus::idle},
+        {"review after idle", SessionStatus::awaitingReview, "idle", 5s,
+         SessionStatus::awaitingReview},
+        {"review while waiting", SessionStatus::awaitingReview, "waiting", 5s,
+         SessionStatus::awaitingReview},
+        {"busy while idle", SessionStatus::idle, "busy", 5s, SessionStatus::idle},
+        {"shell", SessionStatus::working, "shell", 5s, SessionStatus::working},
+        {"no status yet", SessionStatus::working, std::nullopt, 5s, SessionStatus::working},
+    };
+    for (const Case& c : cases) {
+        const SessionState h = hook("s", 11, c.hookStatus);
+        auto p = process(11, "s", c.registryStatus);
+        if (c.changedAfterHook) {
+            p.statusUpdatedAt = h.lastEvent + *c.changedAfterHook;
+        }
+        const auto merged = SessionMerge::merge({h}, {p});
+        ASSERT_EQ(merged.size(), 1u) << c.name;
+        const SessionState& m = merged[0];
+        EXPECT_EQ(m.status, c.expected) << c.name;
+
+        auto expected = h;
+        expected.root = p.cwd;
+        expected.firstSeen = p.startedAt;
+        if (c.expected != c.hookStatus) {
+            expected.status = c.expected;
+            expected.statusSince = *p.statusUpdatedAt;
+            if (c.expected == SessionStatus::idle) {
+                expected.tool.reset();
+                expected.detail.reset();
+                expected.pendingApproval.reset();
+            }
+        }
+        EXPECT_EQ(m, expected) << c.name;
+    }
+}
