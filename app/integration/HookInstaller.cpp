@@ -12,6 +12,32 @@ using nlohmann::json;
 
 namespace {
 
+// Copying, comparing and printing a document recurse once per level, so a file nested deeper than
+// any real settings file is refused instead of exhausting the stack.
+constexpr int maxDepth = 512;
+
+bool nestsTooDeep(std::string_view text) {
+    int depth = 0;
+    bool inString = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char c = text[i];
+        if (inString) {
+            if (c == '\\')
+                ++i;
+            else if (c == '"')
+                inString = false;
+        } else if (c == '"') {
+            inString = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > maxDepth)
+                return true;
+        } else if (c == ']' || c == '}') {
+            --depth;
+        }
+    }
+    return false;
+}
+
 bool isBlank(std::string_view text) {
     return text.find_first_not_of(" \t\n\r") == std::string_view::npos;
 }
@@ -50,9 +76,14 @@ bool runsCommand(const json& entry, const std::string& expected) {
 Settings readSettings(const fs::path& url) {
     if (!fs::exists(url))
         return json::object();
-    const std::string content = AtomicFile::read(url);
+    return parseSettings(AtomicFile::read(url));
+}
+
+Settings parseSettings(std::string_view content) {
     if (isBlank(content))
         return json::object();
+    if (nestsTooDeep(content))
+        throw HookInstallerError::invalidJSON();
     json settings = json::parse(content, nullptr, false);
     if (settings.is_discarded() || !settings.is_object())
         throw HookInstallerError::invalidJSON();

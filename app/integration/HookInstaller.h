@@ -52,6 +52,9 @@ struct SettingsWrite {
 // (invalidJSON) when the content is not a JSON object, and read errors as they are.
 Settings readSettings(const std::filesystem::path& url);
 
+// The content rules of readSettings, for bytes already read.
+Settings parseSettings(std::string_view content);
+
 // Backs up the existing file beside `url`, then replaces the file atomically. A symbolic link at
 // `url` is followed: its target is written and the link stays.
 SettingsWrite writeSettings(const Settings& settings, const std::filesystem::path& url);

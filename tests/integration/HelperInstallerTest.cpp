@@ -1,0 +1,96 @@
+#include "HelperInstaller.h"
+
+#include "TestFiles.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace ostrelvan {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::listing;
+using testing::readBytes;
+using testing::TempDir;
+using testing::writeBytes;
+
+ino_t inode(const fs::path& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+}
+
+TEST(HelperInstaller, installsKeepsAndReplacesTheHelper) {
+    TempDir root;
+    const fs::path source = root / "app/ostrelvan-hook";
+    const fs::path destination = root / "data/Ostrelvan/bin/ostrelvan-hook";
+    writeBytes(source, "#!/bin/sh\necho v1\n");
+
+    EXPECT_TRUE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(fs::status(destination).permissions() & fs::perms::mask, fs::perms(0755));
+    EXPECT_EQ(readBytes(destination), readBytes(source));
+    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+
+    // Unchanged: nothing is touched. The time is moved back first so a rewrite would show.
+    const auto past = fs::file_time_type::clock::now() - std::chrono::hours(24);
+    fs::last_write_time(destination, past);
+    const ino_t first = inode(destination);
+    EXPECT_FALSE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(fs::last_write_time(destination), past);
+    EXPECT_EQ(inode(destination), first);
+    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+
+    // Changed: a new file is renamed over the old one, which a running hook still reads whole.
+    const int running = ::open(destination.c_str(), O_RDONLY);
+    ASSERT_GE(running, 0);
+    writeBytes(source, "#!/bin/sh\necho v2 is longer\n");
+    EXPECT_TRUE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(readBytes(destination), readBytes(source));
+    EXPECT_NE(inode(destination), first);
+    char old[64] = {};
+    EXPECT_EQ(::read(running, old, sizeof old - 1), 18);
+    EXPECT_STREQ(old, "#!/bin/sh\necho v1\n");
+    ::close(running);
+    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+
+    // Same bytes but not executable: replaced.
+    fs::permissions(destination, fs::perms(0644));
+    EXPECT_TRUE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(fs::status(destination).permissions() & fs::perms::mask, fs::perms(0755));
+}
+
+TEST(HelperInstaller, failsWithoutHelperOrPlace) {
+    TempDir root;
+    const fs::path destination = root / "data/bin/ostrelvan-hook";
+    for (const auto& source : {std::optional<fs::path>(), std::optional(root / "nothing-here")}) {
+        try {
+            HelperInstaller::refresh(source, destination);
+            ADD_FAILURE() << "no error";
+        } catch (const HelperInstallerError& error) {
+            EXPECT_EQ(error.kind(), HelperInstallerError::Kind::missingBundledHelper);
+        }
+    }
+    EXPECT_FALSE(fs::exists(root / "data"));
+
+    // A folder where the helper belongs cannot be renamed over.
+    writeBytes(root / "ostrelvan-hook", "#!/bin/sh\n");
+    writeBytes(destination / "keep", "x");
+    try {
+        HelperInstaller::refresh(root / "ostrelvan-hook", destination);
+        ADD_FAILURE() << "no error";
+    } catch (const HelperInstallerError& error) {
+        EXPECT_EQ(error.kind(), HelperInstallerError::Kind::fileWriteUnknown);
+    }
+    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+}
+
+TEST(HelperInstaller, findsTheBundledHelperBesideTheExecutable) {
+    EXPECT_EQ(HelperInstaller::bundledHelper(std::nullopt), std::nullopt);
+    EXPECT_EQ(HelperInstaller::bundledHelper(fs::path()), std::nullopt);
+    EXPECT_EQ(HelperInstaller::bundledHelper(fs::path("/opt/ostrelvan/bin")),
+              fs::path("/opt/ostrelvan/bin/ostrelvan-hook"));
+}
+
+} // namespace
+} // namespace ostrelvan
