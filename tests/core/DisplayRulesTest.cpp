@@ -1,0 +1,141 @@
+#include "DisplayRules.h"
+
+#include <gtest/gtest.h>
+
+using namespace ostrelvan;
+using S = SessionStatus;
+
+namespace {
+
+const TimePoint t0 = TimePoint{std::chrono::sys_days{std::chrono::year{2025} / 3 / 14}};
+
+SessionState session(std::string id, double firstSeen, std::string cwd = "/w/app") {
+    SessionState s = SessionState::make(std::move(id), std::move(cwd), SessionHost::terminal,
+                                        std::nullopt, std::nullopt, addSeconds(t0, firstSeen));
+    s.startedConversation = true;
+    return s;
+}
+
+std::vector<std::string> ids(const std::vector<SessionState>& states) {
+    std::vector<std::string> result;
+    for (const auto& s : states)
+        result.push_back(s.sessionId);
+    return result;
+}
+
+} // namespace
+
+TEST(DisplayRules, StaleAndAbandoned) {
+    SessionState s = session("a", 0);
+    EXPECT_FALSE(DisplayRules::isStale(s, addSeconds(t0, 21600)));
+    EXPECT_TRUE(DisplayRules::isStale(s, addSeconds(t0, 21600.001)));
+    EXPECT_FALSE(DisplayRules::isAbandoned(s, addSeconds(t0, 172800)));
+    EXPECT_TRUE(DisplayRules::isAbandoned(s, addSeconds(t0, 172801)));
+}
+
+TEST(DisplayRules, ReviewFadeAndAcknowledgement) {
+    SessionState s = session("a", 0);
+    s.status = S::working;
+    EXPECT_EQ(DisplayRules::displayStatus(s, addSeconds(t0, 9999), t0, 1), S::working);
+
+    s.status = S::awaitingReview;
+    EXPECT_EQ(DisplayRules::displayStatus(s, addSeconds(t0, 600), std::nullopt, 600.0),
+              S::awaitingReview);
+    EXPECT_EQ(DisplayRules::displayStatus(s, addSeconds(t0, 601), std::nullopt, 600.0), S::idle);
+    EXPECT_EQ(DisplayRules::displayStatus(s, addSeconds(t0, 1e6), std::nullopt, std::nullopt),
+              S::awaitingReview);
+    EXPECT_EQ(DisplayRules::displayStatus(s, t0, addSeconds(t0, -0.001), std::nullopt),
+              S::awaitingReview);
+    EXPECT_EQ(DisplayRules::displayStatus(s, t0, t0, std::nullopt), S::idle);
+}
+
+TEST(DisplayRules, AcknowledgedTurnStaysIdleThroughIdlePromptUntilTheNextTurn) {
+    // Stop at 10 s, opened then (acknowledged at lastEvent), "idle_prompt" 60 s later moves
+    // lastEvent only; a new turn ending in Stop asks for review again.
+    SessionState s = session("a", 0);
+    s.status = S::awaitingReview;
+    s.statusSince = s.lastEvent = addSeconds(t0, 10);
+    const TimePoint acknowledged = s.lastEvent;
+    s.lastEvent = addSeconds(t0, 70);
+    EXPECT_EQ(DisplayRules::displayStatus(s, addSeconds(t0, 71), acknowledged, 600.0), S::idle);
+    s.status = S::awaitingReview;
+    s.statusSince = s.lastEvent = addSeconds(t0, 200);
+    EXPECT_EQ(DisplayRules::displayStatus(s, addSeconds(t0, 201), acknowledged, 600.0),
+              S::awaitingReview);
+}
+
+TEST(DisplayRules, Visibility) {
+    SessionState s = session("a", 0, "/Users/a/src");
+    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/", false));
+    s.root = "/Users/a/.claude/x";
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/", true));
+    s.root = "/Users/a/.claude";
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a", true));
+    s.root = "/Users/a/.claudex";
+    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/", true));
+    s.startedConversation = false;
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/", true));
+    s.startedConversation.reset();
+    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/", true));
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/", false));
+}
+
+TEST(DisplayRules, OrderGroupsAndNames) {
+    SessionState a = session("a", 0, "/w/app"), b = session("b", 1, "/w/lib"),
+                 c = session("c", 2, "/x/app"), d = session("d", 1, "/y/app");
+    EXPECT_EQ(ids(DisplayRules::ordered({c, d, b, a})),
+              (std::vector<std::string>{"a", "b", "d", "c"}));
+    auto window = [](const SessionState& s) { return s.sessionId == "b" ? "w2" : "w1"; };
+    auto groups = DisplayRules::grouped({c, b, a, d}, window);
+    ASSERT_EQ(groups.size(), 2u);
+    EXPECT_EQ(ids(groups[0]), (std::vector<std::string>{"a", "d", "c"}));
+    EXPECT_EQ(ids(groups[1]), (std::vector<std::string>{"b"}));
+
+    // "app" three times across groups, in display order; a title wins over the project and a
+    // blank title does not count; the " #2" of a title that collides with a project is fine.
+    b.title = "  app \n";
+    d.title = " ";
+    groups = DisplayRules::grouped({a, b, c, d}, window);
+    auto names = DisplayRules::names(groups);
+    EXPECT_EQ(names, (std::map<std::string, std::string>{
+                         {"a", "app"}, {"d", "app #2"}, {"c", "app #3"}, {"b", "app #4"}}));
+    c.title = "Refactor";
+    EXPECT_EQ(DisplayRules::names({{a, c}}),
+              (std::map<std::string, std::string>{{"a", "app"}, {"c", "Refactor"}}));
+}
+
+TEST(DisplayRules, Texts) {
+    SessionState s = session("a", 0);
+    s.activity = SessionActivity::thinking;
+    EXPECT_EQ(DisplayRules::statusLine(s, S::working), "Working\u2026");
+    s.activity = SessionActivity::runningTests;
+    EXPECT_EQ(DisplayRules::statusLine(s, S::working), "Running tests\u2026");
+    EXPECT_EQ(DisplayRules::statusLine(s, S::idle), "Idle");
+    EXPECT_EQ(DisplayRules::statusLine(s, S::awaitingReview), "Awaiting review");
+    s.backgroundTasks = 1;
+    EXPECT_EQ(DisplayRules::statusLine(s, S::awaitingReview),
+              "Awaiting review \u00b7 1 background task");
+    s.backgroundTasks = 3;
+    EXPECT_EQ(DisplayRules::statusLine(s, S::awaitingReview),
+              "Awaiting review \u00b7 3 background tasks");
+    EXPECT_EQ(DisplayRules::statusLine(s, S::needsApproval), "Needs approval");
+    s.tool = "Bash";
+    s.detail = "rm -rf build";
+    EXPECT_EQ(DisplayRules::statusLine(s, S::needsApproval), "Needs approval \u00b7 rm -rf build");
+    s.tool = "AskUserQuestion";
+    s.detail.reset();
+    EXPECT_EQ(DisplayRules::statusLine(s, S::needsApproval), "Needs your answer");
+
+    for (auto [seconds, text] : {std::pair<double, const char*>{-5, "now"},
+                                 {59, "now"},
+                                 {60, "1m"},
+                                 {119, "1m"},
+                                 {3599, "59m"},
+                                 {7200, "2h"},
+                                 {86399, "23h"},
+                                 {172800, "2d"}})
+        EXPECT_EQ(DisplayRules::elapsed(t0, addSeconds(t0, seconds)), text) << seconds;
+    EXPECT_EQ(DisplayRules::sessionCountCaption(1), "1 Claude Code session");
+    EXPECT_EQ(DisplayRules::sessionCountCaption(0), "0 Claude Code sessions");
+    EXPECT_EQ(DisplayRules::activityLabel(SessionActivity::compacting), "Compacting\u2026");
+}
