@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <fcntl.h>
 #include <fstream>
 #include <limits>
 #include <string>
@@ -44,25 +45,31 @@ std::optional<ProcessInfo> info(std::int32_t pid) {
     if (pid < 1) {
         return std::nullopt;
     }
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    std::string line;
-    if (!file || !std::getline(file, line)) {
+    char buffer[4096]; // 52 numbers and a 16-byte name at most
+    const int fd = ::open(("/proc/" + std::to_string(pid) + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
         return std::nullopt;
     }
+    const ssize_t n = ::read(fd, buffer, sizeof buffer - 1);
+    ::close(fd);
+    if (n <= 0) {
+        return std::nullopt;
+    }
+    const std::string_view line(buffer, static_cast<std::size_t>(n));
     // "pid (comm) state ppid ...": comm may hold spaces and parentheses, so split at the last ')'.
     const std::size_t close = line.rfind(')');
-    if (close == std::string::npos) {
+    if (close == std::string_view::npos) {
         return std::nullopt;
     }
     std::vector<std::string_view> fields; // fields[0] is field 3 (state)
-    std::string_view rest = std::string_view(line).substr(close + 1);
+    std::string_view rest = line.substr(close + 1);
     while (!rest.empty()) {
-        const std::size_t start = rest.find_first_not_of(' ');
+        const std::size_t start = rest.find_first_not_of(" \n");
         if (start == std::string_view::npos) {
             break;
         }
         rest.remove_prefix(start);
-        const std::size_t end = std::min(rest.find(' '), rest.size());
+        const std::size_t end = std::min(rest.find_first_of(" \n"), rest.size());
         fields.push_back(rest.substr(0, end));
         rest.remove_prefix(end);
     }
