@@ -1,0 +1,74 @@
+#include "AgentProcess.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <map>
+#include <unistd.h>
+
+using namespace ostrelvan;
+
+namespace {
+
+// A fake process table: pid -> (name, parent).
+struct Table {
+    std::map<std::int32_t, std::pair<const char*, std::int32_t>> rows;
+
+    std::optional<AgentProcess::Entry> operator()(std::int32_t pid) const {
+        auto it = rows.find(pid);
+        if (it == rows.end())
+            return std::nullopt;
+        AgentProcess::Entry entry;
+        std::strncpy(entry.name, it->second.first, sizeof entry.name - 1);
+        entry.parent = it->second.second;
+        return entry;
+    }
+};
+
+} // namespace
+
+TEST(AgentProcess, FindsTheAgent) {
+    const Table table{{{1, {"systemd", 0}},
+                       {100, {"claude", 1}},
+                       {200, {"zsh", 100}},
+                       {300, {"bash", 200}},
+                       {400, {"dash", 300}},
+                       {500, {"sh", 400}},
+                       {600, {"node", 500}},
+                       {700, {"sh", 1}},
+                       {800, {"sh", 999}}}};
+    struct Case {
+        Environment environment;
+        std::int32_t parent;
+        std::optional<std::int32_t> agent;
+    };
+    const Case cases[] = {
+        {{}, 500, 100},                       // past every kind of shell
+        {{}, 600, 600},                       // the parent is no shell
+        {{{"CLAUDE_PID", "600"}}, 500, 600},  // a live CLAUDE_PID wins
+        {{{"CLAUDE_PID", "42"}}, 500, 100},   // a dead one is passed over
+        {{{"CLAUDE_PID", " 600"}}, 500, 100}, // and a malformed one
+        {{{"CLAUDE_PID", "600x"}}, 500, 100},
+        {{{"CLAUDE_PID", "-600"}}, 500, 100},
+        {{{"CLAUDE_PID", "0"}}, 500, 100},
+        {{{"CLAUDE_PID", "99999999999"}}, 500, 100},
+        {{}, 700, std::nullopt}, // the shell was reparented to init
+        {{}, 1, std::nullopt},
+        {{}, 800, std::nullopt}, // a gap in the table
+        {{}, 999, std::nullopt},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(AgentProcess::find(c.environment, c.parent, table), c.agent) << c.parent;
+
+    // A cycle in the table ends the walk.
+    const Table loop{{{10, {"sh", 11}}, {11, {"bash", 10}}}};
+    EXPECT_EQ(AgentProcess::find({}, 10, loop), std::nullopt);
+}
+
+TEST(AgentProcess, ReadsTheRealProcessTable) {
+    auto self = AgentProcess::lookup(static_cast<std::int32_t>(::getpid()));
+    ASSERT_TRUE(self);
+    EXPECT_EQ(self->parent, static_cast<std::int32_t>(::getppid()));
+    EXPECT_STREQ(self->name, "hook_tests");
+    EXPECT_FALSE(AgentProcess::lookup(0));
+    EXPECT_FALSE(AgentProcess::lookup(-1));
+}
