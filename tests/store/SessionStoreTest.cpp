@@ -1,0 +1,198 @@
+#include "StoreHarness.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+namespace ostrelvan::test {
+
+using Ids = std::vector<std::string>;
+using Transitions = std::vector<SessionTransition>;
+
+constexpr auto working = SessionStatus::working;
+constexpr auto awaitingReview = SessionStatus::awaitingReview;
+constexpr auto idle = SessionStatus::idle;
+
+class SessionStoreTest : public QObject {
+    Q_OBJECT
+private slots:
+    void dropsEndedSessionsAndTheirFiles() {
+        StoreHarness h;
+        h.now = at(200000);
+        h.alive = {100, 101};
+        h.put(session("stale", idle, h.now - 21601s));
+        h.put(session("quiet", idle, h.now - 21540s));
+        h.put(session("dead", working, h.now - 1s, 99));
+        h.put(session("abandoned", idle, h.now - 49h, 100));
+        h.put(session("running", working, h.now - 47h, 101));
+        for (int i = 0; i < 3; ++i) {
+            QTest::ignoreMessage(QtInfoMsg, "dropped an ended session");
+        }
+        h.store.reload();
+
+        QCOMPARE(h.shownIds(), (Ids{"running", "quiet"}));
+        QVERIFY(!h.hasFile("stale") && !h.hasFile("dead") && !h.hasFile("abandoned"));
+        QVERIFY(h.hasFile("quiet") && h.hasFile("running"));
+        QVERIFY(!std::filesystem::exists(h.files.directory() / "dead.lock"));
+    }
+
+    void reportsOneTransitionPerChange() {
+        StoreHarness h;
+        h.put(session("a", working, at(0)));
+        auto hidden = session("hidden", working, at(0));
+        hidden.startedConversation.reset();
+        h.put(hidden);
+        h.store.reload();
+        QCOMPARE(h.shownIds(), Ids{"a"});
+        QCOMPARE(h.takeTransitions(), Transitions{}); // the first reload is silent
+
+        h.now = at(10);
+        h.put(session("a", awaitingReview, at(10)));
+        h.put(session("b", working, at(10)));
+        h.store.reload();
+        QCOMPARE(h.takeTransitions(),
+                 (Transitions{{"a", working, awaitingReview}, {"b", std::nullopt, working}}));
+
+        h.store.reload();
+        QCOMPARE(h.takeTransitions(), Transitions{});
+
+        // Fading is a change too; a session that disappears is not.
+        h.now = at(10 + 601);
+        h.files.remove("b");
+        h.store.reload();
+        QCOMPARE(h.takeTransitions(), (Transitions{{"a", awaitingReview, idle}}));
+        QCOMPARE(h.shownIds(), Ids{"a"});
+    }
+
+    void groupsByParentWindow() {
+        StoreHarness h;
+        h.alive = {10, 11, 12};
+        h.parents = {{10, 5}, {11, 5}};
+        h.put(session("first", working, at(0), 10));
+        h.put(session("orphan", idle, at(1), 12));
+        h.put(session("nopid", idle, at(2)));
+        h.put(session("second", working, at(3), 11));
+        // Claude Code's registry knows one more session in the same window, titled by its
+        // transcript.
+        h.alive.insert(13);
+        h.parents[13] = 5;
+        h.processes = {{13, "fromRegistry", "/work/app", "interactive", std::nullopt, "busy",
+                        std::nullopt, at(4), std::nullopt, std::nullopt}};
+        h.transcripts["fromRegistry"] = {true, "Fix the login"};
+        h.store.reload();
+
+        const auto& groups = h.store.groups();
+        QCOMPARE(groups.size(), std::size_t(3));
+        QCOMPARE(groups[0].id, std::string("window-5"));
+        QCOMPARE(groups[0].name, std::string("first"));
+        Ids inWindow;
+        for (const auto& shown : groups[0].sessions) {
+            inWindow.push_back(shown.id());
+        }
+        QCOMPARE(inWindow, (Ids{"first", "second", "fromRegistry"}));
+        QCOMPARE(text(groups[0].sessions[2].status), text(working));
+        QCOMPARE(groups[0].sessions[2].state.title, std::optional<std::string>("Fix the login"));
+        QCOMPARE(groups[0].sessions[2].name, std::string("Fix the login"));
+        QCOMPARE(groups[1].id, std::string("session-orphan"));
+        QCOMPARE(groups[2].id, std::string("session-nopid"));
+        QCOMPARE(h.shownIds(), (Ids{"first", "second", "fromRegistry", "orphan", "nopid"}));
+    }
+
+    // Claude Code sends "idle_prompt" a minute after "Stop": it moves lastEvent, not statusSince,
+    // and must not bring back a review the user has already seen.
+    void acknowledgementLastsUntilTheStatusChanges() {
+        StoreHarness h;
+        h.fade = std::nullopt;
+        auto state = session("a", working, at(0));
+        h.put(state);
+        h.store.reload();
+
+        state.status = awaitingReview; // Stop
+        state.statusSince = state.lastEvent = h.now = at(30);
+        h.put(state);
+        h.store.reload();
+        QCOMPARE(text(h.store.sessions().front().status), text(awaitingReview));
+
+        h.acknowledged.set(state.lastEvent, "a"); // opened
+        h.store.reload();
+        QCOMPARE(text(h.store.sessions().front().status), text(idle));
+        h.takeTransitions();
+
+        state.lastEvent = h.now = at(90); // idle_prompt
+        h.put(state);
+        h.store.reload();
+        QCOMPARE(text(h.store.sessions().front().status), text(idle));
+        QCOMPARE(h.takeTransitions(), Transitions{});
+
+        state.status = working; // a new turn
+        state.statusSince = state.lastEvent = h.now = at(120);
+        h.put(state);
+        h.store.reload();
+        state.status = awaitingReview;
+        state.statusSince = state.lastEvent = h.now = at(150);
+        h.put(state);
+        h.store.reload();
+        QCOMPARE(text(h.store.sessions().front().status), text(awaitingReview));
+        QCOMPARE(h.takeTransitions(),
+                 (Transitions{{"a", idle, working}, {"a", working, awaitingReview}}));
+    }
+
+    void prunesAcknowledgementsOfSessionsNoLongerShown() {
+        StoreHarness h;
+        h.put(session("a", awaitingReview, at(0)));
+        h.put(session("b", awaitingReview, at(0)));
+        h.acknowledged.set(at(0), "a");
+        h.acknowledged.set(at(0), "b");
+        const int writes = h.defaults.writes();
+        h.store.reload();
+        h.store.reload();
+        QCOMPARE(h.defaults.writes(), writes);
+
+        h.files.remove("b");
+        h.store.reload();
+        QCOMPARE(h.defaults.writes(), writes + 1);
+        QCOMPARE(h.acknowledged.values().size(), std::size_t(1));
+        QVERIFY(h.acknowledged.acknowledgedAt("a").has_value());
+    }
+
+    void publishesOnlyWhatChanged() {
+        StoreHarness h;
+        QSignalSpy groups(&h.store, &SessionStore::groupsChanged);
+        QSignalSpy sessions(&h.store, &SessionStore::sessionsChanged);
+        h.store.reload();
+        QCOMPARE(groups.count() + sessions.count(), 0);
+
+        h.put(session("a", working, at(0)));
+        h.store.reload();
+        QCOMPARE(groups.count(), 1);
+        QCOMPARE(sessions.count(), 1);
+
+        h.now = at(3600); // ages are not part of the lists
+        h.store.reload();
+        h.store.reload();
+        QCOMPARE(groups.count(), 1);
+        QCOMPARE(sessions.count(), 1);
+
+        h.put(session("a", awaitingReview, at(3600)));
+        h.store.reload();
+        QCOMPARE(groups.count(), 2);
+        QCOMPARE(sessions.count(), 2);
+    }
+
+    void startCreatesTheFolderAndWatchesIt() {
+        StoreHarness h;
+        QVERIFY(!std::filesystem::exists(h.files.directory()));
+        h.store.start();
+        QVERIFY(std::filesystem::is_directory(h.files.directory()));
+        QVERIFY(h.store.isWatching());
+
+        QSignalSpy sessions(&h.store, &SessionStore::sessionsChanged);
+        h.put(session("a", working, at(0)));
+        QVERIFY(sessions.wait(5000));
+        QCOMPARE(h.shownIds(), Ids{"a"});
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_GUILESS_MAIN(ostrelvan::test::SessionStoreTest)
+#include "SessionStoreTest.moc"
