@@ -1,0 +1,89 @@
+#include "StatusFormat.h"
+
+#include <QTest>
+#include <chrono>
+
+namespace ostrelvan::test {
+
+using namespace std::chrono_literals;
+using namespace cli;
+
+namespace {
+
+const TimePoint now = std::chrono::sys_days{std::chrono::November / 21 / 2026} + 9h;
+
+DisplayedSession shown(const std::string& id, const std::string& name, SessionStatus status,
+                       TimePoint since) {
+    auto state = SessionState::make(id, "/work/" + id, SessionHost::terminal, std::nullopt,
+                                    std::nullopt, since);
+    state.status = status;
+    return {state, status, name};
+}
+
+} // namespace
+
+class StatusFormatTest : public QObject {
+    Q_OBJECT
+private slots:
+    void listsGroupsAsTheWidgetDoes() {
+        const std::vector<SessionGroup> groups{
+            {"window-7",
+             "api",
+             {shown("api", "api", SessionStatus::working, now - 30s),
+              shown("web", "Fix the build", SessionStatus::needsApproval, now - 125s)}},
+            {"session-docs", "docs", {shown("docs", "docs", SessionStatus::idle, now - 2h)}},
+        };
+        QCOMPARE(StatusFormat::human(groups, now, {false, 0}),
+                 std::string("api (2 sessions)\n"
+                             "  ● api                 Working…        now\n"
+                             "  ● Fix the build  web  Needs approval   2m\n"
+                             "  ● docs                Idle             2h\n"));
+
+        const auto coloured = StatusFormat::human(groups, now, {true, 0});
+        QVERIFY(coloured.find("\033[32m●\033[0m api") != std::string::npos);
+        QVERIFY(coloured.find("\033[38;5;208m●\033[0m Fix the build") != std::string::npos);
+        QVERIFY(coloured.find("\033[90m●\033[0m docs") != std::string::npos);
+
+        for (const auto& row : QString::fromStdString(StatusFormat::human(groups, now, {false, 20}))
+                                   .split('\n', Qt::SkipEmptyParts)) {
+            QVERIFY2(row.size() <= 20, qPrintable(row));
+        }
+
+        const std::vector<DisplayedSession> flat{groups[0].sessions[0], groups[0].sessions[1],
+                                                 groups[1].sessions[0]};
+        QCOMPARE(StatusFormat::line(flat, false), std::string("●1 ▲1 ○1"));
+        QCOMPARE(StatusFormat::line({}, true), std::string());
+    }
+
+    void nextAgeChangeIsTheNearestLabelTurn_data() {
+        QTest::addColumn<int>("age");
+        QTest::addColumn<int>("wait");
+        QTest::newRow("now") << 10 << 50;
+        QTest::newRow("minutes") << 125 << 55;
+        QTest::newRow("last minute") << 3599 << 1;
+        QTest::newRow("hours") << 7300 << 3500;
+        QTest::newRow("days") << 90000 << 82800;
+        QTest::newRow("future") << -5 << 65;
+    }
+
+    void nextAgeChangeIsTheNearestLabelTurn() {
+        QFETCH(int, age);
+        QFETCH(int, wait);
+        const auto session =
+            shown("a", "a", SessionStatus::working, now - std::chrono::seconds(age));
+        QCOMPARE(StatusFormat::nextAgeChange({session}, now),
+                 std::optional(now + std::chrono::seconds(wait)));
+        QCOMPARE(StatusFormat::nextAgeChange({}, now), std::optional<TimePoint>());
+    }
+
+    void truncatesByColumns() {
+        QCOMPARE(StatusFormat::truncated("Working…", 8), std::string("Working…"));
+        QCOMPARE(StatusFormat::truncated("Working…", 5), std::string("Work…"));
+        QCOMPARE(StatusFormat::columns("Awaiting review · 1"), std::size_t(19));
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_GUILESS_MAIN(ostrelvan::test::StatusFormatTest)
+#include "StatusFormatTest.moc"
