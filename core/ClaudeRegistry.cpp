@@ -172,8 +172,14 @@ std::filesystem::path sessionsDirectory(const std::filesystem::path& config) {
 }
 
 std::optional<std::string> readFile(const std::filesystem::path& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Non-blocking, and regular files only: a FIFO named *.json must not hang the reload.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0) {
+        return std::nullopt;
+    }
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
         return std::nullopt;
     }
     std::string data;
@@ -186,7 +192,7 @@ std::optional<std::string> readFile(const std::filesystem::path& path) {
         } else if (n == 0) {
             break;
         } else if (errno != EINTR) {
-            failed = true; // a folder gives EISDIR here
+            failed = true;
             break;
         }
     }

@@ -43,7 +43,7 @@ std::optional<Attributes> attributes(const std::filesystem::path& path) {
 class File {
 public:
     explicit File(const std::filesystem::path& path)
-        : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+        : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
     ~File() {
         if (fd_ >= 0) {
             ::close(fd_);

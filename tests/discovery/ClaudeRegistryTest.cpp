@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <set>
+#include <sys/stat.h>
 
 using namespace ostrelvan;
 using namespace std::chrono_literals;
@@ -90,6 +91,7 @@ TEST(ClaudeRegistry, LoadsRecordFilesOnly) {
     writeFile(dir.path() / "bad.json", "{not json");
     writeFile(dir.path() / "invalid.json", record(0, "zero"));
     std::filesystem::create_directory(dir.path() / "folder.json");
+    ASSERT_EQ(::mkfifo((dir.path() / "fifo.json").c_str(), 0600), 0); // must not block
 
     std::vector<std::int32_t> pids;
     for (const auto& process : ClaudeRegistry::load(dir.path())) {
@@ -150,13 +152,8 @@ TEST(ClaudeRegistry, TitleFromTranscriptTail) {
     EXPECT_FALSE(ClaudeRegistry::title(R"({"type":"ai-title","aiTitle":42})"));
 
     // 4095 bytes are read; 4096 are not.
-    std::string line = ai("long");
-    line.pop_back();
-    const std::string padding = R"(,"pad":")";
-    std::string exact = line.substr(0, line.size() - 1) + padding;
-    exact += std::string(4095 - exact.size() - 2, 'p') + "\"}";
-    ASSERT_EQ(exact.size(), 4095u);
-    EXPECT_EQ(ClaudeRegistry::title(exact), "long");
-    exact.insert(exact.size() - 2, "p");
-    EXPECT_FALSE(ClaudeRegistry::title(exact));
+    std::string line = R"({"type":"ai-title","aiTitle":"long","pad":")";
+    line += std::string(4095 - line.size() - 2, 'p') + "\"}";
+    EXPECT_EQ(ClaudeRegistry::title(line), "long");
+    EXPECT_FALSE(ClaudeRegistry::title(line.insert(50, "p")));
 }

@@ -72,20 +72,17 @@ TEST(SessionMerge, StateFromRegistryOnly) {
     p.entrypoint = "claude-vscode";
     p.statusUpdatedAt = ten - 1min;
     p.updatedAt = ten;
-    const SessionState s = SessionMerge::state(p);
-    EXPECT_EQ(s.schema, 1);
-    EXPECT_EQ(s.sessionId, "solo");
-    EXPECT_EQ(s.cwd, "/proc/solo");
-    EXPECT_EQ(s.root, "/proc/solo");
-    EXPECT_EQ(s.host, SessionHost::vscode);
-    EXPECT_EQ(s.pid, 9);
-    EXPECT_EQ(s.status, SessionStatus::needsApproval);
-    EXPECT_EQ(s.activity, SessionActivity::working);
-    EXPECT_EQ(s.firstSeen, ten - 30min);
-    EXPECT_EQ(s.statusSince, ten - 1min);
-    EXPECT_EQ(s.lastEvent, ten);
-    EXPECT_FALSE(s.title || s.terminalApp || s.tool || s.detail || s.pendingApproval ||
-                 s.approvalResolvedAt || s.startedConversation);
+    SessionState expected;
+    expected.sessionId = "solo";
+    expected.cwd = "/proc/solo";
+    expected.root = "/proc/solo";
+    expected.host = SessionHost::vscode;
+    expected.pid = 9;
+    expected.status = SessionStatus::needsApproval;
+    expected.firstSeen = ten - 30min;
+    expected.statusSince = ten - 1min;
+    expected.lastEvent = ten;
+    EXPECT_EQ(SessionMerge::state(p), expected);
 
     const std::vector<std::pair<std::optional<std::string>, SessionStatus>> statuses{
         {"busy", SessionStatus::working},
@@ -114,24 +111,22 @@ TEST(SessionMerge, RegistryStatusEndsWhatHooksCannotSee) {
         std::optional<std::chrono::milliseconds> changedAfterHook;
         SessionStatus expected;
     };
+    constexpr auto working = SessionStatus::working, asking = SessionStatus::needsApproval,
+                   review = SessionStatus::awaitingReview, idle = SessionStatus::idle;
     const std::vector<Case> cases{
-        {"permission refused", SessionStatus::needsApproval, "idle", 4s, SessionStatus::idle},
-        {"turn interrupted", SessionStatus::working, "idle", 1ms, SessionStatus::idle},
-        {"auto mode asks", SessionStatus::working, "waiting", 2s, SessionStatus::needsApproval},
-        {"idle before last hook", SessionStatus::working, "idle", -3s, SessionStatus::working},
-        {"idle at last hook", SessionStatus::needsApproval, "idle", 0s,
-         SessionStatus::needsApproval},
-        {"idle without time", SessionStatus::working, "idle", std::nullopt, SessionStatus::working},
-        {"waiting while asking", SessionStatus::needsApproval, "waiting", 2s,
-         SessionStatus::needsApproval},
-        {"waiting while idle", SessionStatus::idle, "waiting", 2s, SessionStatus::idle},
-        {"review after idle", SessionStatus::awaitingReview, "idle", 5s,
-         SessionStatus::awaitingReview},
-        {"review while waiting", SessionStatus::awaitingReview, "waiting", 5s,
-         SessionStatus::awaitingReview},
-        {"busy while idle", SessionStatus::idle, "busy", 5s, SessionStatus::idle},
-        {"shell", SessionStatus::working, "shell", 5s, SessionStatus::working},
-        {"no status yet", SessionStatus::working, std::nullopt, 5s, SessionStatus::working},
+        {"permission refused", asking, "idle", 4s, idle},
+        {"turn interrupted", working, "idle", 1ms, idle},
+        {"auto mode asks", working, "waiting", 2s, asking},
+        {"idle before last hook", working, "idle", -3s, working},
+        {"idle at last hook", asking, "idle", 0s, asking},
+        {"idle without time", working, "idle", std::nullopt, working},
+        {"waiting while asking", asking, "waiting", 2s, asking},
+        {"waiting while idle", idle, "waiting", 2s, idle},
+        {"review after idle", review, "idle", 5s, review},
+        {"review while waiting", review, "waiting", 5s, review},
+        {"busy while idle", idle, "busy", 5s, idle},
+        {"shell", working, "shell", 5s, working},
+        {"no status yet", working, std::nullopt, 5s, working},
     };
     for (const Case& c : cases) {
         const SessionState h = hook("s", 11, c.hookStatus);
@@ -141,9 +136,7 @@ TEST(SessionMerge, RegistryStatusEndsWhatHooksCannotSee) {
         }
         const auto merged = SessionMerge::merge({h}, {p});
         ASSERT_EQ(merged.size(), 1u) << c.name;
-        const SessionState& m = merged[0];
-        EXPECT_EQ(m.status, c.expected) << c.name;
-
+        EXPECT_EQ(merged[0].status, c.expected) << c.name;
         auto expected = h;
         expected.root = p.cwd;
         expected.firstSeen = p.startedAt;
@@ -156,6 +149,6 @@ TEST(SessionMerge, RegistryStatusEndsWhatHooksCannotSee) {
                 expected.pendingApproval.reset();
             }
         }
-        EXPECT_EQ(m, expected) << c.name;
+        EXPECT_EQ(merged[0], expected) << c.name;
     }
 }
