@@ -168,8 +168,13 @@ std::optional<TimePoint> parseDate(std::string_view text) {
     year_month_day ymd{year{*y}, month{unsigned(*mo)}, day{unsigned(*d)}};
     if (!ymd.ok() || *h > 23 || *mi > 59 || *s > 59)
         return std::nullopt;
-    return TimePoint{sys_days{ymd}} + hours{*h} + minutes{*mi - offsetMinutes} + seconds{*s} +
-           milliseconds{millis};
+    TimePoint result = TimePoint{sys_days{ymd}} + hours{*h} + minutes{*mi - offsetMinutes} +
+                       seconds{*s} + milliseconds{millis};
+    // An offset can carry the date past what formatDate writes back in four digits.
+    int resultYear = int(year_month_day{floor<days>(result)}.year());
+    if (resultYear < 0 || resultYear > 9999)
+        return std::nullopt;
+    return result;
 }
 
 std::string encode(const SessionState& state) {
