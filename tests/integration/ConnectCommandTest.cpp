@@ -1,0 +1,148 @@
+#include "ConnectCommand.h"
+
+#include "AppSettings.h"
+#include "HookInstaller.h"
+#include "MemoryKeyValueStore.h"
+#include "TestFiles.h"
+
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace ostrelvan {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::readBytes;
+using testing::TempDir;
+using testing::writeBytes;
+
+// The front end's commands over a temporary home, data root and application folder.
+struct Front {
+    TempDir root;
+    MemoryKeyValueStore defaults;
+    AppSettings settings{defaults};
+    std::ostringstream out;
+    std::ostringstream err;
+    cli::CommandContext context{{{"HOME", (root / "home").string()},
+                                 {"OSTRELVAN_DATA_DIR", (root / "data/Ostrelvan").string()}},
+                                root / "home",
+                                root / "app",
+                                settings,
+                                out,
+                                err};
+    fs::path settingsFile() const { return root / "home/.claude/settings.json"; }
+    fs::path helper() const { return root / "data/Ostrelvan/bin/ostrelvan-hook"; }
+    std::string take(std::ostringstream& stream) {
+        std::string text = stream.str();
+        stream.str({});
+        return text;
+    }
+};
+
+TEST(ConnectCommand, connectsSaysWhatItDidAndDisconnects) {
+    Front front;
+    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    writeBytes(front.settingsFile(), R"({"model": "opus"})");
+    EXPECT_EQ(cli::connectionNotice(front.context),
+              "Not connected to Claude Code (run `ostrelvan connect`).");
+
+    ASSERT_EQ(cli::connect(front.context), 0);
+    EXPECT_TRUE(front.settings.hooksConnected());
+    EXPECT_EQ(front.take(front.out),
+              "Installed the hook helper at " + front.helper().string() +
+                  ".\nBacked up the previous settings to " + front.settingsFile().string() +
+                  ".ostrelvan-backup.\nWrote Ostrelvan's hook entries to " +
+                  front.settingsFile().string() + ".\nConnected to Claude Code.\n");
+    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(cli::connectionNotice(front.context), std::nullopt);
+
+    ASSERT_EQ(cli::connect(front.context), 0);
+    EXPECT_NE(front.take(front.out).find("is up to date."), std::string::npos);
+
+    ASSERT_EQ(cli::disconnect(front.context), 0);
+    EXPECT_FALSE(front.settings.hooksConnected());
+    EXPECT_NE(front.take(front.out).find("Removed Ostrelvan's hook entries from"),
+              std::string::npos);
+    EXPECT_EQ(HookInstaller::readSettings(front.settingsFile()),
+              nlohmann::json::parse(R"({"model": "opus"})"));
+    ASSERT_EQ(cli::disconnect(front.context), 0);
+    EXPECT_NE(front.take(front.out).find("There were no Ostrelvan hook entries"),
+              std::string::npos);
+}
+
+TEST(ConnectCommand, failsWithTheReasonAndLeavesEverythingAsItWas) {
+    Front front;
+    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    const std::string bytes = "{\"model\": \"opus\",}";
+    writeBytes(front.settingsFile(), bytes);
+    EXPECT_EQ(cli::connect(front.context), 1);
+    EXPECT_EQ(front.take(front.err),
+              "~/.claude/settings.json is not valid JSON, so Ostrelvan left it untouched.\n");
+    EXPECT_FALSE(front.settings.hooksConnected());
+    EXPECT_EQ(front.defaults.writes(), 0);
+    EXPECT_EQ(readBytes(front.settingsFile()), bytes);
+    EXPECT_EQ(cli::disconnect(front.context), 1);
+    EXPECT_EQ(readBytes(front.settingsFile()), bytes);
+
+    fs::remove(front.root / "app/ostrelvan-hook");
+    writeBytes(front.settingsFile(), "{}");
+    EXPECT_EQ(cli::connect(front.context), 1);
+    EXPECT_NE(front.take(front.err).find("hook helper ostrelvan-hook is missing"),
+              std::string::npos);
+    EXPECT_EQ(readBytes(front.settingsFile()), "{}");
+}
+
+TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
+    Front front;
+    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+
+    // Never connected: the settings file is not even read.
+    writeBytes(front.settingsFile(), "not json");
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_FALSE(fs::exists(front.helper()));
+
+    // Connected, then one event's entry lost.
+    writeBytes(front.settingsFile(), "{}");
+    ASSERT_EQ(cli::connect(front.context), 0);
+    auto settings = HookInstaller::readSettings(front.settingsFile());
+    settings["hooks"].erase("Notification");
+    HookInstaller::writeSettings(settings, front.settingsFile());
+    const auto notice = cli::connectionNotice(front.context);
+    ASSERT_TRUE(notice);
+    EXPECT_NE(notice->find("incomplete"), std::string::npos);
+
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
+    EXPECT_TRUE(HookInstaller::isInstalled(HookInstaller::readSettings(front.settingsFile()),
+                                           front.helper().string()));
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "");
+
+    // All entries gone: a warning, then a repair.
+    HookInstaller::writeSettings({{"model", "opus"}}, front.settingsFile());
+    EXPECT_NE(cli::connectionNotice(front.context)->find("missing"), std::string::npos);
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
+
+    // Unreadable: a warning with the reason, and no repair.
+    writeBytes(front.settingsFile(), "[]");
+    EXPECT_NE(cli::connectionNotice(front.context)->find("is not valid JSON"), std::string::npos);
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(readBytes(front.settingsFile()), "[]");
+}
+
+TEST(ConnectCommand, installsWhereClaudeCodeReadsItsSettings) {
+    Front front;
+    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    front.context.environment["CLAUDE_CONFIG_DIR"] = (front.root / "claude-config").string();
+    ASSERT_EQ(cli::connect(front.context), 0);
+    EXPECT_TRUE(HookInstaller::isInstalled(
+        HookInstaller::readSettings(front.root / "claude-config/settings.json"),
+        front.helper().string()));
+    EXPECT_FALSE(fs::exists(front.settingsFile()));
+}
+
+} // namespace
+} // namespace ostrelvan
