@@ -1,6 +1,10 @@
 #include "HookEvent.h"
 
+#include <cerrno>
+#include <cstring>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 namespace ostrelvan {
 
@@ -42,75 +46,367 @@ template <> std::optional<HookEvent::Kind> fromString<HookEvent::Kind>(std::stri
     return std::nullopt;
 }
 
+// The payload is read as a stream of parse events, keeping only the fields the event needs: a
+// tool's output (often most of the payload) is never stored. A repeated key counts by its last
+// value, as in a parsed document.
+struct HookEvent::Payload final : json::json_sax_t {
+    enum class Key {
+        other,
+        name,
+        sessionId,
+        cwd,
+        toolName,
+        toolInput,
+        notificationType,
+        message,
+        sessionTitle,
+        backgroundTasks,
+        source,
+    };
+    enum class ToolKey { other, command, filePath, notebookPath, url };
+    enum class Inner { other, toolInput, backgroundTasks };
+
+    int depth = 0;
+    bool notAnObject = false;
+    Key current = Key::other;
+    Inner inner = Inner::other;
+    ToolKey toolKey = ToolKey::other;
+    bool inStatus = false;
+
+    std::optional<std::string> name, sessionId, cwd, toolName, notificationType, message,
+        sessionTitle, source;
+    bool nameWrongType = false, sessionIdWrongType = false;
+    std::optional<std::string> command, filePath, notebookPath, url;
+    bool tasksValid = true;
+    int running = 0;
+    std::optional<std::string> taskStatus;
+    bool statusBad = false;
+
+    HookEvent event() const {
+        if (notAnObject)
+            throw HookEventDecodeError("Payload is not a JSON object");
+        require(name, nameWrongType, "hook_event_name");
+        require(sessionId, sessionIdWrongType, "session_id");
+        HookEvent event;
+        event.rawName = *name;
+        event.sessionId = *sessionId;
+        event.kind = fromString<Kind>(event.rawName);
+        event.cwd = cwd.value_or("");
+        event.toolName = toolName;
+        event.command = command;
+        event.filePath = filePath ? filePath : notebookPath;
+        event.url = url;
+        event.notificationType = notificationType;
+        event.message = message;
+        event.sessionTitle = sessionTitle;
+        event.runningBackgroundTasks = tasksValid ? running : 0;
+        event.source = source;
+        return event;
+    }
+
+private:
+    static void require(const std::optional<std::string>& value, bool wrongType, const char* key) {
+        if (value)
+            return;
+        if (wrongType)
+            throw HookEventDecodeError(std::string("Key \"") + key + "\" is not a string");
+        throw HookEventDecodeError(std::string("Missing key \"") + key + "\"");
+    }
+
+    static Key topKey(std::string_view text) {
+        static constexpr std::pair<std::string_view, Key> keys[] = {
+            {"hook_event_name", Key::name},
+            {"session_id", Key::sessionId},
+            {"cwd", Key::cwd},
+            {"tool_name", Key::toolName},
+            {"tool_input", Key::toolInput},
+            {"notification_type", Key::notificationType},
+            {"message", Key::message},
+            {"session_title", Key::sessionTitle},
+            {"background_tasks", Key::backgroundTasks},
+            {"source", Key::source},
+        };
+        for (auto [wire, k] : keys)
+            if (wire == text)
+                return k;
+        return Key::other;
+    }
+
+    std::optional<std::string>* topField() {
+        switch (current) {
+        case Key::name:
+            return &name;
+        case Key::sessionId:
+            return &sessionId;
+        case Key::cwd:
+            return &cwd;
+        case Key::toolName:
+            return &toolName;
+        case Key::notificationType:
+            return &notificationType;
+        case Key::message:
+            return &message;
+        case Key::sessionTitle:
+            return &sessionTitle;
+        case Key::source:
+            return &source;
+        default:
+            return nullptr;
+        }
+    }
+
+    std::optional<std::string>* toolField() {
+        switch (toolKey) {
+        case ToolKey::command:
+            return &command;
+        case ToolKey::filePath:
+            return &filePath;
+        case ToolKey::notebookPath:
+            return &notebookPath;
+        case ToolKey::url:
+            return &url;
+        default:
+            return nullptr;
+        }
+    }
+
+    // A value that is not a string where the event wants one, at the level it is read at.
+    void otherValue() {
+        if (depth == 0) {
+            notAnObject = true;
+        } else if (depth == 1) {
+            if (auto* field = topField())
+                field->reset();
+            if (current == Key::name)
+                nameWrongType = true;
+            if (current == Key::sessionId)
+                sessionIdWrongType = true;
+            if (current == Key::toolInput)
+                clearToolInput();
+            if (current == Key::backgroundTasks)
+                resetTasks();
+        } else if (depth == 2 && inner == Inner::toolInput) {
+            if (auto* field = toolField())
+                field->reset();
+        } else if (depth == 2 && inner == Inner::backgroundTasks) {
+            tasksValid = false; // an element that is not an object
+        } else if (depth == 3 && inner == Inner::backgroundTasks && inStatus) {
+            taskStatus.reset();
+            statusBad = true; // a status that is not a string
+        }
+    }
+
+    void clearToolInput() { command = filePath = notebookPath = url = std::nullopt; }
+    void resetTasks() {
+        tasksValid = true;
+        running = 0;
+    }
+
+    bool textValue(std::string& text) {
+        if (depth == 1) {
+            if (auto* field = topField()) {
+                *field = std::move(text);
+                if (current == Key::name)
+                    nameWrongType = false;
+                if (current == Key::sessionId)
+                    sessionIdWrongType = false;
+                return true;
+            }
+        } else if (depth == 2 && inner == Inner::toolInput) {
+            if (auto* field = toolField())
+                *field = std::move(text);
+            return true;
+        } else if (depth == 3 && inner == Inner::backgroundTasks && inStatus) {
+            taskStatus = std::move(text);
+            statusBad = false;
+            return true;
+        }
+        otherValue();
+        return true;
+    }
+
+    bool nullValue() {
+        if (depth == 3 && inner == Inner::backgroundTasks && inStatus) {
+            taskStatus.reset();
+            statusBad = false;
+            return true;
+        }
+        if (depth == 1 && current == Key::backgroundTasks) {
+            resetTasks();
+            return true;
+        }
+        otherValue();
+        return true;
+    }
+
+    bool open(bool isObject) {
+        if (depth == 0 && !isObject)
+            notAnObject = true;
+        if (depth == 1) {
+            if (current == Key::toolInput && isObject) {
+                inner = Inner::toolInput;
+                clearToolInput();
+            } else if (current == Key::backgroundTasks && !isObject) {
+                inner = Inner::backgroundTasks;
+                resetTasks();
+            } else {
+                otherValue();
+                inner = Inner::other;
+            }
+        } else if (depth == 2 && inner == Inner::backgroundTasks) {
+            if (isObject) {
+                taskStatus.reset();
+                statusBad = false;
+            } else {
+                tasksValid = false;
+            }
+        } else if (depth == 2 || (depth == 3 && inner == Inner::backgroundTasks)) {
+            otherValue();
+        }
+        ++depth;
+        return !notAnObject;
+    }
+
+    bool close() {
+        --depth;
+        if (depth == 2 && inner == Inner::backgroundTasks) {
+            if (statusBad)
+                tasksValid = false;
+            else if (taskStatus == "running")
+                ++running;
+            taskStatus.reset();
+            statusBad = false;
+        }
+        return true;
+    }
+
+public:
+    bool null() override { return nullValue(); }
+    bool boolean(bool) override { return otherValue(), true; }
+    bool number_integer(number_integer_t) override { return otherValue(), true; }
+    bool number_unsigned(number_unsigned_t) override { return otherValue(), true; }
+    bool number_float(number_float_t, const string_t&) override { return otherValue(), true; }
+    bool string(string_t& text) override { return textValue(text); }
+    bool binary(binary_t&) override { return otherValue(), true; }
+    bool start_object(std::size_t) override { return open(true); }
+    bool end_object() override { return close(); }
+    bool start_array(std::size_t) override { return open(false); }
+    bool end_array() override { return close(); }
+
+    bool key(string_t& text) override {
+        if (depth == 1) {
+            current = topKey(text);
+        } else if (depth == 2 && inner == Inner::toolInput) {
+            toolKey = text == "command"         ? ToolKey::command
+                      : text == "file_path"     ? ToolKey::filePath
+                      : text == "notebook_path" ? ToolKey::notebookPath
+                      : text == "url"           ? ToolKey::url
+                                                : ToolKey::other;
+        } else if (depth == 3 && inner == Inner::backgroundTasks) {
+            inStatus = text == "status";
+        }
+        return true;
+    }
+
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
+        return false;
+    }
+};
+
 namespace {
 
-// A string member, or absent when it is missing, null or of another type.
-std::optional<std::string> optionalText(const json& object, const char* key) {
-    auto it = object.find(key);
-    if (it == object.end() || !it->is_string())
-        return std::nullopt;
-    return it->get<std::string>();
-}
+// Reads a descriptor through a buffer, as the input iterator the JSON parser consumes.
+class DescriptorInput {
+public:
+    explicit DescriptorInput(int fd) : fd_(fd) {}
 
-std::string requiredText(const json& object, const char* key) {
-    auto it = object.find(key);
-    if (it == object.end())
-        throw HookEventDecodeError(std::string("Missing key \"") + key + "\"");
-    if (!it->is_string())
-        throw HookEventDecodeError(std::string("Key \"") + key + "\" is not a string");
-    return it->get<std::string>();
-}
-
-// Any malformed element makes the whole list count as empty.
-int runningTasks(const json& object) {
-    auto it = object.find("background_tasks");
-    if (it == object.end() || !it->is_array())
-        return 0;
-    int running = 0;
-    for (const json& task : *it) {
-        if (!task.is_object())
-            return 0;
-        auto status = task.find("status");
-        if (status == task.end() || status->is_null())
-            continue;
-        if (!status->is_string())
-            return 0;
-        if (status->get_ref<const std::string&>() == "running")
-            ++running;
+    bool atEnd() {
+        if (next_ < filled_)
+            return false;
+        if (finished_)
+            return true;
+        for (;;) {
+            ssize_t n = ::read(fd_, buffer_, sizeof buffer_);
+            if (n < 0 && errno == EINTR)
+                continue;
+            if (n <= 0) {
+                finished_ = true;
+                error_ = n < 0 ? errno : 0;
+                return true;
+            }
+            total_ += static_cast<std::size_t>(n);
+            next_ = 0;
+            filled_ = static_cast<std::size_t>(n);
+            return false;
+        }
     }
-    return running;
-}
+    char current() const { return buffer_[next_]; }
+    void advance() { ++next_; }
+    int error() const { return error_; }
+    std::size_t total() const { return total_; }
+
+    class Iterator {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = char;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const char*;
+        using reference = char;
+
+        Iterator() = default;
+        explicit Iterator(DescriptorInput* input) : input_(input) {}
+        char operator*() const { return input_->current(); }
+        Iterator& operator++() {
+            input_->advance();
+            return *this;
+        }
+        Iterator operator++(int) {
+            Iterator copy = *this;
+            ++*this;
+            return copy;
+        }
+        // Only ever compared with the end iterator.
+        bool operator==(const Iterator& other) const { return atEnd() == other.atEnd(); }
+
+    private:
+        bool atEnd() const { return !input_ || input_->atEnd(); }
+        DescriptorInput* input_ = nullptr;
+    };
+
+private:
+    int fd_;
+    char buffer_[65536];
+    std::size_t next_ = 0;
+    std::size_t filled_ = 0;
+    std::size_t total_ = 0;
+    bool finished_ = false;
+    int error_ = 0;
+};
 
 } // namespace
 
 HookEvent HookEvent::decode(std::string_view bytes) {
     if (bytes.empty())
         throw HookEventDecodeError("Payload is empty");
-    json object = json::parse(bytes, nullptr, false);
-    if (object.is_discarded())
+    Payload payload;
+    if (!json::sax_parse(bytes, &payload) && !payload.notAnObject)
         throw HookEventDecodeError("Payload is not valid JSON");
-    if (!object.is_object())
-        throw HookEventDecodeError("Payload is not a JSON object");
+    return payload.event();
+}
 
-    HookEvent event;
-    event.rawName = requiredText(object, "hook_event_name");
-    event.sessionId = requiredText(object, "session_id");
-    event.kind = fromString<Kind>(event.rawName);
-    event.cwd = optionalText(object, "cwd").value_or("");
-    event.toolName = optionalText(object, "tool_name");
-    if (auto input = object.find("tool_input"); input != object.end() && input->is_object()) {
-        event.command = optionalText(*input, "command");
-        event.filePath = optionalText(*input, "file_path");
-        if (!event.filePath)
-            event.filePath = optionalText(*input, "notebook_path");
-        event.url = optionalText(*input, "url");
-    }
-    event.notificationType = optionalText(object, "notification_type");
-    event.message = optionalText(object, "message");
-    event.sessionTitle = optionalText(object, "session_title");
-    event.runningBackgroundTasks = runningTasks(object);
-    event.source = optionalText(object, "source");
-    return event;
+HookEvent HookEvent::read(int fileDescriptor) {
+    auto input = std::make_unique<DescriptorInput>(fileDescriptor);
+    Payload payload;
+    bool parsed = json::sax_parse(DescriptorInput::Iterator(input.get()),
+                                  DescriptorInput::Iterator(), &payload);
+    if (input->error() != 0)
+        throw HookEventDecodeError(std::string("Cannot read the payload: ") +
+                                   std::strerror(input->error()));
+    if (input->total() == 0)
+        throw HookEventDecodeError("Payload is empty");
+    if (!parsed && !payload.notAnObject)
+        throw HookEventDecodeError("Payload is not valid JSON");
+    return payload.event();
 }
 
 } // namespace ostrelvan

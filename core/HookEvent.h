@@ -56,6 +56,10 @@ struct HookEvent {
 
     // Throws HookEventDecodeError.
     static HookEvent decode(std::string_view bytes);
+    // Decodes what can be read from the descriptor to its end, without holding the whole payload
+    // in memory (a tool's output can make it megabytes). Throws HookEventDecodeError, also when
+    // reading fails.
+    static HookEvent read(int fileDescriptor);
 
     bool operator==(const HookEvent&) const = default;
 };

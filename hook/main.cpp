@@ -9,9 +9,7 @@
 #include "HostDetector.h"
 #include "SessionFileStore.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <unistd.h>
 
@@ -33,29 +31,11 @@ constexpr const char* helpText =
     "Data root: $OSTRELVAN_DATA_DIR when set, else $XDG_DATA_HOME/Ostrelvan or\n"
     "~/.local/share/Ostrelvan (~/Library/Application Support/Ostrelvan on macOS).\n";
 
-bool readAll(int fd, std::string& bytes) {
-    char buffer[65536];
-    for (;;) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n > 0)
-            bytes.append(buffer, static_cast<std::size_t>(n));
-        else if (n == 0)
-            return true;
-        else if (errno != EINTR)
-            return false;
-    }
-}
-
 void record(const Environment& environment) {
     const TimePoint now = wallClockNow();
     std::string failure;
     try {
-        std::string bytes;
-        if (!readAll(STDIN_FILENO, bytes))
-            throw std::runtime_error(std::string("Cannot read the payload: ") +
-                                     std::strerror(errno));
-        const HookEvent event = HookEvent::decode(bytes);
-        bytes = std::string(); // the payload may be megabytes; the event is all that is needed
+        const HookEvent event = HookEvent::read(STDIN_FILENO);
         EventContext context{now, HostDetector::host(environment),
                              HostDetector::terminalApp(environment),
                              AgentProcess::find(environment, static_cast<std::int32_t>(getppid()),

@@ -2,10 +2,14 @@
 
 #include "DataPaths.h"
 #include "HostDetector.h"
+#include "TemporaryFolder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace ostrelvan;
+using namespace ostrelvan::test;
 
 TEST(HookEvent, DecodesEveryField) {
     HookEvent event = HookEvent::decode(R"({
@@ -110,4 +114,47 @@ TEST(DataPaths, RootFromTheEnvironment) {
     Environment custom{{"OSTRELVAN_DATA_DIR", "/d"}};
     EXPECT_EQ(DataPaths::sessions(custom), "/d/sessions");
     EXPECT_EQ(DataPaths::helper(custom), "/d/bin/ostrelvan-hook");
+}
+
+TEST(HookEvent, RepeatedKeysCountByTheirLastValue) {
+    const HookEvent event = HookEvent::decode(R"({"hook_event_name":"Stop","session_id":"s",
+        "cwd":"/a","cwd":7,"tool_input":{"command":"a"},"tool_input":{"url":"u"},
+        "background_tasks":[{"status":5,"status":"running"},{"status":"running","x":[{"status":1}]}],
+        "hook_event_name":"PreToolUse"})");
+    EXPECT_EQ(event.kind, HookEvent::Kind::preToolUse);
+    EXPECT_EQ(event.cwd, "");
+    EXPECT_FALSE(event.command);
+    EXPECT_EQ(event.url, "u");
+    EXPECT_EQ(event.runningBackgroundTasks, 2);
+    EXPECT_THROW(HookEvent::decode(R"({"hook_event_name":"Stop","session_id":"s","session_id":1})"),
+                 HookEventDecodeError);
+}
+
+TEST(HookEvent, ReadsFromADescriptorLikeFromBytes) {
+    TemporaryFolder temp;
+    auto readFile = [&](const std::string& bytes) {
+        const auto path = temp.path() / "payload";
+        writeText(path, bytes);
+        int fd = ::open(path.c_str(), O_RDONLY);
+        std::optional<HookEvent> event;
+        std::string error;
+        try {
+            event = HookEvent::read(fd);
+        } catch (const HookEventDecodeError& e) {
+            error = e.what();
+        }
+        ::close(fd);
+        return std::pair{event, error};
+    };
+    const std::string big =
+        R"({"hook_event_name":"PostToolUse","session_id":"s","tool_response":")" +
+        std::string(300000, 'x') + R"(","tool_name":"Bash","tool_input":{"command":")" +
+        std::string(200000, 'c') + "\"}}";
+    EXPECT_EQ(readFile(big).first, HookEvent::decode(big));
+    EXPECT_EQ(readFile(big).first->command->size(), 200000u);
+    EXPECT_EQ(readFile("").second, "Payload is empty");
+    EXPECT_EQ(readFile(big + "x").second, "Payload is not valid JSON");
+    EXPECT_EQ(readFile("[1]").second, "Payload is not a JSON object");
+    EXPECT_EQ(readFile(R"({"session_id":"s"})").second, "Missing key \"hook_event_name\"");
+    EXPECT_THROW(HookEvent::read(-1), HookEventDecodeError);
 }

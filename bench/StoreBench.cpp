@@ -1,0 +1,145 @@
+// A reload reads every session file, every registry record and one transcript per session, on
+// every hook burst and every 15 s; a hook event should reach the lamps in about a tenth of a
+// second, the debounce included.
+#include "AcknowledgedStore.h"
+#include "ClaudeRegistry.h"
+#include "ClaudeSystem.h"
+#include "MemoryKeyValueStore.h"
+#include "ProcessTable.h"
+#include "SessionFileStore.h"
+#include "SessionStore.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <benchmark/benchmark.h>
+#include <fstream>
+#include <memory>
+#include <vector>
+
+using namespace ostrelvan;
+
+namespace {
+
+void writeText(const std::filesystem::path& path, const std::string& text) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+}
+
+// `count` live agent processes, each with a session file, a registry record and a titled
+// transcript, as on a busy machine.
+struct Machine {
+    QTemporaryDir root;
+    std::filesystem::path config = root.filePath("claude").toStdString();
+    SessionFileStore files{root.filePath("data/sessions").toStdString()};
+    std::vector<std::unique_ptr<QProcess>> agents;
+
+    explicit Machine(int count) {
+        const TimePoint now = wallClockNow();
+        const auto startedMs =
+            std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
+        std::filesystem::create_directories(files.directory());
+        for (int i = 0; i < count; ++i) {
+            auto& agent = agents.emplace_back(std::make_unique<QProcess>());
+            agent->start("sleep", {"600"});
+            agent->waitForStarted();
+            const auto pid = static_cast<std::int32_t>(agent->processId());
+            const std::string id = "session-" + std::to_string(i);
+            const std::string cwd = "/work/project-" + std::to_string(i % 40);
+            auto state = SessionState::make(id, cwd, SessionHost::terminal, "kitty", pid, now);
+            state.status = SessionStatus::working;
+            state.startedConversation = true;
+            SessionFileStore::write(state, files.fileURL(id));
+            writeText(ClaudeRegistry::sessionsDirectory(config) / (std::to_string(pid) + ".json"),
+                      R"({"pid":)" + std::to_string(pid) + R"(,"sessionId":")" + id +
+                          R"(","cwd":")" + cwd +
+                          R"(","kind":"interactive","status":"busy","startedAt":)" +
+                          std::to_string(startedMs) + "}");
+            writeText(ClaudeRegistry::transcriptURL(config, cwd, id),
+                      R"({"type":"custom-title","customTitle":"Task )" + std::to_string(i) +
+                          "\"}\n");
+        }
+    }
+
+    ~Machine() {
+        for (auto& agent : agents) {
+            agent->kill();
+            agent->waitForFinished();
+        }
+    }
+};
+
+void reload(benchmark::State& state) {
+    const int count = static_cast<int>(state.range(0));
+    Machine machine(count);
+    MemoryKeyValueStore defaults;
+    AcknowledgedStore acknowledged(defaults);
+    SessionStore store(machine.files, acknowledged, ProcessTable::isAlive, wallClockNow,
+                       machine.root.filePath("home").toStdString(),
+                       ClaudeSystem::live(machine.root.filePath("home").toStdString(),
+                                          {{"CLAUDE_CONFIG_DIR", machine.config.string()}}));
+    store.reload();
+    if (store.sessions().size() != static_cast<std::size_t>(count)) {
+        state.SkipWithError("not every session was shown");
+        return;
+    }
+    for (auto _ : state) {
+        store.reload();
+        benchmark::DoNotOptimize(store.sessions().data());
+    }
+    state.counters["sessions"] = count;
+}
+BENCHMARK(reload)->Arg(50)->Arg(100)->Arg(200)->Unit(benchmark::kMillisecond);
+
+// From the moment the hook helper exits to the store publishing what it wrote.
+void helperExitToPublish(benchmark::State& state) {
+    QTemporaryDir root;
+    SessionFileStore files(root.filePath("sessions").toStdString());
+    MemoryKeyValueStore defaults;
+    AcknowledgedStore acknowledged(defaults);
+    SessionStore store(files, acknowledged, ProcessTable::isAlive, wallClockNow,
+                       root.filePath("home").toStdString(), ClaudeSystem::none());
+    store.start();
+
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("OSTRELVAN_DATA_DIR", root.path());
+    environment.insert("CLAUDE_PID", QString::number(QCoreApplication::applicationPid()));
+    bool working = false;
+    for (auto _ : state) {
+        working = !working;
+        const QByteArray payload =
+            working ? R"({"session_id":"bench","hook_event_name":"UserPromptSubmit",)"
+                      R"("cwd":"/work/bench","prompt":"go"})"
+                    : R"({"session_id":"bench","hook_event_name":"Stop","cwd":"/work/bench"})";
+        QProcess helper;
+        helper.setProcessEnvironment(environment);
+        QElapsedTimer sinceExit;
+        QEventLoop loop;
+        QObject::connect(&helper, &QProcess::finished, [&] { sinceExit.start(); });
+        QObject::connect(&store, &SessionStore::sessionsChanged, &loop, &QEventLoop::quit);
+        QTimer::singleShot(5000, &loop, &QEventLoop::quit);
+        helper.start(OSTRELVAN_HOOK);
+        helper.write(payload);
+        helper.closeWriteChannel();
+        loop.exec();
+        if (!sinceExit.isValid()) {
+            state.SkipWithError("the store published before the helper was seen to exit");
+            return;
+        }
+        state.SetIterationTime(static_cast<double>(sinceExit.nsecsElapsed()) / 1e9);
+    }
+}
+BENCHMARK(helperExitToPublish)->UseManualTime()->Iterations(20)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
