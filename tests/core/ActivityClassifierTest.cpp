@@ -70,6 +70,12 @@ TEST(ActivityClassifier, ActivityByTool) {
 
 TEST(ActivityClassifier, HugeCommandsClassifyWithoutCrashing) {
     // Long runs that the pattern backtracks over: a test word at the very end still matches.
+    // Both sides of the length where matching switches to the JIT-compiled pattern.
+    for (std::size_t length : {1000, 8000, 9000}) {
+        std::string padded = "xcodebuild" + std::string(length, ' ');
+        EXPECT_TRUE(ActivityClassifier::isTestCommand(padded + "test")) << length;
+        EXPECT_FALSE(ActivityClassifier::isTestCommand(padded + "; test")) << length;
+    }
     std::string blanks(1 << 20, ' ');
     EXPECT_TRUE(ActivityClassifier::isTestCommand("xcodebuild" + blanks + "test"));
     std::string letters(1 << 20, 'a');
