@@ -29,7 +29,7 @@ void append(const std::filesystem::path& root, TimePoint now, std::string_view m
         std::string line = SessionCoding::formatDate(now);
         line += ' ';
         for (char c : message.substr(0, maxMessage))
-            line += (c == '\n' || c == '\r') ? ' ' : c;
+            line += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
         if (message.size() > maxMessage)
             line += "...";
         line += '\n';

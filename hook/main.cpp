@@ -32,6 +32,9 @@ constexpr const char* helpText =
     "~/.local/share/Ostrelvan (~/Library/Application Support/Ostrelvan on macOS).\n";
 
 void record(const Environment& environment) {
+    // Without either there is no data root, only a path relative to the agent's project.
+    if (!nonEmpty(environment, "OSTRELVAN_DATA_DIR") && !nonEmpty(environment, "HOME"))
+        return;
     const TimePoint now = wallClockNow();
     std::string failure;
     try {

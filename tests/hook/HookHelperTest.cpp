@@ -68,6 +68,18 @@ TEST(HookHelper, RecordsAnEventPrivatelyAndSilently) {
     EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
 }
 
+TEST(HookHelper, WithoutHomeOrDataFolderWritesNothing) {
+    HookFixture f;
+    const fs::path project = f.temp.path() / "project";
+    fs::create_directory(project);
+    for (const char* input : {R"({"hook_event_name":"Stop","session_id":"s"})", "bad"}) {
+        HookProcess process(f.payloadFile(input), f.output(), {{"PATH", "/usr/bin:/bin"}}, {},
+                            project);
+        EXPECT_EQ(process.wait(), 0);
+    }
+    EXPECT_TRUE(fs::is_empty(project));
+}
+
 TEST(HookHelper, AgentPidFromClaudePidOrPastShells) {
     HookFixture f;
     auto file = f.payloadFile(payload("Stop", "s1"));

@@ -20,7 +20,8 @@ class HookProcess {
 public:
     HookProcess(const std::filesystem::path& payload, const std::filesystem::path& output,
                 const std::map<std::string, std::string>& environment,
-                std::vector<std::string> arguments = {}) {
+                std::vector<std::string> arguments = {},
+                const std::filesystem::path& workingDirectory = {}) {
         std::vector<std::string> entries;
         for (const auto& [name, value] : environment)
             entries.push_back(name + "=" + value);
@@ -39,6 +40,8 @@ public:
         posix_spawn_file_actions_addopen(&actions, 0, payload.c_str(), O_RDONLY, 0);
         posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND,
                                          0600);
+        if (!workingDirectory.empty())
+            posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
         int error =
             posix_spawn(&pid_, program.c_str(), &actions, nullptr, argv.data(), envp.data());
         posix_spawn_file_actions_destroy(&actions);
