@@ -40,9 +40,15 @@ void SessionStore::start() {
 
 void SessionStore::reload() {
     const TimePoint now = clock_();
-    const auto merged = SessionMerge::merge(liveHookStates(now), system_.processes());
+    const auto processes = system_.processes();
+    std::set<std::int32_t> running;
+    for (const auto& process : processes) {
+        running.insert(process.pid);
+    }
+    const auto merged = SessionMerge::merge(liveHookStates(now, running), processes);
 
     std::vector<SessionState> kept;
+    WindowKeys windows;
     for (SessionState state : merged) {
         const TranscriptInfo info = system_.transcript(state);
         if (!DisplayRules::isShown(state, home_, info.exists)) {
@@ -51,13 +57,14 @@ void SessionStore::reload() {
         if (info.title) {
             state.title = info.title;
         }
+        windows.emplace(state.sessionId, windowKey(state));
         kept.push_back(std::move(state));
     }
 
-    auto groups =
-        build(DisplayRules::grouped(std::move(kept),
-                                    [this](const SessionState& state) { return windowKey(state); }),
-              now);
+    const auto byWindow = [&windows](const SessionState& state) {
+        return windows.at(state.sessionId);
+    };
+    auto groups = build(DisplayRules::grouped(std::move(kept), byWindow), windows, now);
     std::vector<DisplayedSession> sessions;
     for (const auto& group : groups) {
         sessions.insert(sessions.end(), group.sessions.begin(), group.sessions.end());
@@ -72,10 +79,11 @@ void SessionStore::reload() {
     publish(std::move(groups), std::move(sessions));
 }
 
-std::vector<SessionState> SessionStore::liveHookStates(TimePoint now) {
+std::vector<SessionState> SessionStore::liveHookStates(TimePoint now,
+                                                       const std::set<std::int32_t>& running) {
     std::vector<SessionState> live;
     for (auto& state : fileStore_.loadAll()) {
-        if (hasEnded(state, now)) {
+        if (hasEnded(state, now, running)) {
             fileStore_.remove(state.sessionId);
             qCInfo(sessionsLog) << "dropped an ended session";
             continue;
@@ -85,11 +93,14 @@ std::vector<SessionState> SessionStore::liveHookStates(TimePoint now) {
     return live;
 }
 
-bool SessionStore::hasEnded(const SessionState& state, TimePoint now) const {
+// A process the registry's liveness check has just let through needs no second look.
+bool SessionStore::hasEnded(const SessionState& state, TimePoint now,
+                            const std::set<std::int32_t>& running) const {
     if (!state.pid) {
         return DisplayRules::isStale(state, now);
     }
-    return !isAlive_(*state.pid) || DisplayRules::isAbandoned(state, now);
+    const bool alive = running.contains(*state.pid) || isAlive_(*state.pid);
+    return !alive || DisplayRules::isAbandoned(state, now);
 }
 
 // Agent processes started from one terminal tab or editor window share their parent.
@@ -103,7 +114,7 @@ std::string SessionStore::windowKey(const SessionState& state) const {
 }
 
 std::vector<SessionGroup> SessionStore::build(const std::vector<std::vector<SessionState>>& grouped,
-                                              TimePoint now) const {
+                                              const WindowKeys& windows, TimePoint now) const {
     const auto names = DisplayRules::names(grouped);
     const auto fade = reviewFade_();
     std::vector<SessionGroup> groups;
@@ -111,7 +122,7 @@ std::vector<SessionGroup> SessionStore::build(const std::vector<std::vector<Sess
         if (states.empty()) {
             continue;
         }
-        SessionGroup group{windowKey(states.front()), states.front().project(), {}};
+        SessionGroup group{windows.at(states.front().sessionId), states.front().project(), {}};
         for (const auto& state : states) {
             const auto status = DisplayRules::displayStatus(
                 state, now, acknowledged_.acknowledgedAt(state.sessionId), fade);

@@ -18,6 +18,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -60,11 +61,14 @@ signals:
     void sessionsChanged();
 
 private:
-    std::vector<SessionState> liveHookStates(TimePoint now);
-    bool hasEnded(const SessionState& state, TimePoint now) const;
+    using WindowKeys = std::map<std::string, std::string>;
+
+    std::vector<SessionState> liveHookStates(TimePoint now, const std::set<std::int32_t>& running);
+    bool hasEnded(const SessionState& state, TimePoint now,
+                  const std::set<std::int32_t>& running) const;
     std::string windowKey(const SessionState& state) const;
     std::vector<SessionGroup> build(const std::vector<std::vector<SessionState>>& grouped,
-                                    TimePoint now) const;
+                                    const WindowKeys& windows, TimePoint now) const;
     void reportTransitions(const std::vector<DisplayedSession>& sessions);
     void publish(std::vector<SessionGroup> groups, std::vector<DisplayedSession> sessions);
 
