@@ -46,13 +46,22 @@ Settings withoutFilledSlots(Settings settings) {
     return settings;
 }
 
-const std::filesystem::path& scratchFile() {
-    static const std::filesystem::path file = [] {
-        std::string pattern = (std::filesystem::temp_directory_path() / "fuzz-settings-XXXXXX");
-        return std::filesystem::path(::mkdtemp(pattern.data())) / ".claude" / "settings.json";
-    }();
-    return file;
-}
+// One scratch folder per run, removed when the fuzzer exits.
+class Scratch {
+public:
+    Scratch() {
+        std::string pattern = std::filesystem::temp_directory_path() / "fuzz-settings-XXXXXX";
+        folder_ = ::mkdtemp(pattern.data());
+    }
+    ~Scratch() {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder_, ignored);
+    }
+    std::filesystem::path file() const { return folder_ / ".claude" / "settings.json"; }
+
+private:
+    std::filesystem::path folder_;
+};
 
 } // namespace
 
@@ -91,7 +100,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     // And once in a while through real files, the path the app takes.
     if (size % 16 == 0) {
-        const auto& file = scratchFile();
+        static const Scratch scratch;
+        const auto file = scratch.file();
         HookInstaller::writeSettings(installed, file);
         check(text(HookInstaller::readSettings(file)) == written);
     }
