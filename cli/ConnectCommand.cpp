@@ -88,6 +88,12 @@ void repairHooksIfNeeded(CommandContext& context) {
     if (!context.settings.hooksConnected())
         return;
     const HookPaths paths = pathsOf(context);
+    // An updated ostrelvan brings an updated helper; the entries run the installed copy.
+    try {
+        HelperInstaller::refresh(paths.bundledHelper, paths.helper);
+    } catch (const std::exception& error) {
+        context.err << "hooks: helper refresh failed: " << error.what() << "\n";
+    }
     const HookHealth health = HookConnection::health(paths);
     if (health == HookHealth::intact || health == HookHealth::unreadable)
         return;

@@ -116,8 +116,11 @@ TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
     EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
     EXPECT_TRUE(HookInstaller::isInstalled(HookInstaller::readSettings(front.settingsFile()),
                                            front.helper().string()));
+    // Intact entries: only the helper is brought up to date.
+    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n# new\n");
     cli::repairHooksIfNeeded(front.context);
     EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(readBytes(front.helper()), "#!/bin/sh\n# new\n");
 
     // All entries gone: a warning, then a repair.
     HookInstaller::writeSettings({{"model", "opus"}}, front.settingsFile());
