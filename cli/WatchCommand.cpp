@@ -46,6 +46,7 @@ public:
     int run() {
         terminal_.enter();
         live_.store().start();
+        redraw_.stop(); // the first publish is drawn right here
         draw();
         const int code = QCoreApplication::exec();
         terminal_.leave();
