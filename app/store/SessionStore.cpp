@@ -27,9 +27,25 @@ SessionStore::SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknow
     connect(&refreshTask_, &QTimer::timeout, this, &SessionStore::reload);
 }
 
-void SessionStore::start() {
+namespace {
+
+// Session files hold the commands the user runs: folders made here are the owner's alone.
+void createPrivateDirectories(const std::filesystem::path& directory) {
     std::error_code ignored;
-    std::filesystem::create_directories(fileStore_.directory(), ignored);
+    if (directory.empty() || std::filesystem::is_directory(directory, ignored)) {
+        return;
+    }
+    createPrivateDirectories(directory.parent_path());
+    if (std::filesystem::create_directory(directory, ignored)) {
+        std::filesystem::permissions(directory, std::filesystem::perms::owner_all,
+                                     std::filesystem::perm_options::replace, ignored);
+    }
+}
+
+} // namespace
+
+void SessionStore::start() {
+    createPrivateDirectories(fileStore_.directory());
     watcher_ = SessionFolderWatcher::create(QString::fromStdString(fileStore_.directory()));
     if (watcher_) {
         connect(watcher_.get(), &SessionFolderWatcher::changed, this, &SessionStore::reload);

@@ -183,6 +183,8 @@ private slots:
         QVERIFY(!std::filesystem::exists(h.files.directory()));
         h.store.start();
         QVERIFY(std::filesystem::is_directory(h.files.directory()));
+        QCOMPARE(std::filesystem::status(h.files.directory()).permissions(),
+                 std::filesystem::perms::owner_all);
         QVERIFY(h.store.isWatching());
 
         QSignalSpy sessions(&h.store, &SessionStore::sessionsChanged);
