@@ -43,13 +43,16 @@ bool isBlank(std::string_view text) {
 }
 
 // Follows a chain of symbolic links, dangling ones included, so that a link into a dotfiles
-// repository is written through even before its target exists.
+// repository is written through even before its target exists. ".." is left to the system to
+// resolve: the folder holding a link may itself be a link.
 fs::path resolveLinks(fs::path path) {
     for (int hops = 0; hops < 40 && fs::is_symlink(path); ++hops) {
         fs::path target = fs::read_symlink(path);
         path = target.is_absolute() ? target : path.parent_path() / target;
     }
-    return path.lexically_normal();
+    std::error_code error;
+    fs::path resolved = fs::weakly_canonical(path, error);
+    return error ? path : resolved;
 }
 
 json ownedEntry(const Event& event, std::string_view helperPath) {

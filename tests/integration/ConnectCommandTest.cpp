@@ -52,7 +52,7 @@ TEST(ConnectCommand, connectsSaysWhatItDidAndDisconnects) {
               "Installed the hook helper at " + front.helper().string() +
                   ".\nBacked up the previous settings to " + front.settingsFile().string() +
                   ".ostrelvan-backup.\nWrote Ostrelvan's hook entries to " +
-                  front.settingsFile().string() + ".\nConnected to Claude Code.\n");
+                  fs::canonical(front.settingsFile()).string() + ".\nConnected to Claude Code.\n");
     EXPECT_EQ(front.take(front.err), "");
     EXPECT_EQ(cli::connectionNotice(front.context), std::nullopt);
 

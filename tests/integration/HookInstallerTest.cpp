@@ -66,7 +66,7 @@ TEST(HookInstaller, everyValidSettingsFileRoundTrips) {
 
         const json installed = HookInstaller::installing(original, helperA);
         const auto write = HookInstaller::writeSettings(installed, settingsFile);
-        EXPECT_EQ(write.file, settingsFile);
+        EXPECT_EQ(write.file, fs::canonical(settingsFile));
         ASSERT_TRUE(write.backup);
         EXPECT_EQ(readBytes(*write.backup), bytes);
         const std::string installedBytes = readBytes(settingsFile);
@@ -270,7 +270,7 @@ TEST(HookInstaller, followsASymlinkedSettingsFileAndKeepsTheLink) {
 
     const auto write = HookInstaller::writeSettings(
         HookInstaller::installing(HookInstaller::readSettings(link), helperA), link);
-    EXPECT_EQ(write.file, target);
+    EXPECT_EQ(write.file, fs::canonical(target));
     ASSERT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(fs::read_symlink(link), "../dotfiles/claude/settings.json");
     EXPECT_TRUE(HookInstaller::isInstalled(HookInstaller::readSettings(target), helperA));
@@ -282,13 +282,16 @@ TEST(HookInstaller, followsASymlinkedSettingsFileAndKeepsTheLink) {
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(HookInstaller::readSettings(target), json::parse(original));
 
-    // A link whose target does not exist yet gets the target created.
-    const fs::path dangling = home / "other/settings.json";
-    fs::create_directories(dangling.parent_path());
-    fs::create_symlink(home / "dotfiles/new/settings.json", dangling);
-    HookInstaller::writeSettings(HookInstaller::installing({}, helperA), dangling);
-    EXPECT_TRUE(fs::is_symlink(dangling));
-    EXPECT_TRUE(HookInstaller::isInstalled(HookInstaller::readSettings(dangling), helperA));
+    // A link whose target does not exist yet gets the target created; ".." in a link inside a
+    // linked folder counts from the folder's real place.
+    fs::create_directories(home / "dotfiles/real-claude");
+    fs::create_symlink(home / "dotfiles/real-claude", home / "linked");
+    fs::create_symlink("../shared/settings.json", home / "linked/settings.json");
+    HookInstaller::writeSettings(HookInstaller::installing({}, helperA),
+                                 home / "linked/settings.json");
+    EXPECT_TRUE(fs::is_symlink(home / "linked/settings.json"));
+    EXPECT_TRUE(HookInstaller::isInstalled(
+        HookInstaller::readSettings(home / "dotfiles/shared/settings.json"), helperA));
 }
 
 // Root writes into read-only folders, so the scenario runs as an unprivileged user when needed.
