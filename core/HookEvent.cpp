@@ -375,7 +375,7 @@ public:
 
 private:
     int fd_;
-    char buffer_[65536];
+    char buffer_[16384];
     std::size_t next_ = 0;
     std::size_t filled_ = 0;
     std::size_t total_ = 0;

@@ -73,6 +73,21 @@ void makeDirectories(const fs::path& directory) {
                                    std::error_code(errno, std::generic_category()));
 }
 
+// Puts `temporary` in the place of `target` atomically. On Linux an exchange, then the unlink of
+// the old file: ext4 starts writing a file's data back when it is renamed over an existing one,
+// which costs a hook process about a millisecond, and an exchange does not. Returns false with
+// errno set on failure.
+bool replace(const fs::path& temporary, const fs::path& target) {
+#ifdef __linux__
+    if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) {
+        ::unlink(temporary.c_str());
+        return true;
+    }
+    // No target yet, or a file system without exchange: the plain rename.
+#endif
+    return ::rename(temporary.c_str(), target.c_str()) == 0;
+}
+
 class LockFile {
 public:
     explicit LockFile(const fs::path& path) {
@@ -174,7 +189,7 @@ void SessionFileStore::write(const SessionState& state, const fs::path& url) {
         ::unlink(temporary.c_str());
         throw;
     }
-    if (::close(fd) != 0 || ::rename(temporary.c_str(), url.c_str()) != 0) {
+    if (::close(fd) != 0 || !replace(temporary, url)) {
         int error = errno;
         ::unlink(temporary.c_str());
         throw std::system_error(error, std::generic_category(), "Cannot replace the session file");

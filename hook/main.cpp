@@ -10,6 +10,9 @@
 #include "SessionFileStore.h"
 
 #include <cstdio>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <string>
 #include <unistd.h>
 
@@ -70,6 +73,11 @@ int main(int argc, char** argv) {
             return 0;
         }
     }
+#ifdef __GLIBC__
+    // A fixed threshold keeps large blocks (a tool's output being parsed) in their own mappings,
+    // returned as soon as they are freed; glibc's sliding threshold would keep them resident.
+    mallopt(M_MMAP_THRESHOLD, 64 * 1024);
+#endif
     try {
         record(processEnvironment());
     } catch (...) {
