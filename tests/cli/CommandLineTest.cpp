@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <chrono>
+#include <csignal>
 #include <memory>
 
 namespace ostrelvan::test {
@@ -227,6 +228,40 @@ private slots:
         QCOMPARE(connected.out,
                  QByteArray("No sessions yet\nStart Claude Code and it shows up here.\n"));
         QCOMPARE(run({"disconnect"}).code, 0);
+    }
+
+    // Without a terminal the live view appends each new state, which makes it observable here.
+    void watchRedrawsOnChangeAndLeavesOnSignal() {
+        QProcess watch;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("HOME", path("home"));
+        environment.insert("OSTRELVAN_DATA_DIR", dataFolder());
+        environment.insert("CLAUDE_CONFIG_DIR", path("claude"));
+        environment.insert("XDG_CONFIG_HOME", path("xdg"));
+        watch.setProcessEnvironment(environment);
+        watch.start(QStringLiteral(OSTRELVAN_EXECUTABLE), {QStringLiteral("watch")});
+        QByteArray seen;
+        const auto waitFor = [&](const QByteArray& text) {
+            for (int i = 0; i < 100 && !seen.contains(text); ++i) {
+                watch.waitForReadyRead(100);
+                seen += watch.readAllStandardOutput();
+            }
+            return seen.contains(text);
+        };
+        QVERIFY2(waitFor("Not connected to Claude Code"), seen.constData());
+
+        auto state = SessionState::make("delta", "/work/delta", SessionHost::terminal, std::nullopt,
+                                        std::nullopt, wallClockNow());
+        state.status = SessionStatus::needsApproval;
+        state.startedConversation = true;
+        putSession(state);
+        QVERIFY2(waitFor("delta  Needs approval"), seen.constData());
+        QVERIFY(seen.contains("Ostrelvan · 1 Claude Code session\n"));
+
+        ::kill(static_cast<pid_t>(watch.processId()), SIGINT);
+        QVERIFY(watch.waitForFinished(10000));
+        QCOMPARE(watch.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(watch.exitCode(), 0);
     }
 
     void speaksLikeAUnixCommand() {
