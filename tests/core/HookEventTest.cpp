@@ -11,96 +11,102 @@
 using namespace ostrelvan;
 using namespace ostrelvan::test;
 
+namespace {
+
+HookEvent decode(const std::string& fields) {
+    return HookEvent::decode(R"({"session_id":"s","hook_event_name":"Stop")" + fields + "}");
+}
+
+} // namespace
+
 TEST(HookEvent, DecodesEveryField) {
     HookEvent event = HookEvent::decode(R"({
-        "session_id": "abc", "hook_event_name": "PreToolUse", "cwd": "/w",
-        "tool_name": "Edit", "tool_input": {"file_path": "/w/a.c", "notebook_path": "/w/n.ipynb",
-                                            "command": "ls", "url": "https://x.example/"},
+        "session_id": "abc", "hook_event_name": "PreToolUse", "cwd": "/w", "tool_name": "Edit",
+        "tool_input": {"file_path": "/w/a.c", "notebook_path": "/w/n.ipynb", "command": "ls",
+                       "url": "https://x.example/"},
         "notification_type": "idle_prompt", "message": "m", "session_title": "T",
         "background_tasks": [{"status": "running"}, {"status": "done"}, {"id": 1}],
         "source": "resume", "tool_response": {"huge": [1, 2, 3]}})");
-    HookEvent expected;
-    expected.kind = HookEvent::Kind::preToolUse;
-    expected.rawName = "PreToolUse";
-    expected.sessionId = "abc";
-    expected.cwd = "/w";
-    expected.toolName = "Edit";
-    expected.command = "ls";
-    expected.filePath = "/w/a.c";
-    expected.url = "https://x.example/";
-    expected.notificationType = "idle_prompt";
-    expected.message = "m";
-    expected.sessionTitle = "T";
-    expected.runningBackgroundTasks = 1;
-    expected.source = "resume";
+    const HookEvent expected{
+        HookEvent::Kind::preToolUse, "PreToolUse",  "abc", "/w", "Edit", "ls",    "/w/a.c",
+        "https://x.example/",        "idle_prompt", "m",   "T",  1,      "resume"};
     EXPECT_EQ(event, expected);
-}
-
-TEST(HookEvent, ForgivingOptionalFields) {
-    HookEvent minimal = HookEvent::decode(R"({"session_id":"s","hook_event_name":"Stop"})");
-    EXPECT_EQ(minimal.kind, HookEvent::Kind::stop);
-    EXPECT_EQ(minimal.cwd, "");
-    EXPECT_FALSE(minimal.toolName);
-    EXPECT_EQ(minimal.runningBackgroundTasks, 0);
-
-    HookEvent wrong = HookEvent::decode(R"({"session_id":"s","hook_event_name":"Stop",
-        "cwd": null, "tool_name": 3, "tool_input": "ls", "notification_type": [],
-        "message": {}, "session_title": false, "background_tasks": {"status": "running"},
-        "source": 1.5})");
-    EXPECT_EQ(wrong, minimal);
-
-    EXPECT_FALSE(
-        HookEvent::decode(R"({"session_id":"s","hook_event_name":"x","tool_input":[1]})").command);
-    EXPECT_EQ(HookEvent::decode(R"({"session_id":"s","hook_event_name":"x",
-                  "tool_input":{"notebook_path":"/n.ipynb","file_path":7}})")
-                  .filePath,
+    EXPECT_EQ(decode(R"(,"tool_input":{"notebook_path":"/n.ipynb","file_path":7})").filePath,
               "/n.ipynb");
-    // One malformed task makes the list count as empty.
-    EXPECT_EQ(HookEvent::decode(R"({"session_id":"s","hook_event_name":"Stop",
-                  "background_tasks":[{"status":"running"}, 3]})")
-                  .runningBackgroundTasks,
-              0);
 }
 
-TEST(HookEvent, UnknownNamesDecodeWithoutKind) {
-    for (const char* name : {"SubagentStop", "stop", "PRETOOLUSE", ""}) {
+TEST(HookEvent, ForgivingOptionalFieldsAndUnknownNames) {
+    const HookEvent minimal = decode("");
+    EXPECT_EQ(minimal.cwd, "");
+    EXPECT_EQ(minimal.runningBackgroundTasks, 0);
+    EXPECT_EQ(decode(R"(,"cwd": null, "tool_name": 3, "tool_input": "ls", "notification_type": [],
+        "message": {}, "session_title": false, "background_tasks": {"status": "running"},
+        "source": 1.5)"),
+              minimal);
+    EXPECT_FALSE(decode(R"(,"tool_input":[1])").command);
+    // One malformed task makes the list count as empty; a repeated key counts by its last value.
+    EXPECT_EQ(decode(R"(,"background_tasks":[{"status":"running"}, 3])").runningBackgroundTasks, 0);
+    const HookEvent repeated = decode(R"(,"cwd":"/a","cwd":7,"tool_input":{"command":"a"},
+        "tool_input":{"url":"u"},"background_tasks":[{"status":5,"status":"running"},
+        {"status":"running","x":[{"status":1}]}],"hook_event_name":"PreToolUse")");
+    EXPECT_EQ(repeated.kind, HookEvent::Kind::preToolUse);
+    EXPECT_EQ(repeated.cwd, "");
+    EXPECT_FALSE(repeated.command);
+    EXPECT_EQ(repeated.url, "u");
+    EXPECT_EQ(repeated.runningBackgroundTasks, 2);
+
+    for (const char* name : {"SubagentStop", "stop", ""}) {
         HookEvent event = HookEvent::decode(
             std::string(R"({"session_id":"s","hook_event_name":")") + name + "\"}");
         EXPECT_FALSE(event.kind) << name;
         EXPECT_EQ(event.rawName, name);
     }
-    for (HookEvent::Kind kind : HookEvent::allKinds)
-        EXPECT_EQ(fromString<HookEvent::Kind>(toString(kind)), kind);
 }
 
-TEST(HookEvent, RejectsPayloadsWithoutTheRequiredKeys) {
-    for (const char* bad :
-         {"", "not json", "[]", "\"s\"", "{}", R"({"session_id":"s"})",
-          R"({"hook_event_name":"Stop"})", R"({"hook_event_name":"Stop","session_id":null})",
-          R"({"hook_event_name":1,"session_id":"s"})",
-          R"({"hook_event_name":"Stop","session_id":"s"} trailing)"})
-        EXPECT_THROW(HookEvent::decode(bad), HookEventDecodeError) << bad;
+TEST(HookEvent, ReadsFromADescriptorAndRejectsBadPayloads) {
+    TemporaryFolder temp;
+    auto read = [&](const std::string& bytes) -> std::pair<std::optional<HookEvent>, std::string> {
+        writeText(temp.path() / "payload", bytes);
+        int fd = ::open((temp.path() / "payload").c_str(), O_RDONLY);
+        try {
+            HookEvent event = HookEvent::read(fd);
+            ::close(fd);
+            return {event, ""};
+        } catch (const HookEventDecodeError& error) {
+            ::close(fd);
+            EXPECT_THROW(HookEvent::decode(bytes), HookEventDecodeError) << bytes;
+            return {std::nullopt, error.what()};
+        }
+    };
+    const std::string big =
+        R"({"hook_event_name":"PostToolUse","session_id":"s","tool_response":")" +
+        std::string(300000, 'x') + R"(","tool_input":{"command":")" + std::string(200000, 'c') +
+        "\"}}";
+    EXPECT_EQ(read(big).first, HookEvent::decode(big));
+    EXPECT_EQ(read(big).first->command->size(), 200000u);
+    EXPECT_EQ(read("").second, "Payload is empty");
+    EXPECT_EQ(read(big + "x").second, "Payload is not valid JSON");
+    EXPECT_EQ(read("[1]").second, "Payload is not a JSON object");
+    EXPECT_EQ(read(R"({"session_id":"s"})").second, "Missing key \"hook_event_name\"");
+    EXPECT_EQ(read(R"({"hook_event_name":"Stop","session_id":null})").second,
+              "Key \"session_id\" is not a string");
+    for (const char* bad : {"not json", "\"s\"", "{}", R"({"hook_event_name":1,"session_id":"s"})",
+                            R"({"hook_event_name":"Stop","session_id":"s","session_id":1})"})
+        EXPECT_FALSE(read(bad).first) << bad;
+    EXPECT_THROW(HookEvent::read(-1), HookEventDecodeError);
 }
 
-TEST(HostDetector, HostAndTerminal) {
+TEST(HookEvent, HostAndDataPathsFromTheEnvironment) {
     EXPECT_EQ(HostDetector::host({}), SessionHost::terminal);
     EXPECT_EQ(HostDetector::host({{"CLAUDE_CODE_ENTRYPOINT", "claude-vscode"}}),
               SessionHost::vscode);
     EXPECT_EQ(HostDetector::host({{"CLAUDE_CODE_ENTRYPOINT", "claude-vscode "}}),
               SessionHost::terminal);
-    EXPECT_EQ(HostDetector::host({{"CLAUDE_CODE_ENTRYPOINT", "cli"}}), SessionHost::terminal);
     EXPECT_EQ(HostDetector::terminalApp({{"TERM_PROGRAM", "iTerm.app"}}), "iTerm.app");
     EXPECT_FALSE(HostDetector::terminalApp({{"TERM_PROGRAM", ""}}));
-}
 
-TEST(DataPaths, RootFromTheEnvironment) {
-    struct Case {
-        Environment environment;
-        std::string root;
-    };
-    const Case cases[] = {
-        {{{"OSTRELVAN_DATA_DIR", "/d"}, {"HOME", "/h"}}, "/d"},
-        {{{"OSTRELVAN_DATA_DIR", "~/x"}}, "~/x"},
+    const std::pair<Environment, std::string> roots[] = {
+        {{{"OSTRELVAN_DATA_DIR", "~/x"}, {"HOME", "/h"}}, "~/x"},
 #ifdef __APPLE__
         {{{"OSTRELVAN_DATA_DIR", ""}, {"HOME", "/h"}}, "/h/Library/Application Support/Ostrelvan"},
 #else
@@ -109,52 +115,8 @@ TEST(DataPaths, RootFromTheEnvironment) {
         {{{"HOME", "/h"}, {"XDG_DATA_HOME", "relative"}}, "/h/.local/share/Ostrelvan"},
 #endif
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(DataPaths::root(c.environment), c.root);
-    Environment custom{{"OSTRELVAN_DATA_DIR", "/d"}};
-    EXPECT_EQ(DataPaths::sessions(custom), "/d/sessions");
-    EXPECT_EQ(DataPaths::helper(custom), "/d/bin/ostrelvan-hook");
-}
-
-TEST(HookEvent, RepeatedKeysCountByTheirLastValue) {
-    const HookEvent event = HookEvent::decode(R"({"hook_event_name":"Stop","session_id":"s",
-        "cwd":"/a","cwd":7,"tool_input":{"command":"a"},"tool_input":{"url":"u"},
-        "background_tasks":[{"status":5,"status":"running"},{"status":"running","x":[{"status":1}]}],
-        "hook_event_name":"PreToolUse"})");
-    EXPECT_EQ(event.kind, HookEvent::Kind::preToolUse);
-    EXPECT_EQ(event.cwd, "");
-    EXPECT_FALSE(event.command);
-    EXPECT_EQ(event.url, "u");
-    EXPECT_EQ(event.runningBackgroundTasks, 2);
-    EXPECT_THROW(HookEvent::decode(R"({"hook_event_name":"Stop","session_id":"s","session_id":1})"),
-                 HookEventDecodeError);
-}
-
-TEST(HookEvent, ReadsFromADescriptorLikeFromBytes) {
-    TemporaryFolder temp;
-    auto readFile = [&](const std::string& bytes) {
-        const auto path = temp.path() / "payload";
-        writeText(path, bytes);
-        int fd = ::open(path.c_str(), O_RDONLY);
-        std::optional<HookEvent> event;
-        std::string error;
-        try {
-            event = HookEvent::read(fd);
-        } catch (const HookEventDecodeError& e) {
-            error = e.what();
-        }
-        ::close(fd);
-        return std::pair{event, error};
-    };
-    const std::string big =
-        R"({"hook_event_name":"PostToolUse","session_id":"s","tool_response":")" +
-        std::string(300000, 'x') + R"(","tool_name":"Bash","tool_input":{"command":")" +
-        std::string(200000, 'c') + "\"}}";
-    EXPECT_EQ(readFile(big).first, HookEvent::decode(big));
-    EXPECT_EQ(readFile(big).first->command->size(), 200000u);
-    EXPECT_EQ(readFile("").second, "Payload is empty");
-    EXPECT_EQ(readFile(big + "x").second, "Payload is not valid JSON");
-    EXPECT_EQ(readFile("[1]").second, "Payload is not a JSON object");
-    EXPECT_EQ(readFile(R"({"session_id":"s"})").second, "Missing key \"hook_event_name\"");
-    EXPECT_THROW(HookEvent::read(-1), HookEventDecodeError);
+    for (const auto& [environment, root] : roots)
+        EXPECT_EQ(DataPaths::root(environment), root);
+    EXPECT_EQ(DataPaths::sessions({{"OSTRELVAN_DATA_DIR", "/d"}}), "/d/sessions");
+    EXPECT_EQ(DataPaths::helper({{"OSTRELVAN_DATA_DIR", "/d"}}), "/d/bin/ostrelvan-hook");
 }

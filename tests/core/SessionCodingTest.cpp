@@ -1,7 +1,5 @@
 #include "SessionCoding.h"
 
-#include "SessionState.h"
-
 #include <gtest/gtest.h>
 
 using namespace ostrelvan;
@@ -15,46 +13,29 @@ TimePoint date(int h, int m, int s, int ms = 0) {
 }
 
 SessionState bareState() {
-    return SessionState::make("s-1", "/Users/a/src/app", SessionHost::terminal, std::nullopt,
-                              std::nullopt, date(9, 26, 53, 589));
+    SessionState state = SessionState::make("s-1", "/Users/a/src/app", SessionHost::terminal,
+                                            std::nullopt, std::nullopt, date(9, 26, 53, 589));
+    state.startedConversation.reset();
+    return state;
 }
 
 } // namespace
 
 TEST(SessionState, MakeAndDerivedFields) {
-    SessionState state = bareState();
+    SessionState state = SessionState::make("s", "/Users/a/src/app", SessionHost::terminal,
+                                            std::nullopt, std::nullopt, date(0, 0, 0));
     EXPECT_EQ(state.root, "/Users/a/src/app");
-    EXPECT_EQ(state.status, SessionStatus::idle);
-    EXPECT_EQ(state.activity, SessionActivity::working);
     EXPECT_EQ(state.startedConversation, false);
-    EXPECT_EQ(state.statusSince, state.firstSeen);
-    EXPECT_EQ(state.id(), "s-1");
     EXPECT_EQ(state.project(), "app");
-
     SessionState empty = SessionState::make("s", "", SessionHost::vscode, "x", 7, date(0, 0, 0));
     EXPECT_FALSE(empty.root);
     EXPECT_EQ(empty.project(), "");
-    empty.cwd = "/";
-    EXPECT_EQ(empty.project(), "/");
     empty.root = "/home/a/proj/";
     EXPECT_EQ(empty.project(), "proj");
 }
 
-TEST(SessionCoding, EnumerationsRoundTripByExactText) {
-    for (SessionStatus s : allSessionStatuses)
-        EXPECT_EQ(fromString<SessionStatus>(toString(s)), s);
-    for (SessionActivity a : allSessionActivities)
-        EXPECT_EQ(fromString<SessionActivity>(toString(a)), a);
-    EXPECT_EQ(fromString<SessionHost>("vscode"), SessionHost::vscode);
-    EXPECT_EQ(toString(SessionStatus::awaitingReview), "awaitingReview");
-    EXPECT_FALSE(fromString<SessionStatus>("Working"));
-    EXPECT_FALSE(fromString<SessionHost>(""));
-}
-
 TEST(SessionCoding, AbsentOptionalsLeaveNoKeyAndKeysAreSorted) {
-    SessionState state = bareState();
-    state.startedConversation.reset();
-    const std::string expected = R"({
+    EXPECT_EQ(SessionCoding::encode(bareState()), R"({
   "activity": "working",
   "backgroundTasks": 0,
   "cwd": "/Users/a/src/app",
@@ -66,10 +47,7 @@ TEST(SessionCoding, AbsentOptionalsLeaveNoKeyAndKeysAreSorted) {
   "sessionId": "s-1",
   "status": "idle",
   "statusSince": "2025-03-14T09:26:53.589Z"
-})";
-    EXPECT_EQ(SessionCoding::encode(state), expected);
-    state.root.reset();
-    EXPECT_EQ(SessionCoding::encode(state).find("root"), std::string::npos);
+})");
 }
 
 TEST(SessionCoding, EveryFieldRoundTrips) {
@@ -85,16 +63,11 @@ TEST(SessionCoding, EveryFieldRoundTrips) {
     state.approvalResolvedAt = date(10, 0, 0, 7);
     state.backgroundTasks = 3;
     state.lastEvent = date(23, 59, 59, 999);
-    const std::string text = SessionCoding::encode(state);
-    EXPECT_EQ(SessionCoding::decode(text), state);
-    EXPECT_NE(text.find("\"approvalResolvedAt\": \"2025-03-14T10:00:00.007Z\""), std::string::npos);
-}
-
-TEST(SessionCoding, InvalidUtf8IsReplacedNotThrown) {
-    SessionState state = bareState();
+    state.startedConversation = true;
+    EXPECT_EQ(SessionCoding::decode(SessionCoding::encode(state)), state);
+    // Invalid UTF-8 is replaced, not thrown on.
     state.title = std::string("bad \xff byte");
-    const SessionState back = SessionCoding::decode(SessionCoding::encode(state));
-    EXPECT_EQ(back.title, "bad \xef\xbf\xbd byte");
+    EXPECT_EQ(SessionCoding::decode(SessionCoding::encode(state)).title, "bad \xef\xbf\xbd byte");
 }
 
 TEST(SessionCoding, Dates) {
@@ -106,14 +79,11 @@ TEST(SessionCoding, Dates) {
                             "2025-03-14T24:00:00Z", "2025-03-14T09:26:53.Z", "2025-03-14 09:26:53Z",
                             "2025-03-14T09:26:53Zjunk", "9999-12-31T23:30:00-01:00", ""})
         EXPECT_FALSE(SessionCoding::parseDate(bad)) << bad;
-    EXPECT_EQ(SessionCoding::formatDate(date(0, 0, 0)), "2025-03-14T00:00:00.000Z");
     EXPECT_EQ(SessionCoding::formatDate(TimePoint{}), "1970-01-01T00:00:00.000Z");
 }
 
 TEST(SessionCoding, DecodeFailures) {
-    SessionState state = bareState();
-    state.startedConversation.reset();
-    std::string text = SessionCoding::encode(state);
+    const std::string text = SessionCoding::encode(bareState());
     auto replaced = [&](const std::string& from, const std::string& to) {
         std::string copy = text;
         copy.replace(copy.find(from), from.size(), to);
@@ -132,7 +102,7 @@ TEST(SessionCoding, DecodeFailures) {
           std::string("{"), std::string("")})
         EXPECT_THROW(SessionCoding::decode(bad), SessionCodingError) << bad;
 
-    // Missing optionals and unknown keys are fine; null counts as absent.
+    // Missing optionals and unknown keys are fine; null counts as absent; schema is not checked.
     SessionState older = SessionCoding::decode(
         replaced("\"schema\": 1", "\"schema\": 7, \"future\": [1], \"title\": null"));
     EXPECT_FALSE(older.startedConversation);
