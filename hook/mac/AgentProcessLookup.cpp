@@ -1,6 +1,7 @@
 #include "AgentProcess.h"
 
 #include <cstring>
+#include <sys/proc.h>
 #include <sys/sysctl.h>
 
 namespace ostrelvan::AgentProcess {
