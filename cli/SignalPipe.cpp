@@ -30,8 +30,13 @@ void handle(int signal, void (*handler)(int)) {
 
 SignalPipe::SignalPipe(std::initializer_list<int> signalNumbers, std::function<void(int)> onSignal)
     : onSignal_(std::move(onSignal)), signals_(signalNumbers) {
-    if (pipe2(pipeEnds, O_CLOEXEC | O_NONBLOCK) != 0) {
+    // pipe2 is Linux-only; macOS needs the flags set one by one.
+    if (pipe(pipeEnds) != 0) {
         return;
+    }
+    for (const int end : pipeEnds) {
+        fcntl(end, F_SETFD, FD_CLOEXEC);
+        fcntl(end, F_SETFL, fcntl(end, F_GETFL) | O_NONBLOCK);
     }
     notifier_ = std::make_unique<QSocketNotifier>(pipeEnds[0], QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, [this] { drain(); });
