@@ -1,3 +1,4 @@
+#include "HookEvent.h"
 #include "StoreHarness.h"
 
 #include <QSignalSpy>
@@ -98,40 +99,35 @@ private slots:
     }
 
     // Claude Code sends "idle_prompt" a minute after "Stop": it moves lastEvent, not statusSince,
-    // and must not bring back a review the user has already seen.
+    // and must not bring back a review the user has already seen. Driven through the real hook
+    // path, as the helper applies events.
     void acknowledgementLastsUntilTheStatusChanges() {
         StoreHarness h;
         h.fade = std::nullopt;
-        auto state = session("a", working, at(0));
-        h.put(state);
-        h.store.reload();
+        const auto hook = [&](double time, const std::string& event, const std::string& extra) {
+            h.now = at(time);
+            std::filesystem::create_directories(h.files.directory());
+            h.files.apply(HookEvent::decode(hookPayload("a", event, extra)),
+                          {h.now, SessionHost::terminal, std::nullopt, std::nullopt});
+            h.store.reload();
+            return h.store.sessions().empty() ? QString() : text(h.store.sessions().front().status);
+        };
+        QCOMPARE(hook(0, "UserPromptSubmit", "\"prompt\":\"go\""), text(working));
+        QCOMPARE(hook(30, "Stop", ""), text(awaitingReview));
 
-        state.status = awaitingReview; // Stop
-        state.statusSince = state.lastEvent = h.now = at(30);
-        h.put(state);
-        h.store.reload();
-        QCOMPARE(text(h.store.sessions().front().status), text(awaitingReview));
-
-        h.acknowledged.set(state.lastEvent, "a"); // opened
+        h.acknowledged.set(h.store.sessions().front().state.lastEvent, "a"); // opened
         h.store.reload();
         QCOMPARE(text(h.store.sessions().front().status), text(idle));
-        h.takeTransitions();
+        QCOMPARE(h.takeTransitions(),
+                 (Transitions{{"a", working, awaitingReview}, {"a", awaitingReview, idle}}));
 
-        state.lastEvent = h.now = at(90); // idle_prompt
-        h.put(state);
-        h.store.reload();
-        QCOMPARE(text(h.store.sessions().front().status), text(idle));
+        QCOMPARE(hook(90, "Notification", "\"notification_type\":\"idle_prompt\""), text(idle));
+        QCOMPARE(h.store.sessions().front().state.lastEvent, at(90));
         QCOMPARE(h.takeTransitions(), Transitions{});
 
-        state.status = working; // a new turn
-        state.statusSince = state.lastEvent = h.now = at(120);
-        h.put(state);
-        h.store.reload();
-        state.status = awaitingReview;
-        state.statusSince = state.lastEvent = h.now = at(150);
-        h.put(state);
-        h.store.reload();
-        QCOMPARE(text(h.store.sessions().front().status), text(awaitingReview));
+        // A new turn passes through working and is shown for review again.
+        QCOMPARE(hook(120, "UserPromptSubmit", "\"prompt\":\"more\""), text(working));
+        QCOMPARE(hook(150, "Stop", ""), text(awaitingReview));
         QCOMPARE(h.takeTransitions(),
                  (Transitions{{"a", idle, working}, {"a", working, awaitingReview}}));
     }

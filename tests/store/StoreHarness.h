@@ -38,6 +38,17 @@ inline SessionState session(const std::string& id, SessionStatus status, TimePoi
     return state;
 }
 
+// A Claude Code hook payload for session `id` in /work/<id>; `extra` is more "key":value text.
+inline std::string hookPayload(const std::string& id, const std::string& event,
+                               const std::string& extra) {
+    std::string text = "{\"session_id\":\"" + id + "\",\"cwd\":\"/work/" + id +
+                       "\",\"hook_event_name\":\"" + event + "\"";
+    if (!extra.empty()) {
+        text += "," + extra;
+    }
+    return text + "}";
+}
+
 // A store over a real temporary sessions folder, with the machine, the clock and the review
 // fade under the test's control.
 struct StoreHarness {
