@@ -34,7 +34,8 @@ using WindowKey = std::function<std::string(const SessionState&)>;
 std::vector<std::vector<SessionState>> grouped(std::vector<SessionState> states,
                                                const WindowKey& window);
 
-// Session id to row name, for the rows of all groups.
+// Session id to row name, for the rows of all groups: the trimmed title when there is one, else the
+// project; rows that would read the same get " #2", " #3"… in display order, the first keeps it.
 std::map<std::string, std::string> names(const std::vector<std::vector<SessionState>>& groups);
 
 std::string activityLabel(SessionActivity activity);
