@@ -94,6 +94,20 @@ struct StoreHarness {
 
     bool hasFile(const std::string& id) const { return std::filesystem::exists(files.fileURL(id)); }
 
+    // "id name: session=row name/status, …; …", one failure message that shows the whole list.
+    QString layout() const {
+        QStringList groups;
+        for (const auto& group : store.groups()) {
+            QStringList rows;
+            for (const auto& shown : group.sessions) {
+                rows << QString::fromStdString(shown.id() + "=" + shown.name + "/") +
+                            text(shown.status);
+            }
+            groups << QString::fromStdString(group.id + " " + group.name + ": ") + rows.join(", ");
+        }
+        return groups.join("; ");
+    }
+
     std::vector<std::string> shownIds() const {
         std::vector<std::string> ids;
         for (const auto& shown : store.sessions()) {
