@@ -3,6 +3,7 @@
 #include "AcknowledgedStore.h"
 #include "ClaudeSystem.h"
 #include "DisplayedSession.h"
+#include "ProcessTable.h"
 #include "SessionFileStore.h"
 #include "SessionFolderWatcher.h"
 #include "SessionGroup.h"
@@ -39,8 +40,9 @@ public:
 
     static std::optional<double> defaultReviewFade();
 
-    SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged, IsAlive isAlive,
-                 Clock clock, std::string home, ClaudeSystem system,
+    SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged,
+                 IsAlive isAlive = ProcessTable::isAlive, Clock clock = wallClockNow,
+                 std::string home = {}, ClaudeSystem system = ClaudeSystem::none(),
                  ReviewFadeSource reviewFade = defaultReviewFade, QObject* parent = nullptr);
 
     const std::vector<SessionGroup>& groups() const { return groups_; }
