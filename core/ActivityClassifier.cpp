@@ -70,7 +70,8 @@ struct Matcher {
         if (length < jitFrom || !jitCompiled().jit)
             return interpreted();
         if (!stack) {
-            stack = pcre2_jit_stack_create(32 * 1024, 512 * 1024, nullptr);
+            stack =
+                pcre2_jit_stack_create(std::size_t{32} * 1024, std::size_t{512} * 1024, nullptr);
             pcre2_jit_stack_assign(context, nullptr, stack);
         }
         return jitCompiled();

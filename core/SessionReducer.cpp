@@ -53,9 +53,11 @@ void updateCommon(SessionState& state, const HookEvent& event, const EventContex
     if (event.sessionTitle)
         if (auto title = trimmedTitle(*event.sessionTitle))
             state.title = std::move(title);
-    if (*event.kind != Kind::sessionStart)
-        state.startedConversation = true;
-    else if (event.source && *event.source != "startup" && *event.source != "clear")
+    // A fresh or cleared start has not been given a prompt yet; a resumed one has.
+    const bool freshStart =
+        *event.kind == Kind::sessionStart &&
+        (!event.source || *event.source == "startup" || *event.source == "clear");
+    if (!freshStart)
         state.startedConversation = true;
 }
 
