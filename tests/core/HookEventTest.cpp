@@ -2,7 +2,7 @@
 
 #include "DataPaths.h"
 #include "HostDetector.h"
-#include "TemporaryFolder.h"
+#include "TestSupport.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -64,10 +64,10 @@ TEST(HookEvent, ForgivingOptionalFieldsAndUnknownNames) {
 }
 
 TEST(HookEvent, ReadsFromADescriptorAndRejectsBadPayloads) {
-    TemporaryFolder temp;
+    TempDir temp;
     auto read = [&](const std::string& bytes) -> std::pair<std::optional<HookEvent>, std::string> {
-        writeText(temp.path() / "payload", bytes);
-        int fd = ::open((temp.path() / "payload").c_str(), O_RDONLY);
+        writeText(temp / "payload", bytes);
+        int fd = ::open((temp / "payload").c_str(), O_RDONLY);
         try {
             HookEvent event = HookEvent::read(fd);
             ::close(fd);

@@ -1,12 +1,13 @@
 #include "ClaudeRegistry.h"
 
-#include "TempDir.h"
+#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <set>
 #include <sys/stat.h>
 
 using namespace ostrelvan;
+using namespace ostrelvan::test;
 using namespace std::chrono_literals;
 
 namespace {
@@ -82,14 +83,14 @@ TEST(ClaudeRegistry, RejectsInvalidRecords) {
 
 TEST(ClaudeRegistry, LoadsRecordFilesOnly) {
     TempDir dir;
-    writeFile(dir.path() / "300.json", record(300, "c"));
-    writeFile(dir.path() / "12.json", record(12, "a"));
-    writeFile(dir.path() / "45.json", record(45, "b"));
-    writeFile(dir.path() / "45.8f3a9c.key", "secret");
-    writeFile(dir.path() / "x.JSON", record(1, "upper"));
-    writeFile(dir.path() / "x.json.tmp", record(2, "tmp"));
-    writeFile(dir.path() / "bad.json", "{not json");
-    writeFile(dir.path() / "invalid.json", record(0, "zero"));
+    writeText(dir.path() / "300.json", record(300, "c"));
+    writeText(dir.path() / "12.json", record(12, "a"));
+    writeText(dir.path() / "45.json", record(45, "b"));
+    writeText(dir.path() / "45.8f3a9c.key", "secret");
+    writeText(dir.path() / "x.JSON", record(1, "upper"));
+    writeText(dir.path() / "x.json.tmp", record(2, "tmp"));
+    writeText(dir.path() / "bad.json", "{not json");
+    writeText(dir.path() / "invalid.json", record(0, "zero"));
     std::filesystem::create_directory(dir.path() / "folder.json");
     ASSERT_EQ(::mkfifo((dir.path() / "fifo.json").c_str(), 0600), 0); // must not block
 
@@ -104,8 +105,8 @@ TEST(ClaudeRegistry, LoadsRecordFilesOnly) {
 TEST(ClaudeRegistry, RereadsARecordCaughtHalfWritten) {
     TempDir dir;
     const std::string whole = record(4242, "live");
-    writeFile(dir.path() / "4242.json", whole);
-    writeFile(dir.path() / "7.json", "{\"pid\": 7, \"sess"); // broken for good
+    writeText(dir.path() / "4242.json", whole);
+    writeText(dir.path() / "7.json", "{\"pid\": 7, \"sess"); // broken for good
 
     // Claude Code truncates and rewrites in place: the first read sees half, the next the whole.
     std::multiset<std::string> reads;

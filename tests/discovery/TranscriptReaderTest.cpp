@@ -1,11 +1,12 @@
 #include "TranscriptReader.h"
 
 #include "ClaudeRegistry.h"
-#include "TempDir.h"
+#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 
 using namespace ostrelvan;
+using namespace ostrelvan::test;
 using namespace std::chrono_literals;
 
 namespace {
@@ -52,7 +53,7 @@ TEST_F(TranscriptReaderTest, ATranscriptThatAppearsLaterIsFoundAfterTheRetry) {
     const auto s = session("late");
     EXPECT_EQ(reader.info(s), missing);
     EXPECT_EQ(at(30s, s), missing);
-    writeFile(transcript(s), aiTitle("Late start"));
+    writeText(transcript(s), aiTitle("Late start"));
     EXPECT_EQ(at(29999ms, s), missing);
     EXPECT_EQ(at(1ms, s), found("Late start")); // 60 s after the failed search
 }
@@ -60,7 +61,7 @@ TEST_F(TranscriptReaderTest, ATranscriptThatAppearsLaterIsFoundAfterTheRetry) {
 TEST_F(TranscriptReaderTest, AGrowingTranscriptIsRereadAtMostEveryTenSeconds) {
     auto s = session("grow");
     s.root = "/home/ana/root"; // the root names the folder, not the cwd
-    writeFile(transcript(s), aiTitle("A"));
+    writeText(transcript(s), aiTitle("A"));
     EXPECT_EQ(reader.info(s), found("A"));
     append(transcript(s), aiTitle("B"));
     for (int second = 1; second < 10; ++second) {
@@ -74,7 +75,7 @@ TEST_F(TranscriptReaderTest, AGrowingTranscriptIsRereadAtMostEveryTenSeconds) {
     // Deleted: gone at once, searched for again only after a minute.
     std::filesystem::remove(transcript(s));
     EXPECT_EQ(at(1s, s), missing);
-    writeFile(transcript(s), aiTitle("C"));
+    writeText(transcript(s), aiTitle("C"));
     EXPECT_EQ(at(59s, s), missing);
     EXPECT_EQ(at(1s, s), found("C"));
 }
@@ -86,7 +87,7 @@ TEST_F(TranscriptReaderTest, ReadsOnlyTheTail) {
     const auto small = dir.path() / "small.jsonl";
     std::string text = aiTitle("Small");
     text += std::string(100 - text.size() - 1, 'x') + "\n";
-    writeFile(small, text);
+    writeText(small, text);
     EXPECT_EQ(TranscriptReader::title(small, 100), "Small");
 
     // One junk byte before the line at 737856: read from one byte earlier or later, it breaks.
@@ -96,14 +97,14 @@ TEST_F(TranscriptReaderTest, ReadsOnlyTheTail) {
                "\n";
     content += std::string(1'000'000 - content.size() - 1, 'y') + "\n";
     ASSERT_EQ(content.size(), 1'000'000u);
-    writeFile(big, content);
+    writeText(big, content);
     EXPECT_EQ(TranscriptReader::title(big, 1'000'000), "Tail");
     EXPECT_FALSE(TranscriptReader::title(dir.path() / "none.jsonl", 10));
 }
 
 TEST_F(TranscriptReaderTest, KeepsTheTitleThatScrolledOutAndPrefersACustomOne) {
     const auto s = session("long");
-    writeFile(transcript(s), R"({"type":"custom-title","customTitle":"Mine"})"
+    writeText(transcript(s), R"({"type":"custom-title","customTitle":"Mine"})"
                              "\n" +
                                  aiTitle("Generated"));
     EXPECT_EQ(reader.info(s), found("Mine"));
@@ -126,13 +127,13 @@ TEST_F(TranscriptReaderTest, FindsTranscriptsInFoldersTheSlugDoesNotName) {
     const auto s = session("deep", cwd.string());
     const std::string slug = ClaudeRegistry::projectSlug(cwd.string());
     ASSERT_GT(slug.size(), 200u);
-    writeFile(config / "projects" / "-other-project" / "unrelated.jsonl", aiTitle("No"));
-    writeFile(config / "projects" / (slug.substr(0, 200) + "-1x9k3q") / "deep.jsonl",
+    writeText(config / "projects" / "-other-project" / "unrelated.jsonl", aiTitle("No"));
+    writeText(config / "projects" / (slug.substr(0, 200) + "-1x9k3q") / "deep.jsonl",
               aiTitle("Deep"));
     EXPECT_EQ(reader.info(s), found("Deep"));
 
     const auto moved = session("moved");
-    writeFile(config / "projects" / "-where-it-started" / "moved.jsonl", aiTitle("Moved"));
+    writeText(config / "projects" / "-where-it-started" / "moved.jsonl", aiTitle("Moved"));
     EXPECT_EQ(reader.info(moved), found("Moved"));
     EXPECT_EQ(reader.locate(session("nowhere")), std::nullopt);
 }

@@ -3,7 +3,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <map>
-#include <unistd.h>
 
 using namespace ostrelvan;
 
@@ -45,9 +44,7 @@ TEST(AgentProcess, FindsTheAgent) {
         {{}, 500, 100},                       // past every kind of shell
         {{}, 600, 600},                       // the parent is no shell
         {{{"CLAUDE_PID", "600"}}, 500, 600},  // a live CLAUDE_PID wins
-        {{{"CLAUDE_PID", "42"}}, 500, 100},   // a dead one is passed over
-        {{{"CLAUDE_PID", " 600"}}, 500, 100}, // and a malformed one
-        {{{"CLAUDE_PID", "600x"}}, 500, 100},
+        {{{"CLAUDE_PID", " 600"}}, 500, 100}, // a malformed one is passed over
         {{{"CLAUDE_PID", "-600"}}, 500, 100},
         {{{"CLAUDE_PID", "0"}}, 500, 100},
         {{{"CLAUDE_PID", "99999999999"}}, 500, 100},
@@ -62,13 +59,4 @@ TEST(AgentProcess, FindsTheAgent) {
     // A cycle in the table ends the walk.
     const Table loop{{{10, {"sh", 11}}, {11, {"bash", 10}}}};
     EXPECT_EQ(AgentProcess::find({}, 10, loop), std::nullopt);
-}
-
-TEST(AgentProcess, ReadsTheRealProcessTable) {
-    auto self = AgentProcess::lookup(static_cast<std::int32_t>(::getpid()));
-    ASSERT_TRUE(self);
-    EXPECT_EQ(self->parent, static_cast<std::int32_t>(::getppid()));
-    EXPECT_STREQ(self->name, "hook_tests");
-    EXPECT_FALSE(AgentProcess::lookup(0));
-    EXPECT_FALSE(AgentProcess::lookup(-1));
 }

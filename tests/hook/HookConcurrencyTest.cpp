@@ -14,22 +14,27 @@ namespace fs = std::filesystem;
 TEST(HookConcurrency, ManyHelpersAtOnceKeepEveryFileWholeAndOrdered) {
     HookFixture f;
     constexpr int sessions = 4, eventsPerSession = 24, burst = 48;
+    int files = 0;
+    const auto payloadFile = [&](const std::string& bytes) {
+        const Path path = f.temp / ("payload" + std::to_string(files++));
+        writeText(path, bytes);
+        return Streams{path, f.temp / "stdout"};
+    };
     // Sessions s0..s3 each get their events in order, one helper at a time, all four at once and
     // alongside a burst of helpers started together on one shared session.
     const char* cycle[] = {"UserPromptSubmit", "PreToolUse",    "PermissionRequest",
                            "PostToolUse",      "SubagentStart", "Stop"};
-    std::vector<std::vector<fs::path>> sequences(sessions);
+    std::vector<std::vector<Streams>> sequences(sessions);
     for (int s = 0; s < sessions; ++s)
         for (int e = 0; e < eventsPerSession; ++e)
-            sequences[s].push_back(f.payloadFile(
+            sequences[s].push_back(payloadFile(
                 payload(cycle[e % 6], "s" + std::to_string(s),
                         R"(,"tool_name":"Bash","tool_input":{"command":"step )" +
                             std::to_string(e) + R"("},"background_tasks":[)" +
                             std::string(s > 0 ? R"({"status":"running"})" : "") + "]")));
-    std::vector<fs::path> burstFiles;
+    std::vector<Streams> burstFiles;
     for (int i = 0; i < burst; ++i)
-        burstFiles.push_back(
-            f.payloadFile(payload(i % 2 ? "PreToolUse" : "PostToolUse", "shared")));
+        burstFiles.push_back(payloadFile(payload(i % 2 ? "PreToolUse" : "PostToolUse", "shared")));
     fs::create_directories(f.sessions());
 
     std::atomic<bool> done{false};
@@ -43,13 +48,14 @@ TEST(HookConcurrency, ManyHelpersAtOnceKeepEveryFileWholeAndOrdered) {
     std::vector<std::thread> senders;
     for (int s = 0; s < sessions; ++s)
         senders.emplace_back([&, s] {
-            for (const fs::path& file : sequences[s])
-                HookProcess(file, f.output(), f.environment()).wait();
+            for (const Streams& streams : sequences[s])
+                Process({OSTRELVAN_HOOK_PATH}, f.environment(), streams).wait();
         });
-    std::vector<HookProcess> started;
-    for (const fs::path& file : burstFiles)
-        started.emplace_back(file, f.output(), f.environment());
-    for (HookProcess& process : started)
+    std::vector<Process> started;
+    for (const Streams& streams : burstFiles)
+        started.emplace_back(std::vector<std::string>{OSTRELVAN_HOOK_PATH}, f.environment(),
+                             streams);
+    for (Process& process : started)
         EXPECT_EQ(process.wait(), 0);
     for (std::thread& sender : senders)
         sender.join();
@@ -57,7 +63,7 @@ TEST(HookConcurrency, ManyHelpersAtOnceKeepEveryFileWholeAndOrdered) {
     reader.join();
 
     EXPECT_EQ(undecodable, 0);
-    EXPECT_EQ(fs::file_size(f.output()), 0u);
+    EXPECT_EQ(readText(f.temp / "stdout"), "");
     EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
     std::set<std::string> names, expected{"shared.json", "shared.lock"};
     for (const auto& entry : fs::directory_iterator(f.sessions()))
@@ -79,22 +85,19 @@ TEST(HookConcurrency, ManyHelpersAtOnceKeepEveryFileWholeAndOrdered) {
 // take long enough to be caught in the middle.
 TEST(HookCrashSafety, SigkillDuringAWriteLeavesAWholeFile) {
     HookFixture f;
-    ASSERT_TRUE(f.run(payload("Stop", "s1", R"(,"session_title":"old")")));
+    ASSERT_EQ(f.run(payload("Stop", "s1", R"(,"session_title":"old")")).code, 0);
     const std::string old = readText(f.sessions() / "s1.json");
     const std::string title(8 << 20, 't');
-    const fs::path big =
-        f.payloadFile(payload("Stop", "s1", R"(,"session_title":")" + title + "\""));
+    writeText(f.temp / "big", payload("Stop", "s1", R"(,"session_title":")" + title + "\""));
 
     int caught = 0;
     for (int attempt = 0; attempt < 20 && caught < 2; ++attempt) {
-        HookProcess process(big, f.output(), f.environment());
+        Process process({OSTRELVAN_HOOK_PATH}, f.environment(), {f.temp / "big"});
         const fs::path temporary = f.sessions() / ("s1.json.tmp" + std::to_string(process.pid()));
-        int status = 0;
-        while (::waitpid(process.pid(), &status, WNOHANG) == 0)
+        while (!process.poll())
             if (fs::exists(temporary)) {
                 ::kill(process.pid(), SIGKILL);
-                status = process.wait();
-                caught += WIFSIGNALED(status);
+                caught += WIFSIGNALED(process.wait());
                 break;
             }
         auto state = SessionFileStore::read(f.sessions() / "s1.json");
@@ -104,6 +107,6 @@ TEST(HookCrashSafety, SigkillDuringAWriteLeavesAWholeFile) {
     }
     EXPECT_GE(caught, 1);
     // The kernel dropped the dead helper's lock: the next event goes through.
-    ASSERT_TRUE(f.run(payload("UserPromptSubmit", "s1")));
+    ASSERT_EQ(f.run(payload("UserPromptSubmit", "s1")).code, 0);
     EXPECT_EQ(SessionFileStore::read(f.sessions() / "s1.json")->status, SessionStatus::working);
 }

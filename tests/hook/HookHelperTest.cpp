@@ -4,27 +4,17 @@
 #include "SessionFileStore.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 using namespace ostrelvan;
 using namespace ostrelvan::test;
 namespace fs = std::filesystem;
 
-namespace {
-
-unsigned mode(const fs::path& path) {
-    struct stat info {};
-    ::stat(path.c_str(), &info);
-    return info.st_mode & 0777;
-}
-
-} // namespace
-
 TEST(HookHelper, RecordsPrivatelyAndSilentlyAndPrintsOnlyHelpAndVersion) {
     HookFixture f;
-    ASSERT_TRUE(f.run(payload("PreToolUse", "s1",
-                              R"(,"tool_name":"Bash","tool_input":{"command":"go test ./..."})")));
-    EXPECT_EQ(readText(f.output()), "");
+    const Outcome outcome = f.run(payload(
+        "PreToolUse", "s1", R"(,"tool_name":"Bash","tool_input":{"command":"go test ./..."})"));
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.out, "");
     auto state = SessionFileStore::read(f.sessions() / "s1.json");
     ASSERT_TRUE(state);
     EXPECT_EQ(state->activity, SessionActivity::runningTests);
@@ -36,42 +26,36 @@ TEST(HookHelper, RecordsPrivatelyAndSilentlyAndPrintsOnlyHelpAndVersion) {
     EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
 
     for (const char* argument : {"--help", "--version"}) {
-        fs::remove(f.output());
-        EXPECT_EQ(HookProcess(f.payloadFile(""), f.output(), {}, {argument}).wait(), 0);
-        EXPECT_NE(readText(f.output()).find("ostrelvan-hook"), std::string::npos) << argument;
+        const Outcome printed = run({OSTRELVAN_HOOK_PATH, argument}, Variables{});
+        EXPECT_EQ(printed.code, 0);
+        EXPECT_NE(printed.out.find("ostrelvan-hook"), std::string::npos) << argument;
     }
 }
 
 TEST(HookHelper, AgentPidFromClaudePidOrPastShells) {
     HookFixture f;
-    auto file = f.payloadFile(payload("Stop", "s1"));
+    const std::string stop = payload("Stop", "s1");
     auto recordedPid = [&] { return SessionFileStore::read(f.sessions() / "s1.json")->pid; };
     // Through a shell that is still there when the helper looks: the walk passes it.
-    const std::string command =
-        std::string("'") + OSTRELVAN_HOOK_PATH + "' < '" + file.string() + "'; true";
-    HookProcess(file, f.output(), f.environment(), {"/bin/sh", "-c", command}).wait();
+    run({"/bin/sh", "-c", std::string("'") + OSTRELVAN_HOOK_PATH + "'; true"}, f.environment(),
+        stop);
     EXPECT_EQ(recordedPid(), ::getpid());
 
     // A live CLAUDE_PID wins; a dead or malformed one is passed over.
-    auto environment = f.environment();
     for (auto [value, expected] :
          {std::pair<std::string, pid_t>{"1", 1}, {"99999999", ::getpid()}, {"12x", ::getpid()}}) {
-        environment["CLAUDE_PID"] = value;
-        HookProcess(file, f.output(), environment).wait();
+        f.run(stop, {{"CLAUDE_PID", value}});
         EXPECT_EQ(recordedPid(), expected) << value;
     }
 }
 
 TEST(HookHelper, BadInputIsLoggedAndLeavesSessionsIntact) {
     HookFixture f;
-    ASSERT_TRUE(f.run(payload("Stop", "keep")));
+    ASSERT_EQ(f.run(payload("Stop", "keep")).code, 0);
     const std::string kept = readText(f.sessions() / "keep.json");
     const std::string deep = std::string(100000, '[') + std::string(100000, ']');
-    struct Case {
-        std::string input;
-        bool logged;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, bool> cases[] = {
+        // input, logged
         {"", true},
         {"\xff\xfe not json", true},
         {"[1,2]", true},
@@ -94,13 +78,13 @@ TEST(HookHelper, BadInputIsLoggedAndLeavesSessionsIntact) {
         {payload("SubagentStop", "keep"), false},
     };
     std::size_t expectedLines = 0;
-    for (const Case& c : cases) {
-        fs::remove(f.output());
-        EXPECT_TRUE(f.run(c.input)) << c.input.substr(0, 80);
-        EXPECT_EQ(readText(f.output()), "") << c.input.substr(0, 80);
-        expectedLines += c.logged;
+    for (const auto& [input, logged] : cases) {
+        const Outcome outcome = f.run(input);
+        EXPECT_EQ(outcome.code, 0) << input.substr(0, 80);
+        EXPECT_EQ(outcome.out, "") << input.substr(0, 80);
+        expectedLines += logged;
         const std::string log = readText(f.root() / "hook.log");
-        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), expectedLines) << c.input.substr(0, 80);
+        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), expectedLines) << input.substr(0, 80);
     }
     EXPECT_EQ(readText(f.sessions() / "keep.json"), kept);
     for (const char* written : {"n1.json", "deep.json", "big.json"})
@@ -112,19 +96,17 @@ TEST(HookHelper, BadInputIsLoggedAndLeavesSessionsIntact) {
 }
 
 TEST(HookHelper, WithoutHomeOrDataFolderWritesNothing) {
-    HookFixture f;
-    const fs::path project = f.temp.path() / "project";
-    fs::create_directory(project);
+    TempDir project;
     for (const char* input : {R"({"hook_event_name":"Stop","session_id":"s"})", "bad"})
-        HookProcess(f.payloadFile(input), f.output(), {{"PATH", "/bin"}}, {}, project).wait();
-    EXPECT_TRUE(fs::is_empty(project));
+        run({OSTRELVAN_HOOK_PATH}, Variables{{"PATH", "/bin"}}, input, project.path());
+    EXPECT_TRUE(fs::is_empty(project.path()));
 }
 
 TEST(HookHelper, LogStaysBounded) {
-    TemporaryFolder temp;
+    TempDir temp;
     for (int i = 0; i < 500; ++i)
         HookLog::append(temp.path(), TimePoint{}, std::string(3000, 'm'));
     for (const char* name : {"hook.log", "hook.log.1"})
-        EXPECT_LT(fs::file_size(temp.path() / name), HookLog::rotateAt + 1200u) << name;
-    EXPECT_TRUE(readText(temp.path() / "hook.log").ends_with("m...\n")); // long messages are cut
+        EXPECT_LT(fs::file_size(temp / name), HookLog::rotateAt + 1200u) << name;
+    EXPECT_TRUE(readText(temp / "hook.log").ends_with("m...\n")); // long messages are cut
 }

@@ -3,7 +3,7 @@
 #include "AppSettings.h"
 #include "HookInstaller.h"
 #include "MemoryKeyValueStore.h"
-#include "TestFiles.h"
+#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <sstream>
@@ -12,9 +12,7 @@ namespace ostrelvan {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::readBytes;
-using testing::TempDir;
-using testing::writeBytes;
+using namespace test;
 
 // The front end's commands over a temporary home, data root and application folder.
 struct Front {
@@ -41,8 +39,8 @@ struct Front {
 
 TEST(ConnectCommand, connectsSaysWhatItDidAndDisconnects) {
     Front front;
-    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
-    writeBytes(front.settingsFile(), R"({"model": "opus"})");
+    writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    writeText(front.settingsFile(), R"({"model": "opus"})");
     EXPECT_EQ(cli::connectionNotice(front.context),
               "Not connected to Claude Code (run `ostrelvan connect`).");
 
@@ -72,38 +70,38 @@ TEST(ConnectCommand, connectsSaysWhatItDidAndDisconnects) {
 
 TEST(ConnectCommand, failsWithTheReasonAndLeavesEverythingAsItWas) {
     Front front;
-    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
     const std::string bytes = "{\"model\": \"opus\",}";
-    writeBytes(front.settingsFile(), bytes);
+    writeText(front.settingsFile(), bytes);
     EXPECT_EQ(cli::connect(front.context), 1);
     EXPECT_EQ(front.take(front.err),
               "~/.claude/settings.json is not valid JSON, so Ostrelvan left it untouched.\n");
     EXPECT_FALSE(front.settings.hooksConnected());
     EXPECT_EQ(front.defaults.writes(), 0);
-    EXPECT_EQ(readBytes(front.settingsFile()), bytes);
+    EXPECT_EQ(readText(front.settingsFile()), bytes);
     EXPECT_EQ(cli::disconnect(front.context), 1);
-    EXPECT_EQ(readBytes(front.settingsFile()), bytes);
+    EXPECT_EQ(readText(front.settingsFile()), bytes);
 
     fs::remove(front.root / "app/ostrelvan-hook");
-    writeBytes(front.settingsFile(), "{}");
+    writeText(front.settingsFile(), "{}");
     EXPECT_EQ(cli::connect(front.context), 1);
     EXPECT_NE(front.take(front.err).find("hook helper ostrelvan-hook is missing"),
               std::string::npos);
-    EXPECT_EQ(readBytes(front.settingsFile()), "{}");
+    EXPECT_EQ(readText(front.settingsFile()), "{}");
 }
 
 TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
     Front front;
-    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
 
     // Never connected: the settings file is not even read.
-    writeBytes(front.settingsFile(), "not json");
+    writeText(front.settingsFile(), "not json");
     cli::repairHooksIfNeeded(front.context);
     EXPECT_EQ(front.take(front.err), "");
     EXPECT_FALSE(fs::exists(front.helper()));
 
     // Connected, then one event's entry lost.
-    writeBytes(front.settingsFile(), "{}");
+    writeText(front.settingsFile(), "{}");
     ASSERT_EQ(cli::connect(front.context), 0);
     auto settings = HookInstaller::readSettings(front.settingsFile());
     settings["hooks"].erase("Notification");
@@ -117,10 +115,10 @@ TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
     EXPECT_TRUE(HookInstaller::isInstalled(HookInstaller::readSettings(front.settingsFile()),
                                            front.helper().string()));
     // Intact entries: only the helper is brought up to date.
-    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n# new\n");
+    writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n# new\n");
     cli::repairHooksIfNeeded(front.context);
     EXPECT_EQ(front.take(front.err), "");
-    EXPECT_EQ(readBytes(front.helper()), "#!/bin/sh\n# new\n");
+    EXPECT_EQ(readText(front.helper()), "#!/bin/sh\n# new\n");
 
     // All entries gone: a warning, then a repair.
     HookInstaller::writeSettings({{"model", "opus"}}, front.settingsFile());
@@ -129,16 +127,16 @@ TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
     EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
 
     // Unreadable: a warning with the reason, and no repair.
-    writeBytes(front.settingsFile(), "[]");
+    writeText(front.settingsFile(), "[]");
     EXPECT_NE(cli::connectionNotice(front.context)->find("is not valid JSON"), std::string::npos);
     cli::repairHooksIfNeeded(front.context);
     EXPECT_EQ(front.take(front.err), "");
-    EXPECT_EQ(readBytes(front.settingsFile()), "[]");
+    EXPECT_EQ(readText(front.settingsFile()), "[]");
 }
 
 TEST(ConnectCommand, installsWhereClaudeCodeReadsItsSettings) {
     Front front;
-    writeBytes(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
     front.context.environment["CLAUDE_CONFIG_DIR"] = (front.root / "claude-config").string();
     ASSERT_EQ(cli::connect(front.context), 0);
     EXPECT_TRUE(HookInstaller::isInstalled(

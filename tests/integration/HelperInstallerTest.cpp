@@ -1,6 +1,6 @@
 #include "HelperInstaller.h"
 
-#include "TestFiles.h"
+#include "TestSupport.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -11,10 +11,7 @@ namespace ostrelvan {
 namespace {
 
 namespace fs = std::filesystem;
-using testing::listing;
-using testing::readBytes;
-using testing::TempDir;
-using testing::writeBytes;
+using namespace test;
 
 ino_t inode(const fs::path& path) {
     struct stat info {};
@@ -25,11 +22,11 @@ TEST(HelperInstaller, installsKeepsAndReplacesTheHelper) {
     TempDir root;
     const fs::path source = root / "app/ostrelvan-hook";
     const fs::path destination = root / "data/Ostrelvan/bin/ostrelvan-hook";
-    writeBytes(source, "#!/bin/sh\necho v1\n");
+    writeText(source, "#!/bin/sh\necho v1\n");
 
     EXPECT_TRUE(HelperInstaller::refresh(source, destination));
     EXPECT_EQ(fs::status(destination).permissions() & fs::perms::mask, fs::perms(0755));
-    EXPECT_EQ(readBytes(destination), readBytes(source));
+    EXPECT_EQ(readText(destination), readText(source));
     EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
 
     // Unchanged: nothing is touched. The time is moved back first so a rewrite would show.
@@ -44,9 +41,9 @@ TEST(HelperInstaller, installsKeepsAndReplacesTheHelper) {
     // Changed: a new file is renamed over the old one, which a running hook still reads whole.
     const int running = ::open(destination.c_str(), O_RDONLY);
     ASSERT_GE(running, 0);
-    writeBytes(source, "#!/bin/sh\necho v2 is longer\n");
+    writeText(source, "#!/bin/sh\necho v2 is longer\n");
     EXPECT_TRUE(HelperInstaller::refresh(source, destination));
-    EXPECT_EQ(readBytes(destination), readBytes(source));
+    EXPECT_EQ(readText(destination), readText(source));
     EXPECT_NE(inode(destination), first);
     char old[64] = {};
     EXPECT_EQ(::read(running, old, sizeof old - 1), 18);
@@ -74,8 +71,8 @@ TEST(HelperInstaller, failsWithoutHelperOrPlace) {
     EXPECT_FALSE(fs::exists(root / "data"));
 
     // A folder where the helper belongs cannot be renamed over.
-    writeBytes(root / "ostrelvan-hook", "#!/bin/sh\n");
-    writeBytes(destination / "keep", "x");
+    writeText(root / "ostrelvan-hook", "#!/bin/sh\n");
+    writeText(destination / "keep", "x");
     try {
         HelperInstaller::refresh(root / "ostrelvan-hook", destination);
         ADD_FAILURE() << "no error";

@@ -1,7 +1,7 @@
 #include "HookInstaller.h"
 
 #include "HookConnection.h"
-#include "TestFiles.h"
+#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -11,11 +11,8 @@ namespace ostrelvan {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace test;
 using nlohmann::json;
-using testing::listing;
-using testing::readBytes;
-using testing::TempDir;
-using testing::writeBytes;
 
 const std::string helperA = "/home/ana/.local/share/Ostrelvan/bin/ostrelvan-hook";
 const std::string helperB = "/home/ana/Library/Application Support/Ostrelvan/bin/ostrelvan-hook";
@@ -57,8 +54,8 @@ TEST(HookInstaller, everyValidSettingsFileRoundTrips) {
         SCOPED_TRACE(fixture.filename().string());
         TempDir home;
         const fs::path settingsFile = home / ".claude/settings.json";
-        const std::string bytes = readBytes(fixture);
-        writeBytes(settingsFile, bytes);
+        const std::string bytes = readText(fixture);
+        writeText(settingsFile, bytes);
 
         const json original = HookInstaller::readSettings(settingsFile);
         ASSERT_TRUE(original.is_object());
@@ -68,8 +65,8 @@ TEST(HookInstaller, everyValidSettingsFileRoundTrips) {
         const auto write = HookInstaller::writeSettings(installed, settingsFile);
         EXPECT_EQ(write.file, fs::canonical(settingsFile));
         ASSERT_TRUE(write.backup);
-        EXPECT_EQ(readBytes(*write.backup), bytes);
-        const std::string installedBytes = readBytes(settingsFile);
+        EXPECT_EQ(readText(*write.backup), bytes);
+        const std::string installedBytes = readText(settingsFile);
         EXPECT_EQ(installedBytes, text(installed));
         EXPECT_EQ(text(HookInstaller::readSettings(settingsFile)), text(installed));
 
@@ -100,7 +97,7 @@ TEST(HookInstaller, everyValidSettingsFileRoundTrips) {
         HookInstaller::writeSettings(
             HookInstaller::installing(HookInstaller::readSettings(settingsFile), helperA),
             settingsFile);
-        EXPECT_EQ(readBytes(settingsFile), installedBytes);
+        EXPECT_EQ(readText(settingsFile), installedBytes);
 
         // A moved helper is no longer installed, and reinstalling replaces every old entry.
         const json moved = HookInstaller::installing(installed, helperB);
@@ -112,25 +109,25 @@ TEST(HookInstaller, everyValidSettingsFileRoundTrips) {
         // Disconnecting gives back the original document; a second disconnect writes nothing.
         ASSERT_TRUE(HookInstaller::disconnect(settingsFile));
         EXPECT_EQ(text(HookInstaller::readSettings(settingsFile)), text(original));
-        const std::string disconnectedBytes = readBytes(settingsFile);
+        const std::string disconnectedBytes = readText(settingsFile);
         fs::remove(settingsFile.string() + ".ostrelvan-backup");
         EXPECT_FALSE(HookInstaller::disconnect(settingsFile));
-        EXPECT_EQ(readBytes(settingsFile), disconnectedBytes);
+        EXPECT_EQ(readText(settingsFile), disconnectedBytes);
         EXPECT_EQ(listing(home / ".claude"), "settings.json\n");
     }
 }
 
 TEST(HookInstaller, invalidSettingsFilesAreNeverWritten) {
     TempDir app;
-    writeBytes(app / "ostrelvan-hook", "#!/bin/sh\n");
+    writeText(app / "ostrelvan-hook", "#!/bin/sh\n");
     const auto files = fixtures("invalid");
     ASSERT_GE(files.size(), 8u);
     for (const auto& fixture : files) {
         SCOPED_TRACE(fixture.filename().string());
         TempDir home;
         const fs::path settingsFile = home / ".claude/settings.json";
-        const std::string bytes = readBytes(fixture);
-        writeBytes(settingsFile, bytes);
+        const std::string bytes = readText(fixture);
+        writeText(settingsFile, bytes);
         const HookPaths paths{settingsFile, home / "data/Ostrelvan/bin/ostrelvan-hook",
                               app / "ostrelvan-hook"};
 
@@ -148,7 +145,7 @@ TEST(HookInstaller, invalidSettingsFilesAreNeverWritten) {
             }
         }
         EXPECT_EQ(HookConnection::health(paths), HookHealth::unreadable);
-        EXPECT_EQ(readBytes(settingsFile), bytes);
+        EXPECT_EQ(readText(settingsFile), bytes);
         EXPECT_EQ(listing(home / ".claude"), "settings.json\n");
     }
 }
@@ -256,7 +253,7 @@ TEST(HookInstaller, createsAMissingFileWithoutBackupAndKeepsTheModeOfAnExistingO
     HookInstaller::disconnect(settingsFile);
     EXPECT_EQ(fs::status(settingsFile).permissions() & fs::perms::mask,
               fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_EQ(readBytes(settingsFile), "{}\n");
+    EXPECT_EQ(readText(settingsFile), "{}\n");
 }
 
 TEST(HookInstaller, followsASymlinkedSettingsFileAndKeepsTheLink) {
@@ -264,7 +261,7 @@ TEST(HookInstaller, followsASymlinkedSettingsFileAndKeepsTheLink) {
     const fs::path target = home / "dotfiles/claude/settings.json";
     const fs::path link = home / ".claude/settings.json";
     const std::string original = R"({"model": "opus"})";
-    writeBytes(target, original);
+    writeText(target, original);
     fs::create_directories(link.parent_path());
     fs::create_symlink("../dotfiles/claude/settings.json", link);
 
@@ -275,7 +272,7 @@ TEST(HookInstaller, followsASymlinkedSettingsFileAndKeepsTheLink) {
     EXPECT_EQ(fs::read_symlink(link), "../dotfiles/claude/settings.json");
     EXPECT_TRUE(HookInstaller::isInstalled(HookInstaller::readSettings(target), helperA));
     EXPECT_EQ(write.backup, home / ".claude/settings.json.ostrelvan-backup");
-    EXPECT_EQ(readBytes(home / ".claude/settings.json.ostrelvan-backup"), original);
+    EXPECT_EQ(readText(home / ".claude/settings.json.ostrelvan-backup"), original);
     EXPECT_EQ(listing(target.parent_path()), "settings.json\n");
 
     ASSERT_TRUE(HookInstaller::disconnect(link));
@@ -301,7 +298,7 @@ bool readOnlyFolderIsLeftAlone(const fs::path& home) {
     const fs::path folder = home / ".claude";
     const fs::path settingsFile = folder / "settings.json";
     const std::string bytes = R"({"model": "opus"})";
-    writeBytes(settingsFile, bytes);
+    writeText(settingsFile, bytes);
     fs::permissions(folder, fs::perms::owner_read | fs::perms::owner_exec);
     bool failed = false;
     try {
@@ -312,7 +309,7 @@ bool readOnlyFolderIsLeftAlone(const fs::path& home) {
         failed = true;
         std::fprintf(stderr, "error: %s\n", error.what());
     }
-    return failed && readBytes(settingsFile) == bytes && listing(folder) == "settings.json\n";
+    return failed && readText(settingsFile) == bytes && listing(folder) == "settings.json\n";
 }
 
 TEST(HookInstaller, aReadOnlyFolderGivesAnErrorAndNoDamage) {

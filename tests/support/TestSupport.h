@@ -1,0 +1,179 @@
+#pragma once
+
+// What the suites share: temporary folders, whole files, and real child processes.
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <spawn.h>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+extern char** environ;
+
+namespace ostrelvan::test {
+
+using Path = std::filesystem::path;
+
+// A fresh folder under the system's temporary folder, removed with everything in it.
+class TempDir {
+public:
+    TempDir() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "ostrelvan-XXXXXX").string();
+        if (!::mkdtemp(pattern.data()))
+            throw std::runtime_error("mkdtemp failed");
+        path_ = pattern;
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    ~TempDir() {
+        // Tests make folders read-only; give them back before removing everything.
+        std::error_code ignored;
+        namespace fs = std::filesystem;
+        fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ignored);
+        for (auto it = fs::recursive_directory_iterator(path_, ignored);
+             it != fs::recursive_directory_iterator(); it.increment(ignored))
+            if (it->is_directory(ignored) && !it->is_symlink(ignored))
+                fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
+        fs::remove_all(path_, ignored);
+    }
+    const Path& path() const { return path_; }
+    Path operator/(std::string_view name) const { return path_ / name; }
+
+private:
+    Path path_;
+};
+
+inline std::string readText(const Path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Creates the parent folders first.
+inline void writeText(const Path& path, std::string_view bytes) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary).write(bytes.data(), std::streamsize(bytes.size()));
+}
+
+// Names in a folder, sorted, so that stray temporaries show up in a comparison.
+inline std::string listing(const Path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    std::string text;
+    for (const auto& name : names)
+        text += name + "\n";
+    return text;
+}
+
+inline unsigned mode(const Path& path) {
+    struct stat info {};
+    ::stat(path.c_str(), &info);
+    return info.st_mode & 0777;
+}
+
+using Variables = std::map<std::string, std::string>;
+
+// Standard input read from a file, standard output and error appended to files.
+struct Streams {
+    Path in = "/dev/null", out = "/dev/null", err = "/dev/null";
+};
+
+// A real child process; without an environment it inherits this one. Killed and reaped unless
+// waited for.
+class Process {
+public:
+    explicit Process(std::vector<std::string> argv,
+                     const std::optional<Variables>& environment = {}, const Streams& streams = {},
+                     const Path& workingDirectory = {}) {
+        std::vector<std::string> entries;
+        if (environment)
+            for (const auto& [name, value] : *environment)
+                entries.push_back(name + "=" + value);
+        std::vector<char*> envp, args;
+        for (auto& entry : entries)
+            envp.push_back(entry.data());
+        for (auto& argument : argv)
+            args.push_back(argument.data());
+        envp.push_back(nullptr);
+        args.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, 0, streams.in.c_str(), O_RDONLY, 0);
+        constexpr int append = O_WRONLY | O_CREAT | O_APPEND;
+        posix_spawn_file_actions_addopen(&actions, 1, streams.out.c_str(), append, 0600);
+        posix_spawn_file_actions_addopen(&actions, 2, streams.err.c_str(), append, 0600);
+        if (!workingDirectory.empty())
+            posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
+        const int error = ::posix_spawnp(&pid_, args[0], &actions, nullptr, args.data(),
+                                         environment ? envp.data() : environ);
+        posix_spawn_file_actions_destroy(&actions);
+        if (error != 0)
+            throw std::runtime_error("cannot start " + argv[0]);
+    }
+    Process(Process&& other) noexcept
+        : pid_(other.pid_), waited_(std::exchange(other.waited_, true)) {}
+    Process& operator=(Process&&) = delete;
+    ~Process() {
+        if (!waited_) {
+            ::kill(pid_, SIGKILL);
+            wait();
+        }
+    }
+
+    pid_t pid() const { return pid_; }
+
+    // The raw wait status.
+    int wait() {
+        int status = 0;
+        while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+        }
+        waited_ = true;
+        return status;
+    }
+    // The raw wait status if the process has ended.
+    std::optional<int> poll() {
+        int status = 0;
+        if (::waitpid(pid_, &status, WNOHANG) != pid_)
+            return std::nullopt;
+        waited_ = true;
+        return status;
+    }
+
+private:
+    pid_t pid_ = 0;
+    bool waited_ = false;
+};
+
+struct Outcome {
+    int code = -1; // -1 unless the program exited
+    std::string out;
+    std::string err;
+};
+
+// Runs a program to its end with `input` on standard input.
+inline Outcome run(std::vector<std::string> argv, const std::optional<Variables>& environment,
+                   std::string_view input = {}, const Path& workingDirectory = {}) {
+    TempDir scratch;
+    writeText(scratch / "in", input);
+    const int status = Process(std::move(argv), environment,
+                               {scratch / "in", scratch / "out", scratch / "err"}, workingDirectory)
+                           .wait();
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readText(scratch / "out"),
+            readText(scratch / "err")};
+}
+
+} // namespace ostrelvan::test
