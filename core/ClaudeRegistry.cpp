@@ -208,6 +208,14 @@ std::vector<ClaudeProcess> load(const std::filesystem::path& directory) {
 }
 
 std::vector<ClaudeProcess> load(const std::filesystem::path& directory, const FileReader& read) {
+    return loadRecords(directory, [&read](const std::filesystem::path& path) {
+        const std::optional<std::string> data = read(path);
+        return data ? decode(*data) : std::nullopt;
+    });
+}
+
+std::vector<ClaudeProcess> loadRecords(const std::filesystem::path& directory,
+                                       const RecordReader& read) {
     std::vector<ClaudeProcess> result;
     std::error_code error;
     std::filesystem::directory_iterator it(directory, error);
@@ -216,13 +224,9 @@ std::vector<ClaudeProcess> load(const std::filesystem::path& directory, const Fi
         if (path.extension() != ".json") {
             continue;
         }
-        std::optional<ClaudeProcess> record;
-        for (int attempt = 0; attempt < 2 && !record; ++attempt) {
-            const std::optional<std::string> data = read(path);
-            if (!data) {
-                break;
-            }
-            record = decode(*data);
+        std::optional<ClaudeProcess> record = read(path);
+        if (!record) {
+            record = read(path);
         }
         if (record) {
             result.push_back(std::move(*record));

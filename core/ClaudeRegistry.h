@@ -29,6 +29,11 @@ std::optional<std::string> readFile(const std::filesystem::path& path);
 // skipped: Claude Code rewrites records in place, so a read can catch one half-written.
 std::vector<ClaudeProcess> load(const std::filesystem::path& directory);
 std::vector<ClaudeProcess> load(const std::filesystem::path& directory, const FileReader& read);
+// The same with the read and decode of one record injected (e.g. one that reuses earlier
+// decodes); a record it returns none for is asked for once more.
+using RecordReader = std::function<std::optional<ClaudeProcess>(const std::filesystem::path&)>;
+std::vector<ClaudeProcess> loadRecords(const std::filesystem::path& directory,
+                                       const RecordReader& read);
 std::optional<ClaudeProcess> decode(std::string_view data);
 
 // Claude Code's folder name for a project: every UTF-16 unit that is not an ASCII letter or digit

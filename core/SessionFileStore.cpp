@@ -167,8 +167,12 @@ std::optional<SessionState> SessionFileStore::read(const fs::path& url) {
     auto bytes = readFile(url);
     if (!bytes)
         return std::nullopt;
+    return decode(*bytes);
+}
+
+std::optional<SessionState> SessionFileStore::decode(std::string_view bytes) {
     try {
-        return SessionCoding::decode(*bytes);
+        return SessionCoding::decode(bytes);
     } catch (const std::exception&) {
         return std::nullopt;
     }
@@ -197,6 +201,10 @@ void SessionFileStore::write(const SessionState& state, const fs::path& url) {
 }
 
 std::vector<SessionState> SessionFileStore::loadAll() const {
+    return loadAll(read);
+}
+
+std::vector<SessionState> SessionFileStore::loadAll(const StateReader& read) const {
     std::vector<SessionState> states;
     std::error_code error;
     fs::directory_iterator entries(directory_, error);

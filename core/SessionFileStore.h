@@ -6,6 +6,7 @@
 #include "SessionState.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,8 @@ namespace ostrelvan {
 // Readers take no lock: every write is an atomic replace.
 class SessionFileStore {
 public:
+    using StateReader = std::function<std::optional<SessionState>(const std::filesystem::path&)>;
+
     explicit SessionFileStore(std::filesystem::path directory) : directory_(std::move(directory)) {}
 
     static bool isValidSessionId(std::string_view text);
@@ -27,10 +30,13 @@ public:
     ReduceOutcome apply(const HookEvent& event, const EventContext& context) const;
 
     static std::optional<SessionState> read(const std::filesystem::path& url);
+    static std::optional<SessionState> decode(std::string_view bytes);
     // Throws on failure; the old file then stays intact.
     static void write(const SessionState& state, const std::filesystem::path& url);
 
     std::vector<SessionState> loadAll() const;
+    // Each session file through `read`, e.g. one that reuses earlier decodes.
+    std::vector<SessionState> loadAll(const StateReader& read) const;
     void remove(std::string_view sessionId) const;
 
 private:

@@ -1,6 +1,7 @@
 #include "ClaudeSystem.h"
 
 #include "ClaudeRegistry.h"
+#include "FileDecodeCache.h"
 #include "ProcessTable.h"
 #include "TranscriptReader.h"
 
@@ -54,10 +55,16 @@ ClaudeSystem ClaudeSystem::live(const std::filesystem::path& home, const Environ
     // The parents of the processes the latest liveness check read: a reload asks for the parent of
     // every live agent right after that check, so a second /proc read per agent is spared.
     auto parents = std::make_shared<Parents>();
+    // Records mostly stay as they are between reloads.
+    auto records = std::make_shared<FileDecodeCache<ClaudeProcess>>(ClaudeRegistry::decode);
     return ClaudeSystem{
-        [registry, parents] {
+        [registry, parents, records] {
+            auto loaded = ClaudeRegistry::loadRecords(
+                registry,
+                [&records](const std::filesystem::path& path) { return records->read(path); });
+            records->prune();
             Parents seen;
-            auto result = keepLive(ClaudeRegistry::load(registry), &seen);
+            auto result = keepLive(loaded, &seen);
             *parents = std::move(seen);
             return result;
         },

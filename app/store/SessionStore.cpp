@@ -98,7 +98,10 @@ void SessionStore::reload() {
 std::vector<SessionState> SessionStore::liveHookStates(TimePoint now,
                                                        const std::set<std::int32_t>& running) {
     std::vector<SessionState> live;
-    for (auto& state : fileStore_.loadAll()) {
+    auto states = fileStore_.loadAll(
+        [this](const std::filesystem::path& path) { return decoded_.read(path); });
+    decoded_.prune();
+    for (auto& state : states) {
         if (hasEnded(state, now, running)) {
             fileStore_.remove(state.sessionId);
             qCInfo(sessionsLog) << "dropped an ended session";

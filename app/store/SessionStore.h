@@ -3,6 +3,7 @@
 #include "AcknowledgedStore.h"
 #include "ClaudeSystem.h"
 #include "DisplayedSession.h"
+#include "FileDecodeCache.h"
 #include "ProcessTable.h"
 #include "SessionFileStore.h"
 #include "SessionFolderWatcher.h"
@@ -81,6 +82,8 @@ private:
     std::string home_;
     ClaudeSystem system_;
     ReviewFadeSource reviewFade_;
+    // Most session files are unchanged since the previous reload.
+    FileDecodeCache<SessionState> decoded_{SessionFileStore::decode};
     std::unique_ptr<SessionFolderWatcher> watcher_;
     QTimer refreshTask_;
     std::map<std::string, SessionStatus> lastStatuses_;
