@@ -222,6 +222,32 @@ std::vector<SessionState> SessionFileStore::loadAll(const StateReader& read) con
     return states;
 }
 
+void SessionFileStore::removeLeftovers(TimePoint now) const {
+    std::error_code error;
+    fs::directory_iterator entries(directory_, error);
+    if (error)
+        return;
+    const auto cutoff =
+        std::chrono::duration_cast<std::chrono::seconds>((now - leftoverAge).time_since_epoch())
+            .count();
+    for (auto it = entries; it != fs::directory_iterator(); it.increment(error)) {
+        if (error)
+            break;
+        // <id>.json.tmp<pid>, as write names them.
+        constexpr std::string_view marker = ".json.tmp";
+        const std::string name = it->path().filename().string();
+        const std::size_t mark = name.rfind(marker);
+        const std::size_t digits = mark + marker.size();
+        if (mark == std::string::npos || digits == name.size() ||
+            name.find_first_not_of("0123456789", digits) != std::string::npos)
+            continue;
+        struct stat info {};
+        if (::lstat(it->path().c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+            info.st_mtime < cutoff)
+            ::unlink(it->path().c_str());
+    }
+}
+
 void SessionFileStore::remove(std::string_view sessionId) const {
     if (!isValidSessionId(sessionId))
         return;

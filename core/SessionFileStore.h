@@ -4,7 +4,9 @@
 #include "HookEvent.h"
 #include "ReduceOutcome.h"
 #include "SessionState.h"
+#include "Time.h"
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -18,6 +20,9 @@ namespace ostrelvan {
 class SessionFileStore {
 public:
     using StateReader = std::function<std::optional<SessionState>(const std::filesystem::path&)>;
+
+    // A hook helper killed mid-write leaves its temporary; one this old is nobody's.
+    static constexpr std::chrono::seconds leftoverAge{60};
 
     explicit SessionFileStore(std::filesystem::path directory) : directory_(std::move(directory)) {}
 
@@ -37,6 +42,9 @@ public:
     std::vector<SessionState> loadAll() const;
     // Each session file through `read`, e.g. one that reuses earlier decodes.
     std::vector<SessionState> loadAll(const StateReader& read) const;
+    // Removes the temporaries of writes that never finished, last modified before now -
+    // leftoverAge.
+    void removeLeftovers(TimePoint now) const;
     void remove(std::string_view sessionId) const;
 
 private:

@@ -97,6 +97,14 @@ void SessionStore::reload() {
 
 std::vector<SessionState> SessionStore::liveHookStates(TimePoint now,
                                                        const std::set<std::int32_t>& running) {
+    // Temporaries last a few milliseconds unless their writer died: a look each minute is enough.
+    // File times are the machine's, so is the clock they are compared with.
+    const TimePoint wall = wallClockNow();
+    if (!leftoversRemovedAt_ ||
+        std::chrono::abs(wall - *leftoversRemovedAt_) >= SessionFileStore::leftoverAge) {
+        fileStore_.removeLeftovers(wall);
+        leftoversRemovedAt_ = wall;
+    }
     std::vector<SessionState> live;
     auto states = fileStore_.loadAll(
         [this](const std::filesystem::path& path) { return decoded_.read(path); });

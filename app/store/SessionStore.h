@@ -84,6 +84,7 @@ private:
     ReviewFadeSource reviewFade_;
     // Most session files are unchanged since the previous reload.
     FileDecodeCache<SessionState> decoded_{SessionFileStore::decode};
+    std::optional<TimePoint> leftoversRemovedAt_;
     std::unique_ptr<SessionFolderWatcher> watcher_;
     QTimer refreshTask_;
     std::map<std::string, SessionStatus> lastStatuses_;
