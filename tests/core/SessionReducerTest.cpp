@@ -1,10 +1,10 @@
 #include "SessionReducer.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 using namespace ostrelvan;
 using Kind = HookEvent::Kind;
-using S = SessionStatus;
 
 namespace {
 
@@ -29,149 +29,130 @@ HookEvent notification(const char* type) {
     return e;
 }
 
-// Folds events into one session, the way the store does, at the given seconds after t0.
-class Session {
-public:
-    ReduceOutcome apply(const HookEvent& e, double at) {
-        EventContext context{addSeconds(t0, at), SessionHost::terminal, "kitty", 42};
-        ReduceOutcome outcome = SessionReducer::reduce(state, e, context);
+// What a step changes, in one line: status, activity, the fields that are set, and the times in
+// seconds after t0.
+std::string line(const std::optional<SessionState>& s) {
+    if (!s)
+        return "none";
+    std::ostringstream out;
+    out << toString(s->status) << ' ' << toString(s->activity);
+    for (const auto& [name, value] :
+         {std::pair{" tool=", s->tool}, {" detail=", s->detail}, {" pending=", s->pendingApproval}})
+        if (value)
+            out << name << *value;
+    out << " since=" << secondsBetween(t0, s->statusSince)
+        << " last=" << secondsBetween(t0, s->lastEvent);
+    if (s->approvalResolvedAt)
+        out << " resolved=" << secondsBetween(t0, *s->approvalResolvedAt);
+    if (s->backgroundTasks)
+        out << " tasks=" << s->backgroundTasks;
+    return out.str();
+}
+
+struct Step {
+    HookEvent event;
+    double at;
+    std::string after; // line() of the state after the event; empty: not checked
+};
+
+// Folds events into one session, the way the store does.
+std::optional<SessionState> play(const std::vector<Step>& steps,
+                                 std::optional<SessionState> state = std::nullopt) {
+    for (const Step& step : steps) {
+        const EventContext context{addSeconds(t0, step.at), SessionHost::terminal, "kitty", 42};
+        const ReduceOutcome outcome = SessionReducer::reduce(state, step.event, context);
         if (outcome.kind == ReduceOutcome::Kind::write)
             state = outcome.state;
         else if (outcome.kind == ReduceOutcome::Kind::remove)
             state.reset();
-        return outcome;
+        if (!step.after.empty()) {
+            EXPECT_EQ(line(state), step.after) << step.event.rawName << " at " << step.at;
+        }
     }
-    std::optional<SessionState> state;
-};
+    return state;
+}
 
 } // namespace
 
 TEST(SessionReducer, TurnWithToolCallPermissionAnswerAndStop) {
-    Session s;
-    s.apply(event(Kind::sessionStart), 0);
-    EXPECT_EQ(s.state->status, S::idle);
-    EXPECT_EQ(s.state->startedConversation, false);
-
+    auto s = play({{event(Kind::sessionStart), 0, "idle working since=0 last=0"}});
+    EXPECT_EQ(s->startedConversation, false);
     HookEvent prompt = event(Kind::userPromptSubmit);
     prompt.sessionTitle = "  Fix parser \n";
-    s.apply(prompt, 1);
-    EXPECT_EQ(s.state->status, S::working);
-    EXPECT_EQ(s.state->activity, SessionActivity::thinking);
-    EXPECT_EQ(s.state->title, "Fix parser");
-    EXPECT_EQ(s.state->startedConversation, true);
-
-    s.apply(event(Kind::preToolUse, "Bash", "npm test"), 2);
-    EXPECT_EQ(s.state->activity, SessionActivity::runningTests);
-    EXPECT_EQ(s.state->tool, "Bash");
-    EXPECT_EQ(s.state->detail, "npm test");
-    EXPECT_EQ(s.state->statusSince, addSeconds(t0, 1));
-
-    s.apply(event(Kind::permissionRequest, "Bash", "rm -rf build"), 3);
-    EXPECT_EQ(s.state->status, S::needsApproval);
-    EXPECT_EQ(s.state->pendingApproval, "Bash|rm -rf build");
-    EXPECT_EQ(s.state->detail, "rm -rf build");
-
-    // The same request again keeps statusSince; a tool starting meanwhile changes activity only.
-    s.apply(event(Kind::permissionRequest, "Bash", "rm -rf build"), 4);
-    s.apply(event(Kind::preToolUse, "Read"), 4.5);
-    EXPECT_EQ(s.state->statusSince, addSeconds(t0, 3));
-    EXPECT_EQ(s.state->activity, SessionActivity::readingCode);
-    EXPECT_EQ(s.state->tool, "Bash");
-    EXPECT_EQ(s.state->detail, "rm -rf build");
-
-    // An answer for another call leaves the approval pending.
-    s.apply(event(Kind::postToolUse, "Read"), 5);
-    EXPECT_EQ(s.state->status, S::needsApproval);
-    EXPECT_EQ(s.state->pendingApproval, "Bash|rm -rf build");
-
-    s.apply(event(Kind::postToolUse, "Bash", "rm -rf build"), 6);
-    EXPECT_EQ(s.state->status, S::working);
-    EXPECT_FALSE(s.state->pendingApproval);
-    EXPECT_EQ(s.state->approvalResolvedAt, addSeconds(t0, 6));
-    EXPECT_EQ(s.state->tool, "Bash"); // PostToolUse leaves the step on show
-
     HookEvent stop = event(Kind::stop);
     stop.runningBackgroundTasks = 2;
-    s.apply(stop, 7);
-    EXPECT_EQ(s.state->status, S::awaitingReview);
-    EXPECT_EQ(s.state->backgroundTasks, 2);
-    EXPECT_FALSE(s.state->tool);
-    EXPECT_FALSE(s.state->detail);
-    EXPECT_EQ(s.state->activity, SessionActivity::readingCode);
-    EXPECT_EQ(s.state->statusSince, addSeconds(t0, 7));
-    EXPECT_EQ(s.state->firstSeen, t0);
-    EXPECT_EQ(s.state->lastEvent, addSeconds(t0, 7));
-    EXPECT_EQ(s.state->pid, 42);
-    EXPECT_EQ(s.state->terminalApp, "kitty");
-
-    // A stop while still asking resolves the approval.
-    s.apply(event(Kind::permissionRequest, "Edit"), 8);
-    s.apply(event(Kind::stop), 9);
-    EXPECT_EQ(s.state->approvalResolvedAt, addSeconds(t0, 9));
-    EXPECT_FALSE(s.state->pendingApproval);
+    const std::string rm = " tool=Bash detail=rm -rf build pending=Bash|rm -rf build since=3";
+    s = play(
+        {{prompt, 1, "working thinking since=1 last=1"},
+         {event(Kind::preToolUse, "Bash", "npm test"), 2,
+          "working runningTests tool=Bash detail=npm test since=1 last=2"},
+         {event(Kind::permissionRequest, "Bash", "rm -rf build"), 3,
+          "needsApproval runningTests" + rm + " last=3"},
+         // The same request again keeps statusSince; a tool starting meanwhile changes
+         // activity only, and an answer for another call leaves the approval pending.
+         {event(Kind::permissionRequest, "Bash", "rm -rf build"), 4,
+          "needsApproval runningTests" + rm + " last=4"},
+         {event(Kind::preToolUse, "Read"), 4.5, "needsApproval readingCode" + rm + " last=4.5"},
+         {event(Kind::postToolUse, "Read"), 5, "needsApproval readingCode" + rm + " last=5"},
+         // PostToolUse leaves the step on show.
+         {event(Kind::postToolUse, "Bash", "rm -rf build"), 6,
+          "working readingCode tool=Bash detail=rm -rf build since=6 last=6 resolved=6"},
+         {stop, 7, "awaitingReview readingCode since=7 last=7 resolved=6 tasks=2"},
+         // A stop while still asking resolves the approval.
+         {event(Kind::permissionRequest, "Edit"), 8, ""},
+         {event(Kind::stop), 9, "awaitingReview readingCode since=9 last=9 resolved=9"}},
+        s);
+    EXPECT_EQ(s->title, "Fix parser");
+    EXPECT_EQ(s->startedConversation, true);
+    EXPECT_EQ(s->firstSeen, t0);
+    EXPECT_EQ(s->pid, 42);
+    EXPECT_EQ(s->terminalApp, "kitty");
 }
 
 TEST(SessionReducer, LatePermissionNotificationWindow) {
     for (double delay : {9.9, 10.0}) {
-        Session s;
-        s.apply(event(Kind::userPromptSubmit), 0);
-        s.apply(event(Kind::permissionRequest, "Bash", "ls"), 1);
-        s.apply(event(Kind::postToolUse, "Bash", "ls"), 2);
-        s.apply(notification("permission_prompt"), 2 + delay);
-        EXPECT_EQ(s.state->status, delay < 10 ? S::working : S::needsApproval) << delay;
-        EXPECT_EQ(s.state->lastEvent, addSeconds(t0, 2 + delay));
+        const auto s = play({{event(Kind::userPromptSubmit), 0, ""},
+                             {event(Kind::permissionRequest, "Bash", "ls"), 1, ""},
+                             {event(Kind::postToolUse, "Bash", "ls"), 2, ""},
+                             {notification("permission_prompt"), 2 + delay, ""}});
+        EXPECT_EQ(s->status, delay < 10 ? SessionStatus::working : SessionStatus::needsApproval)
+            << delay;
+        EXPECT_EQ(s->lastEvent, addSeconds(t0, 2 + delay));
     }
-    // Outside the window the notification clears the step but keeps any pending signature.
-    Session s;
-    s.apply(event(Kind::preToolUse, "Bash", "make"), 0);
-    s.apply(notification("permission_prompt"), 1);
-    EXPECT_EQ(s.state->status, S::needsApproval);
-    EXPECT_FALSE(s.state->tool);
-    s.apply(notification("idle_prompt"), 2);
-    EXPECT_EQ(s.state->status, S::needsApproval); // never from needsApproval to idle
-    s.apply(event(Kind::userPromptSubmit), 3);
-    EXPECT_EQ(s.state->approvalResolvedAt, addSeconds(t0, 3));
-    s.apply(notification("idle_prompt"), 4);
-    EXPECT_EQ(s.state->status, S::idle);
+    // Outside the window the notification clears the step but keeps any pending signature; it
+    // never turns needsApproval into idle.
+    play({{event(Kind::preToolUse, "Bash", "make"), 0, ""},
+          {notification("permission_prompt"), 1, "needsApproval runningCommands since=1 last=1"},
+          {notification("idle_prompt"), 2, "needsApproval runningCommands since=1 last=2"},
+          {event(Kind::userPromptSubmit), 3, "working thinking since=3 last=3 resolved=3"},
+          {notification("idle_prompt"), 4, "idle thinking since=4 last=4 resolved=3"}});
 }
 
 TEST(SessionReducer, UnknownIgnoredAndEndingEvents) {
-    Session s;
     HookEvent unknown = event(Kind::stop);
     unknown.kind.reset();
     unknown.rawName = "SubagentStop";
-    EXPECT_EQ(s.apply(unknown, 0), ReduceOutcome::ignore());
-    EXPECT_EQ(s.apply(event(Kind::sessionEnd), 0), ReduceOutcome::remove());
-
-    s.apply(event(Kind::stop), 1);
-    EXPECT_EQ(s.state->status, S::awaitingReview);
-    EXPECT_EQ(s.state->firstSeen, s.state->statusSince);
-    EXPECT_EQ(s.state->root, "/w/app");
-    for (const char* type : {"auth_success", "", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(s.apply(notification(type), 2), ReduceOutcome::ignore());
-    EXPECT_EQ(s.state->lastEvent, addSeconds(t0, 1));
-
-    // Every kind that reaches the record writes, even when nothing else changes.
     HookEvent moved = event(Kind::sessionStart);
     moved.cwd = "/w/app/sub";
-    EXPECT_EQ(s.apply(moved, 3).kind, ReduceOutcome::Kind::write);
-    EXPECT_EQ(s.state->cwd, "/w/app/sub");
-    EXPECT_EQ(s.state->root, "/w/app");
     HookEvent noCwd = event(Kind::sessionStart);
     noCwd.cwd.clear();
-    s.apply(noCwd, 4);
-    EXPECT_EQ(s.state->cwd, "/w/app/sub");
-    EXPECT_EQ(s.state->lastEvent, addSeconds(t0, 4));
-
-    s.apply(event(Kind::subagentStart), 5);
-    EXPECT_EQ(s.state->status, S::working);
-    EXPECT_EQ(s.state->activity, SessionActivity::runningAgents);
-    s.apply(event(Kind::preCompact), 6);
-    EXPECT_EQ(s.state->activity, SessionActivity::compacting);
-    EXPECT_EQ(s.state->statusSince, addSeconds(t0, 5));
-
-    EXPECT_EQ(s.apply(event(Kind::sessionEnd), 7), ReduceOutcome::remove());
-    EXPECT_FALSE(s.state);
+    const std::string review = "awaitingReview working since=1 last=";
+    auto s = play({{unknown, 0, "none"},
+                   {event(Kind::sessionEnd), 0, "none"},
+                   {event(Kind::stop), 1, review + "1"},
+                   {notification("auth_success"), 2, review + "1"},
+                   {notification(""), 2, review + "1"},
+                   {notification(nullptr), 2, review + "1"},
+                   // Every kind that reaches the record writes, even when nothing else changes.
+                   {moved, 3, review + "3"},
+                   {noCwd, 4, review + "4"}});
+    EXPECT_EQ(s->firstSeen, addSeconds(t0, 1));
+    EXPECT_EQ(s->cwd, "/w/app/sub");
+    EXPECT_EQ(s->root, "/w/app");
+    play({{event(Kind::subagentStart), 5, "working runningAgents since=5 last=5"},
+          {event(Kind::preCompact), 6, "working compacting since=5 last=6"},
+          {event(Kind::sessionEnd), 7, "none"}},
+         s);
 }
 
 TEST(SessionReducer, StartSourcesTitlesAndContext) {
@@ -180,24 +161,22 @@ TEST(SessionReducer, StartSourcesTitlesAndContext) {
                                    {"startup", false},
                                    {"clear", false},
                                    {nullptr, false}}) {
-        Session s;
         HookEvent start = event(Kind::sessionStart);
         if (source)
             start.source = source;
-        s.apply(start, 0);
-        EXPECT_EQ(s.state->startedConversation, started) << (source ? source : "none");
+        EXPECT_EQ(play({{start, 0, ""}})->startedConversation, started)
+            << (source ? source : "none");
     }
-    Session s;
     HookEvent titled = event(Kind::userPromptSubmit);
     titled.sessionTitle = "Named";
-    s.apply(titled, 0);
-    titled.sessionTitle = " \n\t ";
-    s.apply(titled, 1);
-    EXPECT_EQ(s.state->title, "Named");
+    HookEvent blank = titled;
+    blank.sessionTitle = " \n\t ";
+    const auto s = play({{titled, 0, ""}, {blank, 1, ""}});
+    EXPECT_EQ(s->title, "Named");
 
     // terminalApp follows the context even when absent; pid only when present.
     EventContext bare{addSeconds(t0, 2), SessionHost::vscode, std::nullopt, std::nullopt};
-    SessionState next = *SessionReducer::reduce(s.state, event(Kind::postToolUse), bare).state;
+    SessionState next = *SessionReducer::reduce(s, event(Kind::postToolUse), bare).state;
     EXPECT_EQ(next.host, SessionHost::vscode);
     EXPECT_FALSE(next.terminalApp);
     EXPECT_EQ(next.pid, 42);

@@ -72,14 +72,10 @@ TEST(SessionMerge, StateFromRegistryOnly) {
     p.entrypoint = "claude-vscode";
     p.statusUpdatedAt = ten - 1min;
     p.updatedAt = ten;
-    SessionState expected;
-    expected.sessionId = "solo";
-    expected.cwd = "/proc/solo";
-    expected.root = "/proc/solo";
-    expected.host = SessionHost::vscode;
-    expected.pid = 9;
+    auto expected =
+        SessionState::make("solo", "/proc/solo", SessionHost::vscode, std::nullopt, 9, ten - 30min);
+    expected.startedConversation.reset();
     expected.status = SessionStatus::needsApproval;
-    expected.firstSeen = ten - 30min;
     expected.statusSince = ten - 1min;
     expected.lastEvent = ten;
     EXPECT_EQ(SessionMerge::state(p), expected);

@@ -37,37 +37,6 @@ struct Front {
     }
 };
 
-TEST(ConnectCommand, connectsSaysWhatItDidAndDisconnects) {
-    Front front;
-    writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
-    writeText(front.settingsFile(), R"({"model": "opus"})");
-    EXPECT_EQ(cli::connectionNotice(front.context),
-              "Not connected to Claude Code (run `ostrelvan connect`).");
-
-    ASSERT_EQ(cli::connect(front.context), 0);
-    EXPECT_TRUE(front.settings.hooksConnected());
-    EXPECT_EQ(front.take(front.out),
-              "Installed the hook helper at " + front.helper().string() +
-                  ".\nBacked up the previous settings to " + front.settingsFile().string() +
-                  ".ostrelvan-backup.\nWrote Ostrelvan's hook entries to " +
-                  fs::canonical(front.settingsFile()).string() + ".\nConnected to Claude Code.\n");
-    EXPECT_EQ(front.take(front.err), "");
-    EXPECT_EQ(cli::connectionNotice(front.context), std::nullopt);
-
-    ASSERT_EQ(cli::connect(front.context), 0);
-    EXPECT_NE(front.take(front.out).find("is up to date."), std::string::npos);
-
-    ASSERT_EQ(cli::disconnect(front.context), 0);
-    EXPECT_FALSE(front.settings.hooksConnected());
-    EXPECT_NE(front.take(front.out).find("Removed Ostrelvan's hook entries from"),
-              std::string::npos);
-    EXPECT_EQ(HookInstaller::readSettings(front.settingsFile()),
-              nlohmann::json::parse(R"({"model": "opus"})"));
-    ASSERT_EQ(cli::disconnect(front.context), 0);
-    EXPECT_NE(front.take(front.out).find("There were no Ostrelvan hook entries"),
-              std::string::npos);
-}
-
 TEST(ConnectCommand, failsWithTheReasonAndLeavesEverythingAsItWas) {
     Front front;
     writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
@@ -139,10 +108,13 @@ TEST(ConnectCommand, installsWhereClaudeCodeReadsItsSettings) {
     writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
     front.context.environment["CLAUDE_CONFIG_DIR"] = (front.root / "claude-config").string();
     ASSERT_EQ(cli::connect(front.context), 0);
+    EXPECT_TRUE(front.settings.hooksConnected());
     EXPECT_TRUE(HookInstaller::isInstalled(
         HookInstaller::readSettings(front.root / "claude-config/settings.json"),
         front.helper().string()));
     EXPECT_FALSE(fs::exists(front.settingsFile()));
+    ASSERT_EQ(cli::disconnect(front.context), 0);
+    EXPECT_FALSE(front.settings.hooksConnected());
 }
 
 } // namespace

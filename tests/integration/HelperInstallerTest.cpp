@@ -82,12 +82,5 @@ TEST(HelperInstaller, failsWithoutHelperOrPlace) {
     EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
 }
 
-TEST(HelperInstaller, findsTheBundledHelperBesideTheExecutable) {
-    EXPECT_EQ(HelperInstaller::bundledHelper(std::nullopt), std::nullopt);
-    EXPECT_EQ(HelperInstaller::bundledHelper(fs::path()), std::nullopt);
-    EXPECT_EQ(HelperInstaller::bundledHelper(fs::path("/opt/ostrelvan/bin")),
-              fs::path("/opt/ostrelvan/bin/ostrelvan-hook"));
-}
-
 } // namespace
 } // namespace ostrelvan

@@ -92,10 +92,6 @@ private slots:
             settings.setHooksConnected(true);
             QCOMPARE(describe(settings), QStringLiteral("0 1 0 0.6 light 1 never"));
         }
-        QSettings fresh(path, QSettings::IniFormat);
-        QCOMPARE(fresh.value("glass.tintOpacity").toString(), QStringLiteral("0.6"));
-        QCOMPARE(fresh.value("review.fade").toString(), QStringLiteral("never"));
-
         SettingsKeyValueStore defaults(path);
         AppSettings settings(defaults);
         QCOMPARE(describe(settings), QStringLiteral("0 1 0 0.6 light 1 never"));
@@ -105,21 +101,7 @@ private slots:
         QCOMPARE(describe(settings), QStringLiteral("0 1 8 0.25 system 1 never"));
     }
 
-    void acknowledgementsSurviveARestart() {
-        QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("Ostrelvan.conf"));
-        const TimePoint seen = std::chrono::sys_days{std::chrono::January / 1 / 2001} +
-                               std::chrono::milliseconds(1500);
-        {
-            SettingsKeyValueStore defaults(path);
-            AcknowledgedStore(defaults).set(seen, "a");
-        }
-        SettingsKeyValueStore defaults(path);
-        const AcknowledgedStore acknowledged(defaults);
-        QCOMPARE(acknowledged.values().at("a"), 1.5); // seconds since 2001-01-01 UTC
-        QCOMPARE(acknowledged.acknowledgedAt("a"), std::optional(seen));
-    }
-
+    // Acknowledgements read from a real INI file show in the front-end test.
     void malformedAcknowledgementsReadAsNone_data() {
         QTest::addColumn<QVariant>("stored");
         QTest::addColumn<int>("entries");
