@@ -2,12 +2,11 @@
 // idempotent and detected, and removing an installation gives back what removing alone gives,
 // less the empty or malformed slots that the installation filled.
 #include "HookInstaller.h"
+#include "TestSupport.h"
 
 #include <cstdint>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
-#include <unistd.h>
 
 namespace {
 
@@ -46,23 +45,6 @@ Settings withoutFilledSlots(Settings settings) {
     return settings;
 }
 
-// One scratch folder per run, removed when the fuzzer exits.
-class Scratch {
-public:
-    Scratch() {
-        std::string pattern = std::filesystem::temp_directory_path() / "fuzz-settings-XXXXXX";
-        folder_ = ::mkdtemp(pattern.data());
-    }
-    ~Scratch() {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-    std::filesystem::path file() const { return folder_ / ".claude" / "settings.json"; }
-
-private:
-    std::filesystem::path folder_;
-};
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -100,8 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     // And once in a while through real files, the path the app takes.
     if (size % 16 == 0) {
-        static const Scratch scratch;
-        const auto file = scratch.file();
+        static const ostrelvan::test::TempDir scratch; // removed when the fuzzer exits
+        const auto file = scratch / ".claude/settings.json";
         HookInstaller::writeSettings(installed, file);
         check(text(HookInstaller::readSettings(file)) == written);
     }

@@ -1,38 +1,22 @@
 #include "SessionCoding.h"
 #include "SessionFileStore.h"
+#include "TestSupport.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 #include <chrono>
-#include <csignal>
 #include <memory>
 
 namespace ostrelvan::test {
 
 using namespace std::chrono_literals;
 
-struct Result {
-    int code = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
 static QString date(TimePoint time) {
     return QString::fromStdString(SessionCoding::formatDate(time));
-}
-
-static void writeFile(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
 }
 
 // Runs the real executable over a home, a data folder, a Claude Code config folder and a
@@ -40,30 +24,24 @@ static void writeFile(const QString& path, const QByteArray& bytes) {
 class CommandLineTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> root_;
-    QString path(const QString& relative) const { return root_->filePath(relative); }
-    QString dataFolder() const { return path(QStringLiteral("data/Ostrelvan")); }
+    std::unique_ptr<TempDir> root_;
+    Path dataFolder() const { return *root_ / "data/Ostrelvan"; }
+    QString path(const char* relative) const { return QString::fromStdString(*root_ / relative); }
 
-    void prepare(QProcess& process, const QStringList& arguments, bool noColor = false) {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("HOME", path("home"));
-        environment.insert("OSTRELVAN_DATA_DIR", dataFolder());
-        environment.insert("CLAUDE_CONFIG_DIR", path("claude"));
-        environment.insert("XDG_CONFIG_HOME", path("xdg"));
-        environment.insert("NO_COLOR", noColor ? "1" : "");
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(OSTRELVAN_EXECUTABLE), arguments);
+    Variables environment(bool noColor = false) const {
+        Variables variables{{"HOME", *root_ / "home"},
+                            {"OSTRELVAN_DATA_DIR", dataFolder()},
+                            {"CLAUDE_CONFIG_DIR", *root_ / "claude"},
+                            {"XDG_CONFIG_HOME", *root_ / "xdg"},
+                            {"LANG", "C.UTF-8"}};
+        if (noColor)
+            variables["NO_COLOR"] = "1";
+        return variables;
     }
 
-    Result run(const QStringList& arguments, bool noColor = false) {
-        QProcess process;
-        prepare(process, arguments, noColor);
-        if (!process.waitForFinished(30000)) {
-            process.kill();
-            return {};
-        }
-        return {process.exitCode(), process.readAllStandardOutput(),
-                process.readAllStandardError()};
+    Outcome ostrelvan(std::vector<std::string> arguments, bool noColor = false) {
+        arguments.insert(arguments.begin(), OSTRELVAN_EXECUTABLE);
+        return run(arguments, environment(noColor));
     }
 
     static SessionState session(const std::string& id, const std::string& cwd, SessionStatus status,
@@ -76,20 +54,17 @@ class CommandLineTest : public QObject {
     }
 
     SessionState put(const SessionState& state) {
-        const auto folder = (dataFolder() + "/sessions").toStdString();
-        std::filesystem::create_directories(folder);
-        SessionFileStore::write(state, SessionFileStore(folder).fileURL(state.sessionId));
+        std::filesystem::create_directories(dataFolder() / "sessions");
+        SessionFileStore::write(state, dataFolder() / "sessions" / (state.sessionId + ".json"));
         return state;
     }
 
 private slots:
-    void init() { root_ = std::make_unique<QTemporaryDir>(); }
+    void init() { root_ = std::make_unique<TempDir>(); }
 
     void statusJsonDescribesEverySessionShown() {
-        QProcess agent; // stands in for a Claude Code process
-        agent.start(QStringLiteral("sleep"), {QStringLiteral("120")});
-        QVERIFY(agent.waitForStarted());
-        const auto pid = static_cast<std::int32_t>(agent.processId());
+        Process agent({"sleep", "120"}); // stands in for a Claude Code process
+        const auto pid = static_cast<std::int32_t>(agent.pid());
         const TimePoint now = wallClockNow();
 
         auto alpha = SessionState::make("alpha", "/work/alpha", SessionHost::terminal, "kitty", pid,
@@ -107,14 +82,14 @@ private slots:
         auto silent = session("silent", "/work/silent", SessionStatus::idle, now);
         silent.startedConversation = false;
         put(silent);
-        writeFile(path("claude/sessions/%1.json").arg(pid),
-                  QStringLiteral("{\"pid\":%1,\"sessionId\":\"alpha\",\"cwd\":\"/work/alpha\","
-                                 "\"kind\":\"interactive\",\"status\":\"busy\",\"startedAt\":%2}")
-                      .arg(pid)
-                      .arg((now - TimePoint{}).count())
-                      .toUtf8());
-        writeFile(path("claude/projects/-work-alpha/alpha.jsonl"),
-                  "{\"type\":\"custom-title\",\"customTitle\":\"Fix login\"}\n");
+        writeText(*root_ / "claude/sessions" / (std::to_string(pid) + ".json"),
+                  R"({"pid":)" + std::to_string(pid) +
+                      R"(,"sessionId":"alpha","cwd":"/work/alpha","kind":"interactive",)"
+                      R"("status":"busy","startedAt":)" +
+                      std::to_string((now - TimePoint{}).count()) + "}");
+        writeText(*root_ / "claude/projects/-work-alpha/alpha.jsonl",
+                  R"({"type":"custom-title","customTitle":"Fix login"})"
+                  "\n");
         {
             QSettings settings(path("xdg/Ostrelvan/Ostrelvan.conf"), QSettings::IniFormat);
             settings.setValue("review.fade", "never");
@@ -122,10 +97,11 @@ private slots:
             settings.setValue("sessions.acknowledged", QVariantMap{{"gamma", seen}, {"gone", 1}});
         }
 
-        const Result result = run({"status", "--json"});
+        const Outcome result = ostrelvan({"status", "--json"});
         QCOMPARE(result.code, 0);
-        QCOMPARE(result.err, QByteArray());
-        const auto groups = QJsonDocument::fromJson(result.out)["groups"].toArray();
+        QCOMPARE(result.err, "");
+        const auto groups =
+            QJsonDocument::fromJson(QByteArray::fromStdString(result.out))["groups"].toArray();
         QCOMPARE(groups.size(), 3);
         QCOMPARE(groups[0]["id"].toString(),
                  QStringLiteral("window-%1").arg(QCoreApplication::applicationPid()));
@@ -160,61 +136,57 @@ private slots:
         QCOMPARE(groups[2]["sessions"][0]["name"].toString(), QStringLiteral("beta-app #2"));
         QCOMPARE(groups[2]["sessions"][0]["status"].toString(), QStringLiteral("idle"));
         // Keys in the documented order.
-        QVERIFY(result.out.startsWith("{\"groups\":[{\"id\":\"window-"));
-        QVERIFY(result.out.contains("{\"sessionId\":\"beta\",\"name\":\"beta-app\",\"status\""));
-        QVERIFY(result.out.contains("\"folder\":\"/work/alpha\",\"host\":\"terminal\","
-                                    "\"terminalApp\":\"kitty\",\"pid\":"));
+        QVERIFY(result.out.starts_with("{\"groups\":[{\"id\":\"window-"));
+        for (const char* run : {"{\"sessionId\":\"beta\",\"name\":\"beta-app\",\"status\"",
+                                "\"folder\":\"/work/alpha\",\"host\":\"terminal\",\"terminalApp\":"
+                                "\"kitty\",\"pid\":"})
+            QVERIFY2(result.out.find(run) != std::string::npos, run);
 
-        QVERIFY(!QFile::exists(dataFolder() + "/sessions/old.json"));
+        QVERIFY(!std::filesystem::exists(dataFolder() / "sessions/old.json"));
         QSettings after(path("xdg/Ostrelvan/Ostrelvan.conf"), QSettings::IniFormat);
         QCOMPARE(after.value("sessions.acknowledged").toMap().keys(), QStringList{"gamma"});
-        QCOMPARE(run({"status", "--line"}).out, QByteArray("●1 ◆1 ○1\n"));
-        const Result human = run({"status"}, true);
-        QVERIFY2(human.out.startsWith("  ● Fix login    alpha     Running tests…   3h\n"),
-                 human.out.constData());
-        agent.kill();
-        agent.waitForFinished();
+        QCOMPARE(ostrelvan({"status", "--line"}).out, "●1 ◆1 ○1\n");
+        const Outcome human = ostrelvan({"status"}, true);
+        QVERIFY2(human.out.starts_with("  ● Fix login    alpha     Running tests…   3h\n"),
+                 human.out.c_str());
     }
 
     void emptyStateFollowsTheConnection() {
-        QVERIFY(run({"status"}).out.startsWith("Not connected to Claude Code"));
-        QCOMPARE(run({"status", "--line"}).out, QByteArray());
-        QCOMPARE(run({"status", "--json"}).out, QByteArray("{\"groups\":[]}\n"));
-        QCOMPARE(run({"connect"}).code, 0);
-        QCOMPARE(run({"status"}).out,
-                 QByteArray("No sessions yet\nStart Claude Code and it shows up here.\n"));
+        QVERIFY(ostrelvan({"status"}).out.starts_with("Not connected to Claude Code"));
+        QCOMPARE(ostrelvan({"status", "--line"}).out, "");
+        QCOMPARE(ostrelvan({"status", "--json"}).out, "{\"groups\":[]}\n");
+        QCOMPARE(ostrelvan({"connect"}).code, 0);
+        QCOMPARE(ostrelvan({"status"}).out,
+                 "No sessions yet\nStart Claude Code and it shows up here.\n");
     }
 
     // Without a terminal the live view appends each new state, which makes it observable here.
     void watchRedrawsOnChangeAndLeavesOnSignal() {
-        QProcess watch;
-        prepare(watch, {QStringLiteral("watch")});
-        QByteArray seen;
-        const auto waitFor = [&](const QByteArray& text) {
-            for (int i = 0; i < 100 && !seen.contains(text); ++i) {
-                watch.waitForReadyRead(100);
-                seen += watch.readAllStandardOutput();
-            }
-            return seen.contains(text);
+        const Path seen = *root_ / "watch.out";
+        Process watch({OSTRELVAN_EXECUTABLE, "watch"}, environment(), {"/dev/null", seen});
+        const auto waitFor = [&](const std::string& text) {
+            for (int i = 0; i < 100 && readText(seen).find(text) == std::string::npos; ++i)
+                QTest::qWait(100);
+            return readText(seen).find(text) != std::string::npos;
         };
-        QVERIFY2(waitFor("Not connected to Claude Code"), seen.constData());
+        QVERIFY2(waitFor("Not connected to Claude Code"), readText(seen).c_str());
         put(session("delta", "/work/delta", SessionStatus::needsApproval, wallClockNow()));
         QVERIFY2(waitFor("Ostrelvan · 1 Claude Code session\n\n  ● delta  Needs approval"),
-                 seen.constData());
-        ::kill(static_cast<pid_t>(watch.processId()), SIGINT);
-        QVERIFY(watch.waitForFinished(10000));
-        QCOMPARE(watch.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(watch.exitCode(), 0);
+                 readText(seen).c_str());
+        ::kill(watch.pid(), SIGINT);
+        const int status = watch.wait();
+        QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
 
     void speaksLikeAUnixCommand() {
-        QVERIFY(run({"--version"}).out.startsWith("ostrelvan "));
-        QVERIFY(run({"status", "--help"}).out.startsWith("usage: ostrelvan"));
-        for (const auto& wrong : {QStringList{"frobnicate"}, QStringList{"status", "--yaml"},
-                                  QStringList{"status", "--json", "--line"}}) {
-            const Result result = run(wrong);
+        QVERIFY(ostrelvan({"--version"}).out.starts_with("ostrelvan "));
+        QVERIFY(ostrelvan({"status", "--help"}).out.starts_with("usage: ostrelvan"));
+        for (const auto& wrong : {std::vector<std::string>{"frobnicate"},
+                                  {"status", "--yaml"},
+                                  {"status", "--json", "--line"}}) {
+            const Outcome result = ostrelvan(wrong);
             QCOMPARE(result.code, 2);
-            QVERIFY(result.out.isEmpty() && result.err.contains("usage: ostrelvan"));
+            QVERIFY(result.out.empty() && result.err.find("usage: ostrelvan") != std::string::npos);
         }
     }
 };

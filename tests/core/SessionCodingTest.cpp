@@ -21,12 +21,7 @@ SessionState bareState() {
 
 } // namespace
 
-TEST(SessionState, MakeAndDerivedFields) {
-    SessionState state = SessionState::make("s", "/Users/a/src/app", SessionHost::terminal,
-                                            std::nullopt, std::nullopt, date(0, 0, 0));
-    EXPECT_EQ(state.root, "/Users/a/src/app");
-    EXPECT_EQ(state.startedConversation, false);
-    EXPECT_EQ(state.project(), "app");
+TEST(SessionState, ProjectOfAnEmptyOrSlashEndedFolder) {
     SessionState empty = SessionState::make("s", "", SessionHost::vscode, "x", 7, date(0, 0, 0));
     EXPECT_FALSE(empty.root);
     EXPECT_EQ(empty.project(), "");

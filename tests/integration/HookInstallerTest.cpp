@@ -164,16 +164,6 @@ TEST(HookInstaller, ownsOnlyEntriesWhoseEveryCommandCarriesTheMarker) {
         EXPECT_EQ(HookInstaller::removing(settings).contains("hooks"), !owned) << entry;
     }
 
-    // A mixed entry is neither removed nor counted as installed.
-    json installed = HookInstaller::installing(json::object(), helperA);
-    json& stop = installed["hooks"]["Stop"];
-    stop[0]["hooks"].push_back({{"type", "command"}, {"command", "logger done"}});
-    EXPECT_FALSE(HookInstaller::isInstalled(installed, helperA));
-    EXPECT_EQ(HookInstaller::removing(installed),
-              json::parse(R"({"hooks": {"Stop": [{"hooks": [{"type": "command", "timeout": 5,
-                 "command": )" +
-                          ours + R"(}, {"type": "command", "command": "logger done"}]}]}})"));
-
     // A helper outside a folder named Ostrelvan is never recognised as ours.
     const json elsewhere =
         HookInstaller::installing(json::object(), "/srv/data/bin/ostrelvan-hook");
@@ -273,6 +263,7 @@ TEST(HookInstaller, aReadOnlyFolderGivesAnErrorAndNoDamage) {
     fs::permissions(home, fs::perms::all);
     EXPECT_EXIT(std::exit(readOnlyFolderIsLeftAlone(home) ? 0 : 1), ::testing::ExitedWithCode(0),
                 "error: .*Permission denied");
+    fs::permissions(home / ".claude", fs::perms::owner_all, fs::perm_options::add); // to remove it
 }
 
 } // namespace

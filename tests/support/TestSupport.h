@@ -14,7 +14,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -39,15 +38,8 @@ public:
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
     ~TempDir() {
-        // Tests make folders read-only; give them back before removing everything.
         std::error_code ignored;
-        namespace fs = std::filesystem;
-        fs::permissions(path_, fs::perms::owner_all, fs::perm_options::add, ignored);
-        for (auto it = fs::recursive_directory_iterator(path_, ignored);
-             it != fs::recursive_directory_iterator(); it.increment(ignored))
-            if (it->is_directory(ignored) && !it->is_symlink(ignored))
-                fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
-        fs::remove_all(path_, ignored);
+        std::filesystem::remove_all(path_, ignored);
     }
     const Path& path() const { return path_; }
     Path operator/(std::string_view name) const { return path_ / name; }
@@ -80,9 +72,7 @@ inline std::string listing(const Path& folder) {
 }
 
 inline unsigned mode(const Path& path) {
-    struct stat info {};
-    ::stat(path.c_str(), &info);
-    return info.st_mode & 0777;
+    return unsigned(std::filesystem::status(path).permissions() & std::filesystem::perms::mask);
 }
 
 using Variables = std::map<std::string, std::string>;
