@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <fcntl.h>
 #include <fstream>
 #include <limits>
 #include <string>
 #include <string_view>
 #include <unistd.h>
-#include <vector>
 
 namespace ostrelvan::ProcessTable {
 
@@ -46,7 +46,10 @@ std::optional<ProcessInfo> info(std::int32_t pid) {
         return std::nullopt;
     }
     char buffer[4096]; // 52 numbers and a 16-byte name at most
-    const int fd = ::open(("/proc/" + std::to_string(pid) + "/stat").c_str(), O_RDONLY | O_CLOEXEC);
+    char path[32] = "/proc/";
+    char* const digitsEnd = std::to_chars(path + 6, path + sizeof path - 6, pid).ptr;
+    std::memcpy(digitsEnd, "/stat", 6);
+    const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         return std::nullopt;
     }
@@ -61,31 +64,30 @@ std::optional<ProcessInfo> info(std::int32_t pid) {
     if (close == std::string_view::npos) {
         return std::nullopt;
     }
-    std::vector<std::string_view> fields; // fields[0] is field 3 (state)
+    // Fields 3 (state), 4 (parent) and 22 (start time), counted from 1; every reload reads one
+    // record per agent, so the fields after these are left unsplit.
+    constexpr std::size_t stateField = 3, parentField = 4, startField = 22;
+    std::string_view fields[startField + 1];
     std::string_view rest = line.substr(close + 1);
-    while (!rest.empty()) {
+    for (std::size_t number = stateField; number <= startField; ++number) {
         const std::size_t start = rest.find_first_not_of(" \n");
         if (start == std::string_view::npos) {
-            break;
+            return std::nullopt;
         }
         rest.remove_prefix(start);
         const std::size_t end = std::min(rest.find_first_of(" \n"), rest.size());
-        fields.push_back(rest.substr(0, end));
+        fields[number] = rest.substr(0, end);
         rest.remove_prefix(end);
-    }
-    constexpr std::size_t stateField = 3, parentField = 4, startField = 22;
-    if (fields.size() <= startField - stateField) {
-        return std::nullopt;
     }
     ProcessInfo result;
     result.pid = pid;
-    const std::string_view state = fields[0];
+    const std::string_view state = fields[stateField];
     result.zombie = state == "Z" || state == "X";
     unsigned long long ticks = 0;
-    const long ticksPerSecond = ::sysconf(_SC_CLK_TCK);
+    static const long ticksPerSecond = ::sysconf(_SC_CLK_TCK);
     const auto boot = bootTime();
-    if (!parseNumber(fields[parentField - stateField], result.parent) ||
-        !parseNumber(fields[startField - stateField], ticks) || ticksPerSecond <= 0 || !boot) {
+    if (!parseNumber(fields[parentField], result.parent) ||
+        !parseNumber(fields[startField], ticks) || ticksPerSecond <= 0 || !boot) {
         return std::nullopt;
     }
     const auto sinceBoot = std::chrono::milliseconds(
