@@ -52,10 +52,8 @@ HookEvent tool(const char* name, std::optional<std::string> command = std::nullo
                std::optional<std::string> file = std::nullopt,
                std::optional<std::string> url = std::nullopt) {
     HookEvent event;
-    if (name)
-        event.toolName = name;
-    event.command = std::move(command);
-    event.filePath = std::move(file);
+    event.toolName = name ? std::optional<std::string>(name) : std::nullopt;
+    event.command = std::move(command), event.filePath = std::move(file),
     event.url = std::move(url);
     return event;
 }

@@ -4,7 +4,7 @@
 #include "HookInstaller.h"
 #include "TestSupport.h"
 
-#include <chrono>
+#include <ctime>
 #include <gtest/gtest.h>
 
 namespace ostrelvan {
@@ -78,9 +78,6 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
     // Claude Code's own record of the agent process, so the session counts as live.
     Process agent({"/bin/sleep", "600"});
     const std::string sessionId = "6f1c2d3e-4a5b-4c6d-8e9f-0a1b2c3d4e5f";
-    const auto nowMs = std::chrono::duration_cast<std::chrono::milliseconds>(
-                           std::chrono::system_clock::now().time_since_epoch())
-                           .count();
     writeText(home / ".claude/sessions" / (std::to_string(agent.pid()) + ".json"),
               json{{"pid", agent.pid()},
                    {"sessionId", sessionId},
@@ -88,7 +85,7 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
                    {"kind", "interactive"},
                    {"entrypoint", "cli"},
                    {"status", "busy"},
-                   {"startedAt", nowMs}}
+                   {"startedAt", std::time(nullptr) * 1000}}
                   .dump());
 
     Variables hookEnvironment = environment;

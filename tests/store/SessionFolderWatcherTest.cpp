@@ -1,21 +1,19 @@
 #include "SessionFolderWatcher.h"
 
+#include "TestSupport.h"
+
 #include <QElapsedTimer>
-#include <QFile>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <cstdio>
 
 namespace ostrelvan::test {
 
 // What the hook helper does: write a temporary file beside the target, then rename it over.
 static void replace(const QString& folder) {
-    QFile file(folder + "/.a.json.tmp");
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("{}");
-    file.close();
-    QCOMPARE(std::rename(qPrintable(file.fileName()), qPrintable(folder + "/a.json")), 0);
+    writeText(folder.toStdString() + "/.a.json.tmp", "{}");
+    std::filesystem::rename(folder.toStdString() + "/.a.json.tmp",
+                            folder.toStdString() + "/a.json");
 }
 
 class SessionFolderWatcherTest : public QObject {

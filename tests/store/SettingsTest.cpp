@@ -2,25 +2,14 @@
 #include "AppSettings.h"
 #include "MemoryKeyValueStore.h"
 #include "SettingsKeyValueStore.h"
+#include "TestSupport.h"
 
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
 namespace ostrelvan::test {
 
 namespace {
-
-void writeText(const QString& path, const QByteArray& text) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(text);
-}
-
-QByteArray readText(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
-}
 
 // Every setting in one line, so a table row states them all.
 QString describe(const AppSettings& s) {
@@ -68,14 +57,14 @@ private slots:
     void readsStoredTextWithDefaultsAndRanges() {
         QFETCH(QByteArray, ini);
         QFETCH(QString, expected);
-        QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("Ostrelvan.conf"));
-        writeText(path, ini);
+        TempDir folder;
+        const QString path = QString::fromStdString(folder / "Ostrelvan.conf");
+        writeText(folder / "Ostrelvan.conf", ini.toStdString());
         {
             SettingsKeyValueStore defaults(path);
             QCOMPARE(describe(AppSettings(defaults)), expected);
         }
-        QCOMPARE(readText(path), ini); // nothing written back at start-up
+        QCOMPARE(readText(folder / "Ostrelvan.conf"), ini.toStdString()); // nothing written back
     }
 
     void settersWriteThroughClampedValues() {

@@ -41,12 +41,8 @@ inline SessionState session(const std::string& id, SessionStatus status, TimePoi
 // A Claude Code hook payload for session `id` in /work/<id>; `extra` is more "key":value text.
 inline std::string hookPayload(const std::string& id, const std::string& event,
                                const std::string& extra) {
-    std::string text = "{\"session_id\":\"" + id + "\",\"cwd\":\"/work/" + id +
-                       "\",\"hook_event_name\":\"" + event + "\"";
-    if (!extra.empty()) {
-        text += "," + extra;
-    }
-    return text + "}";
+    return R"({"session_id":")" + id + R"(","cwd":"/work/)" + id + R"(","hook_event_name":")" +
+           event + "\"" + (extra.empty() ? "" : "," + extra) + "}";
 }
 
 // A store over a real temporary sessions folder, with the machine, the clock and the review
