@@ -2,6 +2,7 @@
 
 #include "ClaudeRegistry.h"
 #include "FileDecodeCache.h"
+#include "ProcessHandle.h"
 #include "ProcessTable.h"
 #include "TranscriptReader.h"
 
@@ -12,28 +13,62 @@ namespace ostrelvan {
 
 namespace {
 
-using Parents = std::unordered_map<std::int32_t, std::int32_t>;
+// What the latest liveness check learnt: every inspected process's parent, and a handle on each
+// live one, whose process record then need not be read again while the handle says it runs (its
+// start time cannot change, and its pid cannot be reused before it exits).
+struct Memo {
+    struct Held {
+        ProcessHandle handle;
+        ProcessInfo info;
+    };
+    // Each handle is a descriptor: past this many, records are read every time.
+    static constexpr std::size_t maxHeld = 512;
 
-// The liveness filter; every process record it reads lands in `seen`, pid to parent.
-std::vector<ClaudeProcess> keepLive(const std::vector<ClaudeProcess>& records, Parents* seen) {
+    std::unordered_map<std::int32_t, std::int32_t> parents;
+    std::unordered_map<std::int32_t, Held> held;
+};
+
+std::optional<ProcessInfo> lookUp(std::int32_t pid, Memo& previous, Memo& next) {
+    if (const auto it = next.held.find(pid); it != next.held.end()) {
+        return it->second.info;
+    }
+    if (const auto it = previous.held.find(pid);
+        it != previous.held.end() && !it->second.handle.hasExited()) {
+        return next.held.insert_or_assign(pid, std::move(it->second)).first->second.info;
+    }
+    // Opened before the read: if the process still runs after it, the record read is its own.
+    auto handle = next.held.size() < Memo::maxHeld ? ProcessHandle::open(pid) : ProcessHandle{};
+    auto process = ProcessTable::info(pid);
+    if (process && !process->zombie && handle.isValid() && !handle.hasExited()) {
+        next.held.insert_or_assign(pid, Memo::Held{std::move(handle), *process});
+    }
+    return process;
+}
+
+// The liveness filter; with a memo, it reads only the processes not known to run since the
+// previous call, and replaces the memo.
+std::vector<ClaudeProcess> keepLive(const std::vector<ClaudeProcess>& records, Memo* memo) {
+    Memo next;
     std::vector<ClaudeProcess> result;
     for (const ClaudeProcess& record : records) {
         // A readable process record proves the process exists; kill is asked only without one.
-        const auto process = ProcessTable::info(record.pid);
+        const auto process =
+            memo ? lookUp(record.pid, *memo, next) : ProcessTable::info(record.pid);
         if (!process && !ProcessTable::exists(record.pid)) {
             continue;
         }
         // A process that cannot be inspected is trusted on kill alone.
         if (process && process->pid == record.pid) {
-            if (seen) {
-                seen->insert_or_assign(process->pid, process->parent);
-            }
+            next.parents.insert_or_assign(process->pid, process->parent);
             if (process->zombie || std::chrono::abs(record.startedAt - process->startedAt) >=
                                        ClaudeSystem::startTolerance) {
                 continue;
             }
         }
         result.push_back(record);
+    }
+    if (memo) {
+        *memo = std::move(next);
     }
     return result;
 }
@@ -52,24 +87,21 @@ ClaudeSystem ClaudeSystem::live(const std::filesystem::path& home, const Environ
     const auto config = ClaudeRegistry::configDirectory(home, environment);
     const auto registry = ClaudeRegistry::sessionsDirectory(config);
     auto reader = std::make_shared<TranscriptReader>(config, wallClockNow);
-    // The parents of the processes the latest liveness check read: a reload asks for the parent of
-    // every live agent right after that check, so a second /proc read per agent is spared.
-    auto parents = std::make_shared<Parents>();
+    // A reload asks for the parent of every live agent right after the liveness check, which has
+    // just read (or still holds) each one's process record.
+    auto memo = std::make_shared<Memo>();
     // Records mostly stay as they are between reloads.
     auto records = std::make_shared<FileDecodeCache<ClaudeProcess>>(ClaudeRegistry::decode);
     return ClaudeSystem{
-        [registry, parents, records] {
+        [registry, memo, records] {
             auto loaded = ClaudeRegistry::loadRecords(
                 registry,
                 [&records](const std::filesystem::path& path) { return records->read(path); });
             records->prune();
-            Parents seen;
-            auto result = keepLive(loaded, &seen);
-            *parents = std::move(seen);
-            return result;
+            return keepLive(loaded, memo.get());
         },
-        [parents](std::int32_t pid) -> std::optional<std::int32_t> {
-            if (const auto it = parents->find(pid); it != parents->end()) {
+        [memo](std::int32_t pid) -> std::optional<std::int32_t> {
+            if (const auto it = memo->parents.find(pid); it != memo->parents.end()) {
                 return it->second;
             }
             if (auto process = ProcessTable::info(pid)) {

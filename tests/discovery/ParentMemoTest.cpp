@@ -21,7 +21,12 @@ TEST(ClaudeSystem, ParentsComeFromTheLatestLivenessCheck) {
 
     ASSERT_EQ(system.processes().size(), 1u);
     EXPECT_EQ(system.parent(::getpid()), ::getppid()); // outside the registry: asked directly
-    child.reset(); // killed and reaped: only the liveness check's record still knows it
+    EXPECT_EQ(system.processes().size(), 1u);          // known to run: not read again
+    ::kill(pid, SIGKILL);
+    siginfo_t exited{}; // left unreaped: a zombie, whose pid is not free yet
+    ASSERT_EQ(::waitid(P_PID, id_t(pid), &exited, WEXITED | WNOWAIT), 0);
+    EXPECT_TRUE(system.processes().empty());
+    child.reset(); // reaped: only the latest liveness check still knows its parent
     EXPECT_EQ(system.parent(pid), ::getpid());
     EXPECT_TRUE(system.processes().empty());
     EXPECT_EQ(system.parent(pid), std::nullopt);
