@@ -91,7 +91,9 @@ TEST(HookCrashSafety, SigkillDuringAWriteLeavesAWholeFile) {
     for (int attempt = 0; attempt < 20 && caught < 2; ++attempt) {
         Process process({OSTRELVAN_HOOK_PATH}, f.environment(), {f.temp / "big"});
         const fs::path temporary = f.sessions() / ("s1.json.tmp" + std::to_string(process.pid()));
-        while (!process.poll())
+        siginfo_t exited{}; // without reaping, so that the process can still be waited for
+        while (::waitid(P_PID, id_t(process.pid()), &exited, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               exited.si_pid == 0)
             if (fs::exists(temporary)) {
                 ::kill(process.pid(), SIGKILL);
                 caught += WIFSIGNALED(process.wait());

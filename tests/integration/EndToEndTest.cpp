@@ -19,9 +19,11 @@ protected:
     TempDir root;
     fs::path home = root / "home";
     fs::path data = root / "data/Ostrelvan";
-    fs::path settingsFile = home / ".claude/settings.json";
+    fs::path config = root / "claude-config"; // Claude Code's folder, moved from ~/.claude
+    fs::path settingsFile = config / "settings.json";
     fs::path project = root / "work/shop";
     Variables environment{{"HOME", home.string()},
+                          {"CLAUDE_CONFIG_DIR", config.string()},
                           {"OSTRELVAN_DATA_DIR", data.string()},
                           {"PATH", "/usr/bin:/bin"},
                           {"NO_COLOR", "1"},
@@ -53,15 +55,10 @@ protected:
 };
 
 TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
-    const std::string userSettings = R"json({
-  "permissions": {"allow": ["Bash(npm test:*)"]},
-  "hooks": {
-    "Stop" : [ {"hooks" : [ {"type" : "command", "command" : "true"} ]} ]
-}
-})json";
-    writeText(settingsFile, userSettings);
+    const std::string userSettings = R"json({"permissions": {"allow": ["Bash(npm test:*)"]},
+        "hooks": {"Stop": [{"hooks": [{"type": "command", "command": "true"}]}]}})json";
     fs::create_directories(project);
-
+    writeText(settingsFile, userSettings);
     const Outcome connect = ostrelvan({"connect"});
     ASSERT_EQ(connect.code, 0) << connect.err;
     EXPECT_EQ(connect.err, "");
@@ -78,7 +75,7 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
     // Claude Code's own record of the agent process, so the session counts as live.
     Process agent({"/bin/sleep", "600"});
     const std::string sessionId = "6f1c2d3e-4a5b-4c6d-8e9f-0a1b2c3d4e5f";
-    writeText(home / ".claude/sessions" / (std::to_string(agent.pid()) + ".json"),
+    writeText(config / "sessions" / (std::to_string(agent.pid()) + ".json"),
               json{{"pid", agent.pid()},
                    {"sessionId", sessionId},
                    {"cwd", project.string()},
@@ -94,7 +91,7 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
     hookEnvironment["CLAUDE_PROJECT_DIR"] = project.string();
     const json base = {
         {"session_id", sessionId},
-        {"transcript_path", (home / ".claude/projects/shop" / sessionId).string() + ".jsonl"},
+        {"transcript_path", (config / "projects/shop" / sessionId).string() + ".jsonl"},
         {"cwd", project.string()}};
     const json bash = {{"tool_name", "Bash"}, {"tool_input", {{"command", "npm test"}}}};
 
@@ -126,6 +123,15 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
     ASSERT_EQ(disconnect.code, 0);
     EXPECT_EQ(disconnect.out.rfind("Removed Ostrelvan's hook entries from", 0), 0u);
     EXPECT_EQ(HookInstaller::readSettings(settingsFile), json::parse(userSettings));
+    // Disconnected; a settings file that does not parse is left as it was, and nothing connects.
+    const std::string broken = R"({"model": "opus",})";
+    writeText(settingsFile, broken);
+    const Outcome refused = ostrelvan({"connect"});
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_EQ(refused.err,
+              "~/.claude/settings.json is not valid JSON, so Ostrelvan left it untouched.\n");
+    EXPECT_EQ(readText(settingsFile), broken);
+    EXPECT_EQ(ostrelvan({"status"}).out.rfind("Not connected to Claude Code", 0), 0u);
 }
 
 } // namespace

@@ -134,14 +134,6 @@ public:
         waited_ = true;
         return status;
     }
-    // The raw wait status if the process has ended.
-    std::optional<int> poll() {
-        int status = 0;
-        if (::waitpid(pid_, &status, WNOHANG) != pid_)
-            return std::nullopt;
-        waited_ = true;
-        return status;
-    }
 
 private:
     pid_t pid_ = 0;
