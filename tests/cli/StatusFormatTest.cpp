@@ -39,23 +39,15 @@ private slots:
                 std::string::npos);
     }
 
-    // The live view redraws exactly when an age label turns over.
-    void nextAgeChangeIsTheNearestLabelTurn_data() {
-        QTest::addColumn<int>("age");
-        QTest::addColumn<int>("wait");
-        QTest::newRow("now") << 10 << 50;
-        QTest::newRow("minutes") << 125 << 55;
-        QTest::newRow("last minute") << 3599 << 1;
-        QTest::newRow("hours") << 7300 << 3500;
-        QTest::newRow("days") << 90000 << 82800;
-        QTest::newRow("future") << -5 << 65;
-    }
-
+    // The live view redraws exactly when an age label turns over: now, minutes, the last
+    // minute, hours, days, and a time in the future.
     void nextAgeChangeIsTheNearestLabelTurn() {
-        QFETCH(int, age);
-        QFETCH(int, wait);
-        const auto session = shown("a", "a", SessionStatus::working, now - 1s * age);
-        QCOMPARE(StatusFormat::nextAgeChange({session}, now), std::optional(now + 1s * wait));
+        for (auto [age, wait] :
+             {std::pair{10, 50}, {125, 55}, {3599, 1}, {7300, 3500}, {90000, 82800}, {-5, 65}}) {
+            const auto session = shown("a", "a", SessionStatus::working, now - 1s * age);
+            QVERIFY2(StatusFormat::nextAgeChange({session}, now) == std::optional(now + 1s * wait),
+                     qPrintable(QString::number(age)));
+        }
     }
 };
 

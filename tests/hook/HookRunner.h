@@ -4,12 +4,6 @@
 
 namespace ostrelvan::test {
 
-inline std::string payload(const std::string& name, const std::string& session,
-                           const std::string& extra = "") {
-    return R"({"hook_event_name":")" + name + R"(","session_id":")" + session +
-           R"(","cwd":"/w/app")" + extra + "}";
-}
-
 // A data root in a temporary folder, for the real helper.
 struct HookFixture {
     TempDir temp;

@@ -25,9 +25,8 @@ private slots:
         h.put(session("dead", working, h.now - 1s, 99));
         h.put(session("abandoned", idle, h.now - 49h, 100));
         h.put(session("running", working, h.now - 47h, 101));
-        for (int i = 0; i < 3; ++i) {
+        for (int i = 0; i < 3; ++i)
             QTest::ignoreMessage(QtInfoMsg, "dropped an ended session");
-        }
         h.store.reload();
 
         QCOMPARE(h.shownIds(), (Ids{"running", "quiet"}));
@@ -97,12 +96,12 @@ private slots:
         const auto hook = [&](double time, const std::string& event, const std::string& extra) {
             h.now = at(time);
             std::filesystem::create_directories(h.files.directory());
-            h.files.apply(HookEvent::decode(hookPayload("a", event, extra)),
+            h.files.apply(HookEvent::decode(payload(event, "a", extra)),
                           {h.now, SessionHost::terminal, std::nullopt, std::nullopt});
             h.store.reload();
             return h.store.sessions().empty() ? QString() : text(h.store.sessions().front().status);
         };
-        QCOMPARE(hook(0, "UserPromptSubmit", "\"prompt\":\"go\""), text(working));
+        QCOMPARE(hook(0, "UserPromptSubmit", ",\"prompt\":\"go\""), text(working));
         QCOMPARE(hook(30, "Stop", ""), text(awaitingReview));
 
         h.acknowledged.set(h.store.sessions().front().state.lastEvent, "a"); // opened
@@ -111,12 +110,12 @@ private slots:
         QCOMPARE(h.takeTransitions(),
                  (Transitions{{"a", working, awaitingReview}, {"a", awaitingReview, idle}}));
 
-        QCOMPARE(hook(90, "Notification", "\"notification_type\":\"idle_prompt\""), text(idle));
+        QCOMPARE(hook(90, "Notification", ",\"notification_type\":\"idle_prompt\""), text(idle));
         QCOMPARE(h.store.sessions().front().state.lastEvent, at(90));
         QCOMPARE(h.takeTransitions(), Transitions{});
 
         // A new turn passes through working and is shown for review again.
-        QCOMPARE(hook(120, "UserPromptSubmit", "\"prompt\":\"more\""), text(working));
+        QCOMPARE(hook(120, "UserPromptSubmit", ",\"prompt\":\"more\""), text(working));
         QCOMPARE(hook(150, "Stop", ""), text(awaitingReview));
         QCOMPARE(h.takeTransitions(),
                  (Transitions{{"a", idle, working}, {"a", working, awaitingReview}}));

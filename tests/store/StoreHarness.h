@@ -5,6 +5,7 @@
 #include "MemoryKeyValueStore.h"
 #include "SessionFileStore.h"
 #include "SessionStore.h"
+#include "TestSupport.h"
 
 #include <QTemporaryDir>
 #include <chrono>
@@ -36,13 +37,6 @@ inline SessionState session(const std::string& id, SessionStatus status, TimePoi
     state.status = status;
     state.startedConversation = true;
     return state;
-}
-
-// A Claude Code hook payload for session `id` in /work/<id>; `extra` is more "key":value text.
-inline std::string hookPayload(const std::string& id, const std::string& event,
-                               const std::string& extra) {
-    return R"({"session_id":")" + id + R"(","cwd":"/work/)" + id + R"(","hook_event_name":")" +
-           event + "\"" + (extra.empty() ? "" : "," + extra) + "}";
 }
 
 // A store over a real temporary sessions folder, with the machine, the clock and the review

@@ -75,6 +75,13 @@ inline unsigned mode(const Path& path) {
     return unsigned(std::filesystem::status(path).permissions() & std::filesystem::perms::mask);
 }
 
+// A Claude Code hook payload; `extra` is more ,"key":value text.
+inline std::string payload(const std::string& event, const std::string& session,
+                           const std::string& extra = "") {
+    return R"({"hook_event_name":")" + event + R"(","session_id":")" + session +
+           R"(","cwd":"/w/app")" + extra + "}";
+}
+
 using Variables = std::map<std::string, std::string>;
 
 // Standard input read from a file, standard output and error appended to files.
