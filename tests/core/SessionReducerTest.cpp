@@ -156,11 +156,12 @@ TEST(SessionReducer, UnknownIgnoredAndEndingEvents) {
 }
 
 TEST(SessionReducer, StartSourcesTitlesAndContext) {
-    for (auto [source, started] : {std::pair<const char*, bool>{"resume", true},
+    using Row = std::pair<const char*, bool>; // a source, and whether the conversation started
+    for (auto [source, started] : {Row{"resume", true},
                                    {"compact", true},
                                    {"startup", false},
                                    {"clear", false},
-                                   {nullptr, false}}) {
+                                   {{}, false}}) {
         HookEvent start = event(Kind::sessionStart);
         if (source)
             start.source = source;

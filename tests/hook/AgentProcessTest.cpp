@@ -35,12 +35,8 @@ TEST(AgentProcess, FindsTheAgent) {
                        {600, {"node", 500}},
                        {700, {"sh", 1}},
                        {800, {"sh", 999}}}};
-    struct Case {
-        Environment environment;
-        std::int32_t parent;
-        std::optional<std::int32_t> agent;
-    };
-    const Case cases[] = {
+    // The environment, the helper's parent, and the agent found.
+    const std::tuple<Environment, std::int32_t, std::optional<std::int32_t>> cases[] = {
         {{}, 500, 100},                       // past every kind of shell
         {{}, 600, 600},                       // the parent is no shell
         {{{"CLAUDE_PID", "600"}}, 500, 600},  // a live CLAUDE_PID wins
@@ -51,8 +47,8 @@ TEST(AgentProcess, FindsTheAgent) {
         {{}, 800, std::nullopt}, // a gap in the table
         {{}, 999, std::nullopt},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(AgentProcess::find(c.environment, c.parent, table), c.agent) << c.parent;
+    for (const auto& [environment, parent, agent] : cases)
+        EXPECT_EQ(AgentProcess::find(environment, parent, table), agent) << parent;
 
     // A cycle in the table ends the walk.
     const Table loop{{{10, {"sh", 11}}, {11, {"bash", 10}}}};

@@ -89,23 +89,18 @@ private slots:
     }
 
     // Acknowledgements read from a real INI file show in the front-end test.
-    void malformedAcknowledgementsReadAsNone_data() {
-        QTest::addColumn<QVariant>("stored");
-        QTest::addColumn<int>("entries");
-        QTest::newRow("numbers as text") << QVariant(QVariantMap{{"a", "7.25"}}) << 1;
-        QTest::newRow("text") << QVariant(QStringLiteral("a=1")) << 0;
-        QTest::newRow("not a number") << QVariant(QVariantMap{{"a", 1.0}, {"b", "soon"}}) << 0;
-        QTest::newRow("a list") << QVariant(QVariantList{1.0, 2.0}) << 0;
-    }
-
     void malformedAcknowledgementsReadAsNone() {
-        QFETCH(QVariant, stored);
-        QFETCH(int, entries);
-        MemoryKeyValueStore defaults({{AcknowledgedStore::key, stored}});
-        AcknowledgedStore acknowledged(defaults);
-        QCOMPARE(int(acknowledged.values().size()), entries);
-        acknowledged.prune({"a"}); // drops nothing, so writes nothing
-        QCOMPARE(defaults.writes(), 0);
+        // Numbers as text are read; plain text, a value that is no number and a list are not.
+        for (const auto& [stored, entries] : {std::pair{QVariant(QVariantMap{{"a", "7.25"}}), 1},
+                                              {QVariant(QStringLiteral("a=1")), 0},
+                                              {QVariant(QVariantMap{{"a", 1.0}, {"b", "soon"}}), 0},
+                                              {QVariant(QVariantList{1.0, 2.0}), 0}}) {
+            MemoryKeyValueStore defaults({{AcknowledgedStore::key, stored}});
+            AcknowledgedStore acknowledged(defaults);
+            QCOMPARE(int(acknowledged.values().size()), entries);
+            acknowledged.prune({"a"}); // drops nothing, so writes nothing
+            QCOMPARE(defaults.writes(), 0);
+        }
     }
 };
 

@@ -67,13 +67,12 @@ struct StoreHarness {
 
     ClaudeSystem system() {
         return {[this] { return processes; },
-                [this](std::int32_t pid) -> std::optional<std::int32_t> {
-                    const auto found = parents.find(pid);
-                    return found == parents.end() ? std::nullopt : std::optional(found->second);
+                [this](std::int32_t pid) {
+                    return parents.contains(pid) ? std::optional(parents.at(pid)) : std::nullopt;
                 },
-                [this](const SessionState& state) {
-                    const auto found = transcripts.find(state.sessionId);
-                    return found == transcripts.end() ? TranscriptInfo{} : found->second;
+                [this](const SessionState& s) {
+                    return transcripts.contains(s.sessionId) ? transcripts.at(s.sessionId)
+                                                             : TranscriptInfo{};
                 }};
     }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 // What the suites share: temporary folders, whole files, and real child processes.
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -10,6 +9,7 @@
 #include <iterator>
 #include <map>
 #include <optional>
+#include <set>
 #include <spawn.h>
 #include <stdexcept>
 #include <string>
@@ -61,10 +61,9 @@ inline void writeText(const Path& path, std::string_view bytes) {
 
 // Names in a folder, sorted, so that stray temporaries show up in a comparison.
 inline std::string listing(const Path& folder) {
-    std::vector<std::string> names;
+    std::set<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
+        names.insert(entry.path().filename());
     std::string text;
     for (const auto& name : names)
         text += name + "\n";
