@@ -26,14 +26,10 @@ int runningTasks(const json& object) {
         return 0;
     int running = 0;
     for (const json& task : *it) {
-        if (!task.is_object())
-            return 0;
-        auto status = task.find("status");
-        if (status == task.end() || status->is_null())
-            continue;
-        if (!status->is_string())
-            return 0;
-        running += *status == "running";
+        const json status = task.is_object() ? task.value("status", json()) : json(1);
+        if (!status.is_null() && !status.is_string())
+            return 0; // one malformed task makes the list count as empty
+        running += status == "running";
     }
     return running;
 }

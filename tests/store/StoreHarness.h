@@ -81,8 +81,6 @@ struct StoreHarness {
         SessionFileStore::write(state, files.fileURL(state.sessionId));
     }
 
-    bool hasFile(const std::string& id) const { return std::filesystem::exists(files.fileURL(id)); }
-
     // "id name: session=row name/status, …; …", one failure message that shows the whole list.
     QString layout() const {
         QStringList groups;
