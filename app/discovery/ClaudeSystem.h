@@ -26,7 +26,8 @@ struct ClaudeSystem {
 
     static ClaudeSystem none();
     // The real machine: Claude Code's registry under the config folder, filtered by liveness,
-    // and one transcript reader with the wall clock.
+    // and one transcript reader with the wall clock. processes() keeps the decoded records and a
+    // handle on each live process for the next call; parent() answers from the records it read.
     static ClaudeSystem live(const std::filesystem::path& home, const Environment& environment);
     static ClaudeSystem live(const std::filesystem::path& home);
 

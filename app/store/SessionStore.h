@@ -26,9 +26,10 @@
 
 namespace ostrelvan {
 
-// The app's one source of truth about sessions. Every reload reads everything again (session
-// files, Claude Code's registry, liveness, transcripts, acknowledgements), deletes the files of
-// sessions that ended, and publishes the groups and sessions only when they changed.
+// The app's one source of truth about sessions. Every reload looks at everything again (session
+// files, Claude Code's registry, liveness, transcripts, acknowledgements), decoding only the files
+// that changed, deletes the files of sessions that ended, and publishes the groups and sessions
+// only when they changed.
 class SessionStore : public QObject {
     Q_OBJECT
 public:
