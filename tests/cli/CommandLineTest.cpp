@@ -20,20 +20,18 @@ class CommandLineTest : public QObject {
     Path dataFolder() const { return *root_ / "data/Ostrelvan"; }
     QString path(const char* relative) const { return QString::fromStdString(*root_ / relative); }
 
-    Variables environment(bool noColor = false) const {
-        Variables variables{{"HOME", *root_ / "home"},
-                            {"OSTRELVAN_DATA_DIR", dataFolder()},
-                            {"CLAUDE_CONFIG_DIR", *root_ / "claude"},
-                            {"XDG_CONFIG_HOME", *root_ / "xdg"},
-                            {"LANG", "C.UTF-8"}};
-        if (noColor)
-            variables["NO_COLOR"] = "1";
-        return variables;
+    // Standard output is never a terminal here, so nothing is coloured.
+    Variables environment() const {
+        return {{"HOME", *root_ / "home"},
+                {"OSTRELVAN_DATA_DIR", dataFolder()},
+                {"CLAUDE_CONFIG_DIR", *root_ / "claude"},
+                {"XDG_CONFIG_HOME", *root_ / "xdg"},
+                {"LANG", "C.UTF-8"}};
     }
 
-    Outcome ostrelvan(std::vector<std::string> arguments, bool noColor = false) {
+    Outcome ostrelvan(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), OSTRELVAN_EXECUTABLE);
-        return run(arguments, environment(noColor));
+        return run(arguments, environment());
     }
 
     static SessionState session(const std::string& id, const std::string& cwd, SessionStatus status,
@@ -123,7 +121,7 @@ private slots:
         QSettings after(path("xdg/Ostrelvan/Ostrelvan.conf"), QSettings::IniFormat);
         QCOMPARE(after.value("sessions.acknowledged").toMap().keys(), QStringList{"gamma"});
         QCOMPARE(ostrelvan({"status", "--line"}).out, "●1 ◆1 ○1\n");
-        const Outcome human = ostrelvan({"status"}, true);
+        const Outcome human = ostrelvan({"status"});
         QVERIFY2(human.out.starts_with("  ● Fix login    alpha     Running tests…   3h\n"),
                  human.out.c_str());
     }
