@@ -134,70 +134,44 @@ AppSettings::AppSettings(KeyValueStore& defaults, QObject* parent)
       reviewFade_(readEnum(defaults, reviewFadeKey, ReviewFade::tenMinutes)) {}
 
 // Each setter stores the value, writes it through and tells observers only of a real change.
-template <class T> static bool assign(T& field, const T& value) {
-    if (field == value) {
-        return false;
-    }
+template <class T>
+void AppSettings::update(T& field, const T& value, const QString& key, const QVariant& stored) {
+    const bool differs = field != value;
     field = value;
-    return true;
+    defaults_.setValue(key, stored);
+    if (differs) {
+        emit changed();
+    }
 }
 
 void AppSettings::setSoundsEnabled(bool value) {
-    const bool differs = assign(soundsEnabled_, value);
-    defaults_.setValue(soundsEnabledKey, value);
-    if (differs) {
-        emit changed();
-    }
+    update(soundsEnabled_, value, soundsEnabledKey, value);
 }
 
 void AppSettings::setHooksConnected(bool value) {
-    const bool differs = assign(hooksConnected_, value);
-    defaults_.setValue(hooksConnectedKey, value);
-    if (differs) {
-        emit changed();
-    }
+    update(hooksConnected_, value, hooksConnectedKey, value);
 }
 
 void AppSettings::setGlassBlur(double value) {
     const double stored = std::isfinite(value) ? clamped(value, maximumBlur) : defaultBlur;
-    const bool differs = assign(glassBlur_, stored);
-    defaults_.setValue(glassBlurKey, stored);
-    if (differs) {
-        emit changed();
-    }
+    update(glassBlur_, stored, glassBlurKey, stored);
 }
 
 void AppSettings::setGlassTint(double value) {
     const double stored = std::isfinite(value) ? clamped(value, maximumTint) : defaultTint;
-    const bool differs = assign(glassTint_, stored);
-    defaults_.setValue(glassTintKey, stored);
-    if (differs) {
-        emit changed();
-    }
+    update(glassTint_, stored, glassTintKey, stored);
 }
 
 void AppSettings::setGlassAppearance(GlassAppearance value) {
-    const bool differs = assign(glassAppearance_, value);
-    defaults_.setValue(glassAppearanceKey, rawText(value));
-    if (differs) {
-        emit changed();
-    }
+    update(glassAppearance_, value, glassAppearanceKey, rawText(value));
 }
 
 void AppSettings::setTextContrast(bool value) {
-    const bool differs = assign(textContrast_, value);
-    defaults_.setValue(textContrastKey, value);
-    if (differs) {
-        emit changed();
-    }
+    update(textContrast_, value, textContrastKey, value);
 }
 
 void AppSettings::setReviewFade(ReviewFade value) {
-    const bool differs = assign(reviewFade_, value);
-    defaults_.setValue(reviewFadeKey, rawText(value));
-    if (differs) {
-        emit changed();
-    }
+    update(reviewFade_, value, reviewFadeKey, rawText(value));
 }
 
 void AppSettings::resetGlass() {

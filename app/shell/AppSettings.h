@@ -46,6 +46,9 @@ signals:
     void changed();
 
 private:
+    template <class T>
+    void update(T& field, const T& value, const QString& key, const QVariant& stored);
+
     KeyValueStore& defaults_;
     bool soundsEnabled_ = true;
     bool hooksConnected_ = false;
