@@ -1,12 +1,10 @@
 #include "ClaudeRegistry.h"
 
+#include "RegularFile.h"
+
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <fcntl.h>
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace ostrelvan::ClaudeRegistry {
 
@@ -172,35 +170,7 @@ std::filesystem::path sessionsDirectory(const std::filesystem::path& config) {
 }
 
 std::optional<std::string> readFile(const std::filesystem::path& path) {
-    // Non-blocking, and regular files only: a FIFO named *.json must not hang the reload.
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) {
-        return std::nullopt;
-    }
-    struct stat st {};
-    if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-        ::close(fd);
-        return std::nullopt;
-    }
-    std::string data;
-    char buffer[8192];
-    bool failed = false;
-    for (;;) {
-        const ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n > 0) {
-            data.append(buffer, static_cast<std::size_t>(n));
-        } else if (n == 0) {
-            break;
-        } else if (errno != EINTR) {
-            failed = true;
-            break;
-        }
-    }
-    ::close(fd);
-    if (failed) {
-        return std::nullopt;
-    }
-    return data;
+    return readRegularFile(path);
 }
 
 std::vector<ClaudeProcess> load(const std::filesystem::path& directory) {

@@ -1,5 +1,6 @@
 #include "SessionFileStore.h"
 
+#include "RegularFile.h"
 #include "SessionCoding.h"
 #include "SessionFileStoreError.h"
 #include "SessionReducer.h"
@@ -22,32 +23,6 @@ constexpr std::size_t maxSessionIdLength = 128;
 
 [[noreturn]] void throwErrno(const char* what) {
     throw std::system_error(errno, std::generic_category(), what);
-}
-
-// Whole-file read through the descriptor; no iostreams on the hook path.
-std::optional<std::string> readFile(const fs::path& url) {
-    int fd = ::open(url.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return std::nullopt;
-    std::string bytes;
-    struct stat info {};
-    if (::fstat(fd, &info) == 0 && info.st_size > 0)
-        bytes.reserve(static_cast<std::size_t>(info.st_size));
-    char buffer[16384];
-    for (;;) {
-        ssize_t n = ::read(fd, buffer, sizeof buffer);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0) {
-            ::close(fd);
-            return std::nullopt;
-        }
-        if (n == 0)
-            break;
-        bytes.append(buffer, static_cast<std::size_t>(n));
-    }
-    ::close(fd);
-    return bytes;
 }
 
 void writeAll(int fd, std::string_view bytes) {
@@ -164,7 +139,7 @@ ReduceOutcome SessionFileStore::apply(const HookEvent& event, const EventContext
 }
 
 std::optional<SessionState> SessionFileStore::read(const fs::path& url) {
-    auto bytes = readFile(url);
+    auto bytes = readRegularFile(url);
     if (!bytes)
         return std::nullopt;
     return decode(*bytes);

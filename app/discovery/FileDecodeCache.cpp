@@ -1,10 +1,8 @@
 #include "FileDecodeCache.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <fcntl.h>
+#include "RegularFile.h"
+
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace ostrelvan {
 
@@ -44,39 +42,12 @@ bool FileSignature::isRecent(TimePoint now) const {
 }
 
 std::optional<SignedBytes> readSigned(const std::filesystem::path& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (fd < 0) {
-        return std::nullopt;
-    }
     struct stat info {};
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
-        ::close(fd);
+    auto bytes = readRegularFile(path, &info);
+    if (!bytes) {
         return std::nullopt;
     }
-    SignedBytes file{{}, signatureOf(info)};
-    // One read of the size fstat gave plus a byte usually reaches the end: a short read then
-    // proves it without a second call.
-    std::size_t capacity = std::size_t(info.st_size) + 1;
-    for (;;) {
-        const std::size_t used = file.bytes.size();
-        file.bytes.resize(used + capacity);
-        const ssize_t n = ::read(fd, file.bytes.data() + used, capacity);
-        if (n < 0 && errno == EINTR) {
-            file.bytes.resize(used);
-            continue;
-        }
-        if (n < 0) {
-            ::close(fd);
-            return std::nullopt;
-        }
-        file.bytes.resize(used + std::size_t(n));
-        if (n == 0 || std::size_t(n) < capacity) {
-            break;
-        }
-        capacity = std::max<std::size_t>(capacity, 8192);
-    }
-    ::close(fd);
-    return file;
+    return SignedBytes{std::move(*bytes), signatureOf(info)};
 }
 
 } // namespace ostrelvan
