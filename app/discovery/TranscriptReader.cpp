@@ -1,6 +1,7 @@
 #include "TranscriptReader.h"
 
 #include "ClaudeRegistry.h"
+#include "FileDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -39,23 +40,6 @@ std::optional<Attributes> attributes(const std::filesystem::path& path) {
                       TimePoint(std::chrono::seconds(mtime.tv_sec)) +
                           std::chrono::milliseconds(mtime.tv_nsec / 1'000'000)};
 }
-
-class File {
-public:
-    explicit File(const std::filesystem::path& path)
-        : fd_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-    ~File() {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    int fd() const { return fd_; }
-
-private:
-    int fd_;
-};
 
 } // namespace
 
@@ -122,15 +106,15 @@ std::int64_t TranscriptReader::tailOffset(std::int64_t size) {
 
 std::optional<std::string> TranscriptReader::title(const std::filesystem::path& url,
                                                    std::int64_t size) {
-    const File file(url);
-    if (file.fd() < 0 || ::lseek(file.fd(), tailOffset(size), SEEK_SET) < 0) {
+    const FileDescriptor file(::open(url.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (file.get() < 0 || ::lseek(file.get(), tailOffset(size), SEEK_SET) < 0) {
         return std::nullopt;
     }
     std::string tail;
     tail.reserve(ClaudeRegistry::titleTailBytes);
     char buffer[65536];
     for (;;) {
-        const ssize_t n = ::read(file.fd(), buffer, sizeof buffer);
+        const ssize_t n = ::read(file.get(), buffer, sizeof buffer);
         if (n > 0) {
             tail.append(buffer, static_cast<std::size_t>(n));
         } else if (n == 0) {

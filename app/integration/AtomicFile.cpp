@@ -1,5 +1,7 @@
 #include "AtomicFile.h"
 
+#include "FileDescriptor.h"
+
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,26 +15,6 @@ namespace {
 [[noreturn]] void fail(int error, const std::string& what, const std::filesystem::path& path) {
     throw std::system_error(error, std::generic_category(), what + " " + path.string());
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (fd_ >= 0)
-            ::close(fd_);
-    }
-    int get() const { return fd_; }
-    int release() {
-        int fd = fd_;
-        fd_ = -1;
-        return fd;
-    }
-
-private:
-    int fd_;
-};
 
 void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path) {
     while (!bytes.empty()) {
@@ -49,7 +31,7 @@ void writeAll(int fd, std::string_view bytes, const std::filesystem::path& path)
 } // namespace
 
 std::string read(const std::filesystem::path& path) {
-    Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.get() < 0)
         fail(errno, "cannot read", path);
     std::string content;
@@ -71,7 +53,7 @@ void replace(const std::filesystem::path& target, std::string_view bytes, mode_t
     const std::filesystem::path directory =
         target.has_parent_path() ? target.parent_path() : std::filesystem::path(".");
     std::string pattern = (directory / ("." + target.filename().string() + ".ostrelvan-XXXXXX"));
-    Descriptor file(::mkstemp(pattern.data()));
+    FileDescriptor file(::mkstemp(pattern.data()));
     if (file.get() < 0)
         fail(errno, "cannot write", target);
     const std::filesystem::path temporary = pattern;
@@ -90,7 +72,7 @@ void replace(const std::filesystem::path& target, std::string_view bytes, mode_t
         throw;
     }
     // The rename itself is durable only once the directory is flushed; best effort.
-    Descriptor folder(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    FileDescriptor folder(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder.get() >= 0)
         ::fsync(folder.get());
 }
