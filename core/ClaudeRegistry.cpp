@@ -29,7 +29,8 @@ std::size_t utf8Sequence(std::string_view text, std::size_t i, char32_t& codePoi
     if (lead < 0x80) {
         codePoint = lead;
         return 1;
-    } else if ((lead & 0xE0) == 0xC0) {
+    }
+    if ((lead & 0xE0) == 0xC0) {
         length = 2, codePoint = lead & 0x1F, min = 0x80;
     } else if ((lead & 0xF0) == 0xE0) {
         length = 3, codePoint = lead & 0x0F, min = 0x800;
