@@ -8,7 +8,7 @@
 namespace ostrelvan::HookLog {
 
 // hook.log is rotated to hook.log.1 once it reaches this size, so the pair stays under twice it.
-inline constexpr long rotateAt = 32 * 1024;
+inline constexpr long rotateAt = 32L * 1024;
 inline constexpr std::size_t maxMessage = 1024;
 
 // Appends "<time> <message>" as one line to <root>/hook.log, creating the root 0700 and the log

@@ -83,7 +83,8 @@ private slots:
         {
             QSettings settings(path("xdg/Ostrelvan/Ostrelvan.conf"), QSettings::IniFormat);
             settings.setValue("review.fade", "never");
-            const double seen = (gamma.lastEvent - TimePoint{}).count() / 1000.0 - 978307200;
+            const double seen =
+                static_cast<double>((gamma.lastEvent - TimePoint{}).count()) / 1000.0 - 978307200;
             settings.setValue("sessions.acknowledged", QVariantMap{{"gamma", seen}, {"gone", 1}});
         }
 

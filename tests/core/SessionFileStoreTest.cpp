@@ -71,7 +71,7 @@ TEST(SessionFileStore, CorruptFileIsSkippedThenReplaced) {
 TEST(SessionFileStore, InvalidIdsTouchNothing) {
     TempDir temp;
     SessionFileStore store(temp / "sessions");
-    for (std::string id :
+    for (const std::string& id :
          {std::string(129, 'a'), std::string(".."), std::string("../x"), std::string("a/b"),
           std::string(""), std::string("a b"), std::string("a.json"), std::string("\u00e9"),
           std::string("a\r\n"), std::string("a\0b", 3)}) {
