@@ -202,4 +202,12 @@ void SessionStore::publish(std::vector<SessionGroup> groups,
     }
 }
 
+WidgetMetrics SessionStore::metrics(double canvasHeight) const {
+    std::vector<int> sizes;
+    sizes.reserve(groups_.size());
+    for (const auto& group : groups_)
+        sizes.push_back(static_cast<int>(group.sessions.size()));
+    return {sizes, canvasHeight};
+}
+
 } // namespace ostrelvan

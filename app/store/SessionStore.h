@@ -11,6 +11,7 @@
 #include "SessionStatus.h"
 #include "SessionTransition.h"
 #include "Time.h"
+#include "WidgetMetrics.h"
 
 #include <QObject>
 #include <QTimer>
@@ -49,6 +50,8 @@ public:
 
     const std::vector<SessionGroup>& groups() const { return groups_; }
     const std::vector<DisplayedSession>& sessions() const { return sessions_; }
+    // The widget's geometry for the current groups.
+    WidgetMetrics metrics(double canvasHeight) const;
 
     // Called inside reload(), once per session whose displayed status changed.
     TransitionHandler onTransition;

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QColor>
+#include <QLinearGradient>
+#include <QRectF>
+
+namespace ostrelvan::GlassColor {
+
+QColor success();
+QColor attention();
+QColor attentionText(bool dark);
+QColor idleLamp();
+QColor vscode();
+// The hierarchical foreground styles, for text on the glass.
+QColor textPrimary(bool dark);
+QColor textSecondary(bool dark);
+QColor textTertiary(bool dark);
+// A vertical gradient over `rect`, top to bottom: white at `top`, white at `bottom`, and white at
+// bottom × 1.6 at the lower edge.
+QLinearGradient rim(double top, double bottom, const QRectF& rect);
+
+} // namespace ostrelvan::GlassColor

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "DisplayedSession.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace ostrelvan {
+
+// What the widget asks of the application. The widget only calls these; the application decides
+// what each one does. `open` also carries the X server time of the user's click when there is one,
+// so that the window manager lets the session's window come to the front.
+struct WidgetActions {
+    std::function<void(const DisplayedSession&, std::optional<std::uint32_t> userTime)> open;
+    std::function<void(const DisplayedSession&)> showInFinder;
+    std::function<void()> connect;
+    std::function<void()> restart;
+    std::function<void()> openSettings;
+    // Not one of the application's five: quitting is the same everywhere.
+    std::function<void()> quit;
+};
+
+} // namespace ostrelvan
