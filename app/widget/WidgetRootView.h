@@ -1,0 +1,49 @@
+#pragma once
+
+#include "WidgetActions.h"
+#include "WidgetFeed.h"
+#include "WidgetLook.h"
+#include "WidgetMetrics.h"
+#include "WidgetModel.h"
+
+#include <QWidget>
+#include <functional>
+
+namespace ostrelvan {
+
+// The whole widget canvas (402 points wide, the canvas height high): the lamp column on its glass
+// capsule and, while expanded, the session panel on its glass, each a child widget placed by the
+// metrics. It is also where pointer and wheel events arrive: it hands them to its owner through
+// onPointer and onScroll, which the panel controller sets.
+class WidgetRootView : public QWidget {
+    Q_OBJECT
+public:
+    WidgetRootView(WidgetFeed& feed, WidgetModel& model, WidgetActions actions,
+                   QWidget* parent = nullptr);
+
+    WidgetMetrics metrics() const;
+    const WidgetLook& look() const { return look_; }
+    void setLook(const WidgetLook& look);
+    // Jumps running transitions to their end, so that a screenshot shows the settled picture.
+    void finishTransitions();
+
+    // Called at once on every pointer enter, move and leave.
+    std::function<void()> onPointer;
+    // Called with a wheel event's vertical delta in points (25 a notch, pixel deltas as they
+    // come); true when the delta was used.
+    std::function<bool(double delta)> onScroll;
+
+protected:
+    void enterEvent(QEnterEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+
+private:
+    WidgetFeed& feed_;
+    WidgetModel& model_;
+    WidgetActions actions_;
+    WidgetLook look_;
+};
+
+} // namespace ostrelvan
