@@ -206,7 +206,7 @@ public:
         feed.setGroups(store_.groups());
     }
 
-    const AppSettings& settings() const { return settings_; }
+    AppSettings& settings() { return settings_; }
 
 private:
     SettingsKeyValueStore defaults_;
@@ -287,7 +287,10 @@ int main(int argc, char* argv[]) {
         controller.setLook(preview->look(WidgetLook{}));
     } else {
         live = std::make_unique<LiveSessions>(processEnvironment(), feed);
-        controller.setLook(settingsLook(live->settings()));
+        auto& settings = live->settings();
+        controller.setLook(settingsLook(settings));
+        QObject::connect(&settings, &AppSettings::changed, &controller,
+                         [&] { controller.setLook(settingsLook(settings)); });
     }
 
     if (options->screenshot)
