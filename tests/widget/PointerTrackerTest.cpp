@@ -16,8 +16,8 @@ struct Simulation {
     double nextPoll = PointerTracker::pollInterval;
     CanvasPoint pointer{0, 0};
 
-    explicit Simulation(std::vector<int> groups, double height = 600)
-        : metrics(std::move(groups), height) {}
+    explicit Simulation(const std::vector<int>& groups, double height = 600)
+        : metrics(groups, height) {}
 
     // A move the window sees at once (its own enter, move and leave events).
     void move(CanvasPoint to) {
