@@ -149,6 +149,12 @@ void WidgetRootView::paintEvent(QPaintEvent*) {
     }
 }
 
+void WidgetRootView::showEvent(QShowEvent*) {
+    // The widget's window never becomes active, and Qt shows tool tips only in the active window
+    // unless told otherwise.
+    window()->setAttribute(Qt::WA_AlwaysShowToolTips);
+}
+
 void WidgetRootView::enterEvent(QEnterEvent*) {
     if (onPointer)
         onPointer();

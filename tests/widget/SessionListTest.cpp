@@ -12,6 +12,7 @@
 
 #include <QAccessible>
 #include <QMenu>
+#include <QToolTip>
 #include <QWheelEvent>
 #include <QtTest/qtestspontaneevent.h>
 
@@ -259,6 +260,24 @@ private slots:
         row->click();
         QCOMPARE(opened.size(), std::size_t(2));
         QCOMPARE(opened[1].second, std::nullopt);
+    }
+
+    void toolTipsShowInTheInactiveWidgetWindow() {
+        ViewHarness h(oneTwoOne());
+        h.model.setExpanded(true);
+        h.view->finishTransitions();
+        QVERIFY(QTest::qWaitForWindowExposed(h.view.get()));
+        // The user works in another window; the widget never takes the focus from it.
+        QWidget work;
+        work.show();
+        work.activateWindow();
+        QTRY_VERIFY(work.isActiveWindow());
+        QVERIFY(!h.view->isActiveWindow());
+        SessionRow* row = h.view->panel()->rows()[1];
+        QTest::mouseMove(row, QPoint(100, 20));
+        QTRY_VERIFY(QToolTip::isVisible());
+        QCOMPARE(QToolTip::text(), row->toolTip());
+        QToolTip::hideText();
     }
 
     void accessibleTreeFollowsDisplayOrder() {
