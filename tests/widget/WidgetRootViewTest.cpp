@@ -276,6 +276,18 @@ private slots:
         many.model.setScrollOffset(120);
         writeScreenshot(many.render(), QStringLiteral("many"), true);
 
+        auto crowded = oneTwoOne();
+        crowded[0].sessions[0].name = "Refactor the billing service's retry policy and its tests";
+        crowded[0].sessions[0].state.cwd = "/src/an-unusually-long-project-folder-name";
+        crowded[0].sessions[0].state.root.reset();
+        crowded[1].name = "xterm: ~/src/a/deeply/nested/folder/with/a/long/path/web";
+        crowded[1].sessions[0].state.detail =
+            "npm run test -- --watch=false --coverage --reporter=dot";
+        crowded[1].sessions[0].name = "Fix";
+        ViewHarness longTexts(crowded);
+        longTexts.model.setExpanded(true);
+        writeScreenshot(longTexts.render(), QStringLiteral("long"), true);
+
         for (bool dark : {true, false}) {
             ViewHarness shot(oneTwoOne(), 600, dark);
             shot.model.setExpanded(true);
