@@ -82,9 +82,15 @@ private slots:
         QVERIFY(controller.panel().testAttribute(Qt::WA_ShowWithoutActivating));
         QVERIFY(!QGuiApplication::focusWindow());
 
-        // A fixed canvas height is kept.
+        // A fixed canvas height is kept, also when the screen changes.
         controller.show(false, true, 420.0);
         QCOMPARE(controller.placement().height(), 420);
+        QCOMPARE(model.canvasHeight(), 420.0);
+        controller.panel().move(0, 0);
+        QScreen* screen = QGuiApplication::primaryScreen();
+        emit screen->availableGeometryChanged(screen->availableGeometry());
+        QCOMPARE(controller.placement(), WidgetPanelController::placement(available, 420.0));
+        QCOMPARE(controller.panel().geometry(), controller.placement());
         QCOMPARE(model.canvasHeight(), 420.0);
     }
 
