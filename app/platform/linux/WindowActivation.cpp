@@ -44,6 +44,12 @@ public:
     xcb_ewmh_connection_t* ewmh() { return &ewmh_; }
     int screen() const { return screen_; }
     xcb_window_t root() const { return ewmh_.screens[screen_]->root; }
+    // Waits until the server has handled every request sent. A client that disconnects right
+    // after sending events loses most of them (measured under Xvfb: 29 of 40 desktop switches).
+    void sync() {
+        std::free(
+            xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    }
 
 private:
     int screen_ = 0;
@@ -170,7 +176,7 @@ Outcome activate(const std::vector<std::int32_t>& chain, std::optional<std::uint
     // managers that weigh the time instead (mutter) accept the user's click time.
     xcb_ewmh_request_change_active_window(ewmh, screen, *window, XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER,
                                           time, active);
-    xcb_flush(display.connection());
+    display.sync();
     return Outcome::activated;
 }
 
