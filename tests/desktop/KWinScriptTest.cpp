@@ -20,6 +20,16 @@ public:
         return calls_;
     }
 
+private:
+    void record(const QString& call) {
+        QMutexLocker lock(&mutex_);
+        calls_.push_back(call);
+    }
+
+    mutable QMutex mutex_;
+    QStringList calls_;
+    QString path_;
+
 public slots:
     int loadScript(const QString& path, const QString& name) {
         record(QStringLiteral("load ") + name);
@@ -35,16 +45,6 @@ public slots:
         record(QStringLiteral("unload ") + name);
         return true;
     }
-
-private:
-    void record(const QString& call) {
-        QMutexLocker lock(&mutex_);
-        calls_.push_back(call);
-    }
-
-    mutable QMutex mutex_;
-    QStringList calls_;
-    QString path_;
 };
 
 // A Wayland session with no X11 display: the window is asked of KWin over a private session bus,

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
+#include <thread>
 
 using namespace ostrelvan;
 using namespace std::chrono_literals;
@@ -101,7 +102,7 @@ struct FakeMachine {
                 return WindowActivation::Outcome::noWindow;
             },
             [this, &log](const std::string& folder, std::optional<std::uint32_t>,
-                         std::function<void(bool)> done) {
+                         const std::function<void(bool)>& done) {
                 log.push_back("show-items " + folder);
                 done(fileManager);
             },
@@ -270,7 +271,15 @@ TEST(SessionOpening, LiveMachineReadsTheAgentAndFindsVSCode) {
     test::writeText(root / "claude/sessions/7.json", R"({"pid":8,"tmux":"w:@1.%9"})");
 
     const auto live = SessionOpening::Machine::live(root / "claude", {});
-    EXPECT_EQ(live.environment(pid)->at("TMUX_PANE"), "%9");
+    // The kernel lets the spawning parent go on before the new program's environment is in
+    // place, so a read at once can come back empty.
+    std::optional<Environment> environment;
+    for (int i = 0; i < 200 && !(environment && environment->contains("TMUX_PANE")); ++i) {
+        std::this_thread::sleep_for(10ms);
+        environment = live.environment(pid);
+    }
+    ASSERT_TRUE(environment && environment->contains("TMUX_PANE"));
+    EXPECT_EQ(environment->at("TMUX_PANE"), "%9");
     EXPECT_EQ(live.parent(pid), ::getpid());
     EXPECT_EQ(live.registryTmux(pid), "w:@1.%9");
     EXPECT_EQ(live.registryTmux(7), std::nullopt); // a record of another process
