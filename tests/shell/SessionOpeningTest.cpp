@@ -57,6 +57,12 @@ private:
     std::deque<std::function<void()>> pending_;
 };
 
+template <class Value>
+std::optional<Value> find(const std::map<std::int32_t, Value>& map, std::int32_t key) {
+    const auto found = map.find(key);
+    return found == map.end() ? std::nullopt : std::optional(found->second);
+}
+
 // A machine of a few processes and windows.
 struct FakeMachine {
     std::map<std::int32_t, Environment> environments; // readable environments
@@ -76,18 +82,9 @@ struct FakeMachine {
                 command.push_back(folder);
                 return command;
             },
-            [this](std::int32_t pid) -> std::optional<Environment> {
-                const auto found = environments.find(pid);
-                return found == environments.end() ? std::nullopt : std::optional(found->second);
-            },
-            [this](std::int32_t pid) -> std::optional<std::int32_t> {
-                const auto found = parents.find(pid);
-                return found == parents.end() ? std::nullopt : std::optional(found->second);
-            },
-            [this](std::int32_t pid) -> std::optional<std::string> {
-                const auto found = registry.find(pid);
-                return found == registry.end() ? std::nullopt : std::optional(found->second);
-            },
+            [this](std::int32_t pid) { return find(environments, pid); },
+            [this](std::int32_t pid) { return find(parents, pid); },
+            [this](std::int32_t pid) { return find(registry, pid); },
             [this, &log](const std::vector<std::int32_t>& chain,
                          std::optional<std::uint32_t> time) {
                 std::string text = "activate";
