@@ -1,6 +1,6 @@
 #include "ClaudeRegistry.h"
 
-#include "RegularFile.h"
+#include "FileSystem.h"
 
 #include <algorithm>
 #include <cmath>
@@ -171,7 +171,7 @@ std::filesystem::path sessionsDirectory(const std::filesystem::path& config) {
 }
 
 std::optional<std::string> readFile(const std::filesystem::path& path) {
-    return readRegularFile(path);
+    return FileSystem::readRegularFile(path);
 }
 
 std::vector<ClaudeProcess> load(const std::filesystem::path& directory) {

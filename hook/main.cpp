@@ -45,7 +45,7 @@ void record(const Environment& environment) {
         EventContext context{now, HostDetector::host(environment),
                              HostDetector::terminalApp(environment),
                              AgentProcess::find(environment, static_cast<std::int32_t>(getppid()),
-                                                AgentProcess::lookup)};
+                                                ProcessTable::entry)};
         try {
             SessionFileStore(DataPaths::sessions(environment)).apply(event, context);
         } catch (const std::exception& error) {

@@ -2,6 +2,7 @@
 
 #include "ClaudeRegistry.h"
 #include "FileDescriptor.h"
+#include "FileSystem.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -31,11 +32,7 @@ std::optional<Attributes> attributes(const std::filesystem::path& path) {
     if (::stat(path.c_str(), &st) != 0) {
         return std::nullopt;
     }
-#ifdef __APPLE__
-    const struct timespec mtime = st.st_mtimespec;
-#else
-    const struct timespec mtime = st.st_mtim;
-#endif
+    const struct timespec mtime = FileSystem::modificationTime(st);
     return Attributes{static_cast<std::int64_t>(st.st_size),
                       TimePoint(std::chrono::seconds(mtime.tv_sec)) +
                           std::chrono::milliseconds(mtime.tv_nsec / 1'000'000)};

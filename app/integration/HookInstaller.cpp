@@ -1,9 +1,13 @@
 #include "HookInstaller.h"
 
-#include "AtomicFile.h"
+#include "FileSystem.h"
+#include "TemporaryFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace ostrelvan::HookInstaller {
 
@@ -74,12 +78,22 @@ bool runsCommand(const json& entry, const std::string& expected) {
                        [&](const json& hook) { return hook.at("command") == expected; });
 }
 
+// The mode a newly created file gets from this process: 0666 less the umask.
+mode_t defaultFileMode() {
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return 0666 & ~mask;
+}
+
 } // namespace
 
 Settings readSettings(const fs::path& url) {
     if (!fs::exists(url))
         return json::object();
-    return parseSettings(AtomicFile::read(url));
+    const auto content = FileSystem::readRegularFile(url);
+    if (!content)
+        throw std::system_error(errno, std::generic_category(), "cannot read " + url.string());
+    return parseSettings(*content);
 }
 
 Settings parseSettings(std::string_view content) {
@@ -100,7 +114,7 @@ std::string serialise(const Settings& settings) {
 SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
     const fs::path file = resolveLinks(url);
     SettingsWrite result{file, std::nullopt};
-    mode_t mode = AtomicFile::defaultFileMode();
+    mode_t mode = defaultFileMode();
     if (fs::exists(file)) {
         fs::path backup = url;
         backup += backupSuffix;
@@ -112,7 +126,12 @@ SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
     } else if (file.has_parent_path()) {
         fs::create_directories(file.parent_path());
     }
-    AtomicFile::replace(file, serialise(settings), mode);
+    // Claude Code's settings are the user's: flushed to disk before they replace the old ones.
+    const fs::path temporary = file.parent_path() / ("." + file.filename().string() +
+                                                     ".ostrelvan-" + std::to_string(::getpid()));
+    TemporaryFile written(temporary, serialise(settings), mode, true);
+    if (!written.moveTo(file))
+        throw std::system_error(errno, std::generic_category(), "cannot write " + file.string());
     return result;
 }
 
