@@ -13,11 +13,19 @@ std::filesystem::path root(const Environment& environment) {
 }
 
 std::filesystem::path sessions(const Environment& environment) {
-    return root(environment) / "sessions";
+    return sessions(root(environment));
 }
 
 std::filesystem::path helper(const Environment& environment) {
-    return root(environment) / "bin" / "ostrelvan-hook";
+    return helper(root(environment));
+}
+
+std::filesystem::path sessions(const std::filesystem::path& root) {
+    return root / "sessions";
+}
+
+std::filesystem::path helper(const std::filesystem::path& root) {
+    return root / "bin" / "ostrelvan-hook";
 }
 
 } // namespace ostrelvan::DataPaths

@@ -1,5 +1,6 @@
 #include "HelperInstaller.h"
 
+#include "DataPaths.h"
 #include "FileDescriptor.h"
 #include "FileSystem.h"
 #include "TemporaryFile.h"
@@ -43,6 +44,17 @@ bool isExecutableCopy(const fs::path& path, const std::string& bytes) {
            ::access(path.c_str(), X_OK) == 0 && FileSystem::readRegularFile(path) == bytes;
 }
 
+// Tells the helper at `destination` that it is the copy installed for the data root above its
+// folder, so it records there whatever environment Claude Code starts it with.
+void markInstalled(const fs::path& destination) {
+    const fs::path marker = destination.parent_path() / DataPaths::installedMarker;
+    if (::access(marker.c_str(), F_OK) == 0)
+        return;
+    const FileDescriptor file(::open(marker.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    if (!file.isOpen())
+        throw std::system_error(errno, std::generic_category(), "cannot write " + marker.string());
+}
+
 } // namespace
 
 std::optional<fs::path> bundledHelper(const std::optional<fs::path>& executableDirectory) {
@@ -63,6 +75,7 @@ bool refresh(const std::optional<fs::path>& source, const fs::path& destination)
 
     const fs::path directory = destination.parent_path();
     FileSystem::createPrivateDirectories(directory);
+    markInstalled(destination);
     if (isExecutableCopy(destination, *bytes))
         return false;
     // Flushed to disk before it replaces the old helper: a hook that runs after a power cut must

@@ -78,6 +78,15 @@ bool runsCommand(const json& entry, const std::string& expected) {
                        [&](const json& hook) { return hook.at("command") == expected; });
 }
 
+std::string doubleQuoted(std::string_view path) {
+    std::string quoted;
+    quoted.reserve(path.size() + 2);
+    quoted += '"';
+    quoted += path;
+    quoted += '"';
+    return quoted;
+}
+
 // The mode a newly created file gets from this process: 0666 less the umask.
 mode_t defaultFileMode() {
     const mode_t mask = ::umask(0);
@@ -93,17 +102,17 @@ Settings readSettings(const fs::path& url) {
     const auto content = FileSystem::readRegularFile(url);
     if (!content)
         throw std::system_error(errno, std::generic_category(), "cannot read " + url.string());
-    return parseSettings(*content);
+    return parseSettings(*content, url);
 }
 
-Settings parseSettings(std::string_view content) {
+Settings parseSettings(std::string_view content, const fs::path& url) {
     if (isBlank(content))
         return json::object();
     if (nestsTooDeep(content))
-        throw HookInstallerError::invalidJSON();
+        throw HookInstallerError::invalidJSON(url);
     json settings = json::parse(content, nullptr, false);
     if (settings.is_discarded() || !settings.is_object())
-        throw HookInstallerError::invalidJSON();
+        throw HookInstallerError::invalidJSON(url);
     return settings;
 }
 
@@ -136,30 +145,41 @@ SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
 }
 
 std::string command(std::string_view helperPath) {
-    std::string quoted;
-    quoted.reserve(helperPath.size() + 2);
-    quoted += '"';
-    quoted += helperPath;
-    quoted += '"';
+    if (helperPath.find_first_of("\"$`\\") == std::string_view::npos)
+        return doubleQuoted(helperPath);
+    std::string quoted = "'";
+    for (char c : helperPath) {
+        if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += c;
+    }
+    quoted += '\'';
     return quoted;
 }
 
-bool isOwned(const json& entry) {
+bool runsHelper(std::string_view command, std::string_view helperPath) {
+    return command == HookInstaller::command(helperPath) || command == doubleQuoted(helperPath);
+}
+
+bool isOwned(const json& entry, std::string_view helperPath) {
     if (!entry.is_object())
         return false;
     const auto hooks = entry.find("hooks");
     if (hooks == entry.end() || !hooks->is_array() || hooks->empty())
         return false;
-    return std::all_of(hooks->begin(), hooks->end(), [](const json& hook) {
+    return std::all_of(hooks->begin(), hooks->end(), [&](const json& hook) {
         if (!hook.is_object())
             return false;
         const auto text = hook.find("command");
-        return text != hook.end() && text->is_string() &&
-               text->get_ref<const std::string&>().find(marker) != std::string::npos;
+        if (text == hook.end() || !text->is_string())
+            return false;
+        const std::string& command = text->get_ref<const std::string&>();
+        return command.find(marker) != std::string::npos || runsHelper(command, helperPath);
     });
 }
 
-Settings removing(const Settings& settings) {
+Settings removing(const Settings& settings, std::string_view helperPath) {
     const auto found = settings.find("hooks");
     if (found == settings.end() || !found->is_object())
         return settings;
@@ -172,7 +192,7 @@ Settings removing(const Settings& settings) {
         }
         json kept = json::array();
         for (const json& entry : *it)
-            if (!isOwned(entry))
+            if (!isOwned(entry, helperPath))
                 kept.push_back(entry);
         if (kept.size() == it->size()) {
             ++it;
@@ -197,7 +217,7 @@ Settings removing(const Settings& settings) {
 }
 
 Settings installing(const Settings& settings, std::string_view helperPath) {
-    Settings result = removing(settings);
+    Settings result = removing(settings, helperPath);
     json hooks = json::object();
     if (const auto found = result.find("hooks"); found != result.end() && found->is_object())
         hooks = *found;
@@ -224,15 +244,16 @@ bool isInstalled(const Settings& settings, std::string_view helperPath) {
         const auto entries = hooks->find(std::string(event.name));
         if (entries == hooks->end() || !entries->is_array())
             return false;
-        return std::any_of(entries->begin(), entries->end(), [&](const json& entry) {
-            return isOwned(entry) && runsCommand(entry, expected);
-        });
+        const auto owned = [&](const json& entry) { return isOwned(entry, helperPath); };
+        const auto ours = std::find_if(entries->begin(), entries->end(), owned);
+        return ours != entries->end() && runsCommand(*ours, expected) &&
+               std::none_of(std::next(ours), entries->end(), owned);
     });
 }
 
-std::optional<SettingsWrite> disconnect(const fs::path& settingsURL) {
+std::optional<SettingsWrite> disconnect(const fs::path& settingsURL, std::string_view helperPath) {
     const Settings settings = readSettings(settingsURL);
-    const Settings result = removing(settings);
+    const Settings result = removing(settings, helperPath);
     if (result == settings)
         return std::nullopt;
     return writeSettings(result, settingsURL);
