@@ -9,6 +9,7 @@
 #include "ProcessTable.h"
 #include "SessionFileStore.h"
 #include "SessionStore.h"
+#include "Transcript.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -60,7 +61,7 @@ struct Machine {
                           R"(","cwd":")" + cwd +
                           R"(","kind":"interactive","status":"busy","startedAt":)" +
                           std::to_string(startedMs) + "}");
-            writeText(ClaudeRegistry::transcriptURL(config, cwd, id),
+            writeText(Transcript::url(config, cwd, id),
                       R"({"type":"custom-title","customTitle":"Task )" + std::to_string(i) +
                           "\"}\n");
         }

@@ -93,7 +93,10 @@ ClaudeSystem ClaudeSystem::live(const std::filesystem::path& home, const Environ
     // Records mostly stay as they are between reloads.
     auto records = std::make_shared<FileDecodeCache<ClaudeProcess>>(ClaudeRegistry::decode);
     return ClaudeSystem{
-        [registry, memo, records] {
+        [registry, memo, records, reader] {
+            // A reload starts here and then asks for the transcript of every session it lists:
+            // those not asked for during the previous reload are no longer listed.
+            reader->prune();
             auto loaded = ClaudeRegistry::loadRecords(
                 registry,
                 [&records](const std::filesystem::path& path) { return records->read(path); });
