@@ -81,7 +81,7 @@ void reload(benchmark::State& state) {
     MemoryKeyValueStore defaults;
     AcknowledgedStore acknowledged(defaults);
     SessionStore store(machine.files, acknowledged, ProcessTable::isAlive, wallClockNow,
-                       machine.root.filePath("home").toStdString(),
+                       machine.config,
                        ClaudeSystem::live(machine.root.filePath("home").toStdString(),
                                           {{"CLAUDE_CONFIG_DIR", machine.config.string()}}));
     // Files younger than the decode caches' settle time are read afresh each time; on a real
@@ -107,7 +107,7 @@ void helperExitToPublish(benchmark::State& state) {
     MemoryKeyValueStore defaults;
     AcknowledgedStore acknowledged(defaults);
     SessionStore store(files, acknowledged, ProcessTable::isAlive, wallClockNow,
-                       root.filePath("home").toStdString(), ClaudeSystem::none());
+                       root.filePath("home/.claude").toStdString(), ClaudeSystem::none());
     store.start();
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

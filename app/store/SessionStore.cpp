@@ -18,11 +18,12 @@ std::optional<double> SessionStore::defaultReviewFade() {
 }
 
 SessionStore::SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged,
-                           IsAlive isAlive, Clock clock, std::string home, ClaudeSystem system,
-                           ReviewFadeSource reviewFade, QObject* parent)
+                           IsAlive isAlive, Clock clock, std::filesystem::path claudeFolder,
+                           ClaudeSystem system, ReviewFadeSource reviewFade, QObject* parent)
     : QObject(parent), fileStore_(std::move(fileStore)), acknowledged_(acknowledged),
-      isAlive_(std::move(isAlive)), clock_(std::move(clock)), home_(std::move(home)),
-      system_(std::move(system)), reviewFade_(std::move(reviewFade)) {
+      isAlive_(std::move(isAlive)), clock_(std::move(clock)),
+      claudeFolder_(std::move(claudeFolder)), system_(std::move(system)),
+      reviewFade_(std::move(reviewFade)) {
     refreshTask_.setInterval(refreshInterval);
     refreshTask_.setTimerType(Qt::PreciseTimer);
     connect(&refreshTask_, &QTimer::timeout, this, &SessionStore::reload);
@@ -53,7 +54,7 @@ void SessionStore::reload() {
     WindowKeys windows;
     for (SessionState state : merged) {
         const TranscriptInfo info = system_.transcript(state);
-        if (!DisplayRules::isShown(state, home_, info.exists)) {
+        if (!DisplayRules::isShown(state, claudeFolder_.native(), info.exists)) {
             continue;
         }
         if (info.title) {
