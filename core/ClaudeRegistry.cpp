@@ -1,6 +1,7 @@
 #include "ClaudeRegistry.h"
 
 #include "FileSystem.h"
+#include "SessionFileStore.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,13 +13,8 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t maxSessionIdLength = 128;
 // The range of a JavaScript date, which is what Claude Code writes.
 constexpr double maxEpochMilliseconds = 8.64e15;
-
-bool isAsciiAlnum(unsigned char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-}
 
 // A present value of the wrong type fails the whole record; null counts as absent.
 bool optionalString(const json& object, const char* key, std::optional<std::string>& out) {
@@ -56,15 +52,6 @@ bool optionalTime(const json& object, const char* key, std::optional<TimePoint>&
     }
     out = time;
     return true;
-}
-
-bool validSessionId(std::string_view id) {
-    if (id.empty() || id.size() > maxSessionIdLength) {
-        return false;
-    }
-    return std::all_of(id.begin(), id.end(), [](char c) {
-        return isAsciiAlnum(static_cast<unsigned char>(c)) || c == '-' || c == '_';
-    });
 }
 
 } // namespace
@@ -152,7 +139,8 @@ std::optional<ClaudeProcess> decode(std::string_view data) {
     process.pid = static_cast<std::int32_t>(pidValue);
     process.sessionId = sessionId->get<std::string>();
     process.cwd = cwd->get<std::string>();
-    if (!validSessionId(process.sessionId) || process.pid <= 0 || process.cwd.empty()) {
+    if (!SessionFileStore::isValidSessionId(process.sessionId) || process.pid <= 0 ||
+        process.cwd.empty()) {
         return std::nullopt;
     }
     return process;
