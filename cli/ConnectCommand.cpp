@@ -34,11 +34,16 @@ void describe(const ConnectReport& report, const HookPaths& paths, std::ostream&
     else
         out << "Installed the hook helper at " << paths.helper.string() << ".\n";
     const auto& write = report.settingsWrite;
-    if (write.backup)
-        out << "Backed up the previous settings to " << write.backup->string() << ".\n";
+    if (!write) {
+        out << "Ostrelvan's hook entries in " << paths.settingsFile.string()
+            << " are in place already, so nothing was changed.\n";
+        return;
+    }
+    if (write->backup)
+        out << "Backed up the previous settings to " << write->backup->string() << ".\n";
     else
         out << "There was no settings file, so no backup was made.\n";
-    out << "Wrote Ostrelvan's hook entries to " << write.file.string() << ".\n";
+    out << "Wrote Ostrelvan's hook entries to " << write->file.string() << ".\n";
 }
 
 } // namespace
@@ -54,10 +59,6 @@ int connect(CommandContext& context) {
         context.err << error.what() << "\n";
         return 1;
     }
-    if (paths.helper.string().find(HookInstaller::marker) == std::string::npos)
-        context.err << "Warning: " << paths.helper.string() << " is not in a folder named "
-                    << "Ostrelvan, so these entries will not be recognised as Ostrelvan's "
-                    << "(check OSTRELVAN_DATA_DIR).\n";
     return 0;
 }
 
@@ -120,7 +121,8 @@ std::optional<std::string> connectionNotice(const CommandContext& context) {
                ", so sessions are not tracked; run `ostrelvan connect` to restore them.";
     case HookHealth::broken:
         return "Warning: Ostrelvan's hook entries in " + file +
-               " are incomplete or run another helper; run `ostrelvan connect` to repair them.";
+               " are incomplete, doubled or run another helper; run `ostrelvan connect` to repair "
+               "them.";
     case HookHealth::unreadable:
         try {
             HookInstaller::readSettings(paths.settingsFile);

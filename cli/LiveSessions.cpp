@@ -1,5 +1,6 @@
 #include "LiveSessions.h"
 
+#include "ClaudeRegistry.h"
 #include "DataPaths.h"
 #include "ProcessTable.h"
 
@@ -8,7 +9,8 @@ namespace ostrelvan::cli {
 LiveSessions::LiveSessions(const CommandContext& context, KeyValueStore& defaults)
     : acknowledged_(defaults),
       store_(SessionFileStore(DataPaths::sessions(context.environment)), acknowledged_,
-             ProcessTable::isAlive, wallClockNow, context.home.string(),
+             ProcessTable::isAlive, wallClockNow,
+             ClaudeRegistry::configDirectory(context.home, context.environment),
              ClaudeSystem::live(context.home, context.environment),
              [&settings = context.settings] { return seconds(settings.reviewFade()); }) {}
 

@@ -1,6 +1,7 @@
 #include "Terminal.h"
 
-#include <cerrno>
+#include "FileSystem.h"
+
 #include <string>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -69,16 +70,8 @@ void Terminal::draw(std::string_view frame) const {
 }
 
 void Terminal::write(std::string_view text) const {
-    while (!text.empty()) {
-        const auto written = ::write(output_, text.data(), text.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
+    // A terminal that went away takes the rest of the frame with it.
+    FileSystem::writeAll(output_, text);
 }
 
 } // namespace ostrelvan::cli

@@ -3,7 +3,7 @@
 #include "ClaudeRegistry.h"
 #include "FileManager.h"
 #include "ProcessTable.h"
-#include "RegularFile.h"
+#include "FileSystem.h"
 #include "TmuxClient.h"
 #include "TmuxPane.h"
 #include "Workspace.h"
@@ -20,7 +20,7 @@ Q_LOGGING_CATEGORY(openLog, "ui")
 
 std::optional<std::string> readRegistryTmux(const std::filesystem::path& sessions,
                                             std::int32_t pid) {
-    const auto text = readRegularFile(sessions / (std::to_string(pid) + ".json"));
+    const auto text = FileSystem::readRegularFile(sessions / (std::to_string(pid) + ".json"));
     if (!text)
         return std::nullopt;
     const auto record = nlohmann::json::parse(*text, nullptr, false);

@@ -72,6 +72,8 @@ private slots:
         auto silent = session("silent", "/work/silent", SessionStatus::idle, now);
         silent.startedConversation = false;
         put(silent);
+        // Run inside Claude Code's own folder, which CLAUDE_CONFIG_DIR moved: hidden.
+        put(session("internal", *root_ / "claude/helper", SessionStatus::working, now));
         writeText(*root_ / "claude/sessions" / (std::to_string(pid) + ".json"),
                   R"({"pid":)" + std::to_string(pid) +
                       R"(,"sessionId":"alpha","cwd":"/work/alpha","kind":"interactive",)"

@@ -4,7 +4,9 @@
 #include "SessionFileStore.h"
 
 #include <gtest/gtest.h>
+#include <latch>
 #include <sstream>
+#include <thread>
 
 using namespace ostrelvan;
 using namespace ostrelvan::test;
@@ -102,6 +104,7 @@ TEST(HookHelper, BadInputIsLoggedAndLeavesSessionsIntact) {
     for (const char* written : {"n1.json", "deep.json", "big.json"})
         EXPECT_TRUE(SessionFileStore::read(f.sessions() / written)) << written;
     EXPECT_FALSE(fs::exists(f.sessions() / "n2.json"));
+    EXPECT_FALSE(fs::exists(f.sessions() / "n2.lock")); // ignored: no lock file left either
 }
 
 TEST(HookHelper, WithoutHomeOrDataFolderWritesNothing) {
@@ -118,4 +121,28 @@ TEST(HookHelper, LogStaysBounded) {
     for (const char* name : {"hook.log", "hook.log.1"})
         EXPECT_LT(fs::file_size(temp / name), HookLog::rotateAt + 1200u) << name;
     EXPECT_TRUE(readText(temp / "hook.log").ends_with("m...\n")); // long messages are cut
+}
+
+// Helpers that find the log full at the same moment: one rotates it, the others write to the fresh
+// log instead of rotating that over the full one.
+TEST(HookHelper, HelpersRotatingAtOnceKeepTheFullLog) {
+    TempDir temp;
+    constexpr int helpers = 16;
+    const std::string full(HookLog::rotateAt, 'o');
+    for (int round = 0; round < 40; ++round) {
+        writeText(temp / "hook.log", full);
+        std::latch start(helpers);
+        std::vector<std::thread> threads;
+        threads.reserve(helpers);
+        for (int i = 0; i < helpers; ++i)
+            threads.emplace_back([&] {
+                start.arrive_and_wait();
+                HookLog::append(temp.path(), TimePoint{}, "line");
+            });
+        for (auto& thread : threads)
+            thread.join();
+        ASSERT_EQ(readText(temp / "hook.log.1"), full) << "round " << round;
+        const std::string fresh = readText(temp / "hook.log");
+        ASSERT_EQ(std::count(fresh.begin(), fresh.end(), '\n'), helpers) << "round " << round;
+    }
 }

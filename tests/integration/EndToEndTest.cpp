@@ -129,9 +129,35 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
     const Outcome refused = ostrelvan({"connect"});
     EXPECT_EQ(refused.code, 1);
     EXPECT_EQ(refused.err,
-              "~/.claude/settings.json is not valid JSON, so Ostrelvan left it untouched.\n");
+              settingsFile.string() + " is not valid JSON, so Ostrelvan left it untouched.\n");
     EXPECT_EQ(readText(settingsFile), broken);
     EXPECT_EQ(ostrelvan({"status"}).out.rfind("Not connected to Claude Code", 0), 0u);
+}
+
+// A data folder whose path the shell would break or expand: the command written into
+// settings.json still runs the installed helper, which records into the folder it was installed
+// for even though Claude Code runs it without OSTRELVAN_DATA_DIR.
+TEST_F(EndToEnd, anyDataFolderPathSurvivesTheShell) {
+    data = root / "it's a \"data\" $HOME `touch pwned` folder";
+    environment["OSTRELVAN_DATA_DIR"] = data.string();
+    const Outcome connect = ostrelvan({"connect"});
+    ASSERT_EQ(connect.code, 0) << connect.err;
+    EXPECT_EQ(connect.err, "");
+    const json settings = HookInstaller::readSettings(settingsFile);
+    ASSERT_TRUE(HookInstaller::isInstalled(settings, (data / "bin/ostrelvan-hook").string()));
+
+    Variables claudeCode = environment;
+    claudeCode.erase("OSTRELVAN_DATA_DIR");
+    fs::create_directories(project);
+    const std::string command = settings["hooks"]["UserPromptSubmit"][0]["hooks"][0]["command"];
+    const Outcome hook =
+        run({"/bin/sh", "-c", command}, claudeCode, payload("UserPromptSubmit", "odd"), project);
+    EXPECT_EQ(hook.code, 0);
+    EXPECT_EQ(hook.out + hook.err, "");
+    const json state = json::parse(readText(data / "sessions/odd.json"), nullptr, false);
+    EXPECT_EQ(state.value("status", ""), "working");
+    EXPECT_FALSE(fs::exists(home / ".local/share/Ostrelvan"));
+    EXPECT_TRUE(fs::is_empty(project)); // nothing the path spelt ran
 }
 
 } // namespace
