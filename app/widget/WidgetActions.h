@@ -6,6 +6,8 @@
 #include <functional>
 #include <optional>
 
+class QMenu;
+
 namespace ostrelvan {
 
 // What the widget asks of the application. The widget only calls these; the application decides
@@ -17,8 +19,12 @@ struct WidgetActions {
     std::function<void()> connect;
     std::function<void()> restart;
     std::function<void()> openSettings;
-    // Not one of the application's five: quitting is the same everywhere.
+    // Not one of the application's five: quitting is the same everywhere. Unset, the widget menu
+    // quits the Qt application itself.
     std::function<void()> quit;
+    // Appends the application's own entries to the widget menu, for a desktop without a tray
+    // host where the widget's menu is the only one the user has.
+    std::function<void(QMenu&)> extendMenu;
 };
 
 } // namespace ostrelvan

@@ -1,0 +1,311 @@
+#include "GlassColor.h"
+#include "LampColumn.h"
+#include "SessionPanelView.h"
+#include "SessionRow.h"
+#include "StatusLamp.h"
+#include "WidgetViewHarness.h"
+
+#include <QAccessible>
+#include <QDir>
+#include <QPainter>
+
+namespace ostrelvan::test {
+
+namespace {
+
+// The lamp colour `c` shows, among the three the column can show; none when it is far from all
+// of them (glass). The gem's specular highlight lightens its centre a little.
+std::optional<SessionStatus> lampStatusOf(const QColor& c) {
+    const std::pair<SessionStatus, QColor> palette[] = {
+        {SessionStatus::working, StatusPalette::color(SessionStatus::working)},
+        {SessionStatus::needsApproval, StatusPalette::color(SessionStatus::needsApproval)},
+        {SessionStatus::idle, StatusPalette::color(SessionStatus::idle)},
+    };
+    std::optional<SessionStatus> best;
+    double bestDistance = 1e9;
+    for (const auto& [status, color] : palette)
+        if (double d = distance(c, color); d < bestDistance) {
+            bestDistance = d;
+            best = status;
+        }
+    return bestDistance < 100 ? best : std::nullopt;
+}
+
+// Width of the run of non-glass pixels through the lamp's centre row.
+int lampWidth(const QImage& image, QPoint centre) {
+    const QColor glass = image.pixelColor(centre.x() - 14, centre.y());
+    int left = centre.x(), right = centre.x();
+    while (left > centre.x() - 13 && distance(image.pixelColor(left - 1, centre.y()), glass) > 24)
+        --left;
+    while (right < centre.x() + 13 && distance(image.pixelColor(right + 1, centre.y()), glass) > 24)
+        ++right;
+    return right - left + 1;
+}
+
+// The canvas over a backdrop, as it would look on a desktop.
+void writeScreenshot(const QImage& canvas, const QString& name, bool dark) {
+    const QString folder = qEnvironmentVariable("OSTRELVAN_WIDGET_SHOTS");
+    if (folder.isEmpty())
+        return;
+    QImage shot(canvas.size(), QImage::Format_ARGB32);
+    QPainter painter(&shot);
+    QLinearGradient backdrop(0, 0, canvas.width(), canvas.height());
+    backdrop.setColorAt(0, dark ? QColor(38, 52, 74) : QColor(214, 226, 236));
+    backdrop.setColorAt(1, dark ? QColor(70, 44, 62) : QColor(236, 218, 206));
+    painter.fillRect(shot.rect(), backdrop);
+    painter.drawImage(0, 0, canvas);
+    painter.end();
+    QDir().mkpath(folder);
+    QVERIFY(shot.save(folder + QStringLiteral("/wviews-") + name + QStringLiteral(".png")));
+}
+
+} // namespace
+
+class WidgetRootViewTest : public QObject {
+    Q_OBJECT
+private slots:
+    void columnAndPanelStandWhereTheMetricsPutThem() {
+        ViewHarness h(oneTwoOne(), 600);
+        QImage collapsed = h.render();
+        QCOMPARE(collapsed.size(), QSize(402, 600));
+        const QRect column = h.canvas(h.metrics().columnRect());
+        const QRect panel = h.canvas(h.metrics().panelRect());
+        QCOMPARE(h.view->lampColumn()->geometry(), column);
+
+        // Glass inside the column, between lamps and inside its edges; nothing outside it.
+        QVERIFY(collapsed.pixelColor(column.center().x(), column.top() + 3).alpha() > 0);
+        QVERIFY(collapsed.pixelColor(column.left() + 4, column.center().y()).alpha() > 0);
+        QCOMPARE(collapsed.pixelColor(column.center().x(), column.top() - 2).alpha(), 0);
+        QCOMPARE(collapsed.pixelColor(column.center().x(), column.bottom() + 2).alpha(), 0);
+        QCOMPARE(collapsed.pixelColor(column.left() - 2, column.center().y()).alpha(), 0);
+        QCOMPARE(collapsed.pixelColor(column.right() + 2, column.center().y()).alpha(), 0);
+        // Collapsed, the panel's place is empty.
+        QCOMPARE(collapsed.pixelColor(panel.center()).alpha(), 0);
+
+        h.model.setExpanded(true);
+        QImage expanded = h.render();
+        QCOMPARE(h.view->panel()->geometry(), panel);
+        QVERIFY(expanded.pixelColor(panel.left() + 6, panel.center().y()).alpha() > 0);
+        QVERIFY(expanded.pixelColor(panel.right() - 6, panel.top() + 30).alpha() > 0);
+        QCOMPARE(expanded.pixelColor(panel.center().x(), panel.top() - 2).alpha(), 0);
+        QCOMPARE(expanded.pixelColor(panel.center().x(), panel.bottom() + 2).alpha(), 0);
+        QCOMPARE(expanded.pixelColor(panel.left() - 2, panel.center().y()).alpha(), 0);
+        // The gap between the panel and the column stays clear.
+        QCOMPARE(expanded.pixelColor(panel.right() + 8, panel.center().y()).alpha(), 0);
+
+        // The list is exactly the metrics' body; rows and the header stand where hit-testing
+        // expects them.
+        SessionPanelView* list = h.view->panel();
+        QCOMPARE(list->body()->geometry().translated(panel.topLeft()),
+                 h.canvas(h.metrics().bodyRect()));
+        for (int i = 0; i < 4; ++i) {
+            const QRect row = h.canvas(h.metrics().rowRect(i, 0));
+            QCOMPARE(list->rows()[i]->geometry().translated(list->body()->pos() + panel.topLeft()),
+                     row);
+            QCOMPARE(h.metrics().rowIndex(row.center().x(), h.canvasY(row.center().y()), 0), i);
+        }
+
+        // Collapsing takes the panel away again; a taller canvas moves everything to its middle.
+        h.model.setExpanded(false);
+        QCOMPARE(h.render().pixelColor(panel.center()).alpha(), 0);
+        h.model.setCanvasHeight(800);
+        QCOMPARE(h.view->size(), QSize(402, 800));
+        QCOMPARE(h.view->lampColumn()->geometry(), h.canvas(h.metrics().columnRect()));
+    }
+
+    void panelEmergesFromTheColumnSide() {
+        ViewHarness h(oneTwoOne());
+        const QRect panel = h.canvas(h.metrics().panelRect());
+        h.model.setExpanded(true);
+        QVERIFY(h.view->panel()->isVisible());
+        QVERIFY(h.view->panel()->x() > panel.x());
+        h.view->finishTransitions();
+        QCOMPARE(h.view->panel()->geometry(), panel);
+
+        h.model.setExpanded(false);
+        QVERIFY(h.view->panel()->isVisible()); // still leaving
+        h.view->finishTransitions();
+        QVERIFY(!h.view->panel()->isVisible());
+
+        // With reduced motion it is there at once.
+        WidgetLook still = h.view->look();
+        still.reduceMotion = true;
+        h.view->setLook(still);
+        h.model.setExpanded(true);
+        QCOMPARE(h.view->panel()->geometry(), panel);
+        QVERIFY(!h.view->panel()->graphicsEffect());
+    }
+
+    void lampsShowTheirStatusAtTheMetricsCentres() {
+        ViewHarness h(oneTwoOne());
+        const QImage image = h.render();
+        const auto sessions = h.feed.sessions();
+        const int x = h.canvas(h.metrics().columnRect()).center().x();
+        for (int i = 0; i < 4; ++i) {
+            const QPoint centre(x, qRound(h.canvasY(h.metrics().lampCentreY(i))));
+            const auto seen = lampStatusOf(patch(image, centre));
+            const auto expected = sessions[i].status == SessionStatus::awaitingReview
+                                      ? SessionStatus::needsApproval
+                                      : sessions[i].status;
+            QVERIFY2(seen == expected, qPrintable(QStringLiteral("lamp %1").arg(i)));
+        }
+        // Between two lamps there is only glass.
+        const QPoint between(x, qRound(h.canvasY(h.metrics().lampCentreY(0))) + 13);
+        QVERIFY(distance(patch(image, between), StatusPalette::color(SessionStatus::working)) > 80);
+
+        // The lamp under the pointer grows.
+        const QPoint third(x, qRound(h.canvasY(h.metrics().lampCentreY(2))));
+        const int plain = lampWidth(image, third);
+        h.model.setHoveredIndex(2);
+        const int hovered = lampWidth(h.render(), third);
+        QVERIFY2(hovered >= plain + 2, qPrintable(QStringLiteral("%1 %2").arg(plain).arg(hovered)));
+        QVERIFY(h.view->lampColumn()->lamps()[2]->isHighlighted());
+        QVERIFY(!h.view->lampColumn()->lamps()[1]->isHighlighted());
+    }
+
+    void lampsKeepTheirIdentityAcrossChanges() {
+        auto groups = oneTwoOne();
+        ViewHarness h(groups);
+        const auto before = h.view->lampColumn()->lamps();
+        groups[0].sessions[0].status = SessionStatus::idle;
+        groups.insert(groups.begin() + 1,
+                      group("session-e", "e", {displayed("e", SessionStatus::working, "e", "/e")}));
+        h.feed.setGroups(groups);
+        const auto after = h.view->lampColumn()->lamps();
+        QCOMPARE(after.size(), std::size_t(5));
+        QCOMPARE(after[0], before[0]);
+        QCOMPARE(after[0]->status(), std::optional(SessionStatus::idle));
+        QCOMPARE(after[2], before[1]);
+        QCOMPARE(after[4], before[3]);
+        // The new lamp fades in, drawn by the column until the fade ends.
+        QVERIFY(!after[1]->isVisible());
+        QTest::qWait(150);
+        const QImage fading = h.view->grab().toImage().convertToFormat(QImage::Format_ARGB32);
+        const QPoint newCentre(h.canvas(h.metrics().columnRect()).center().x(),
+                               qRound(h.canvasY(h.metrics().lampCentreY(1))));
+        QCOMPARE(lampStatusOf(patch(fading, newCentre)), std::optional(SessionStatus::working));
+        h.view->finishTransitions();
+        QVERIFY(after[1]->isVisible());
+        QCOMPARE(after[1]->pos(), QPoint(qRound(WidgetMetrics::columnWidth / 2 - 22.0),
+                                         qRound(h.canvasY(h.metrics().lampCentreY(1)) -
+                                                h.view->lampColumn()->y() - 22.0)));
+
+        // No sessions: one placeholder lamp, never highlighted.
+        h.feed.setGroups({});
+        h.model.setHoveredIndex(0);
+        h.view->finishTransitions();
+        const auto placeholder = h.view->lampColumn()->lamps();
+        QCOMPARE(placeholder.size(), std::size_t(1));
+        QCOMPARE(placeholder[0]->status(), std::nullopt);
+        QVERIFY(!placeholder[0]->isHighlighted());
+        QCOMPARE(h.view->lampColumn()->height(), 44);
+    }
+
+    void chevronOnlyWhenTheLampsOverflow() {
+        // 21 lamps fit in 600 points; 22 leave room for 20 and the chevron.
+        ViewHarness fits(singles(21));
+        QCOMPARE(fits.view->lampColumn()->lamps().size(), std::size_t(21));
+        QVERIFY(!fits.view->lampColumn()->showsOverflow());
+
+        ViewHarness overflows(singles(22));
+        QCOMPARE(overflows.view->lampColumn()->lamps().size(), std::size_t(20));
+        QVERIFY(overflows.view->lampColumn()->showsOverflow());
+        const QImage image = overflows.render();
+        const QRect column = overflows.canvas(overflows.metrics().columnRect());
+        const int lastCentre = qRound(overflows.canvasY(overflows.metrics().lampCentreY(19)));
+        const QRect chevron(column.left() + 8, lastCentre + 14, 20, 14);
+        QVERIFY(chevron.bottom() < column.bottom());
+        QVERIFY(differing(image, chevron, image.pixelColor(column.left() + 3, chevron.top())) > 4);
+
+        // In the column that fits, the same spot is below the last lamp's cell: only glass.
+        const QImage plain = fits.render();
+        const QRect fitsColumn = fits.canvas(fits.metrics().columnRect());
+        const int fitsLast = qRound(fits.canvasY(fits.metrics().lampCentreY(20)));
+        const QRect below(fitsColumn.center().x() - 4, fitsLast + 14, 8, 5);
+        QCOMPARE(differing(plain, below, plain.pixelColor(fitsColumn.left() + 3, below.top())), 0);
+    }
+
+    void columnReadsAsOneElement() {
+        ViewHarness h(oneTwoOne());
+        QAccessibleInterface* column = QAccessible::queryAccessibleInterface(h.view->lampColumn());
+        QVERIFY(column);
+        QCOMPARE(column->text(QAccessible::Name), QStringLiteral("4 Claude Code sessions"));
+        QCOMPARE(column->childCount(), 0);
+        h.feed.setGroups({oneTwoOne()[0]});
+        QCOMPARE(column->text(QAccessible::Name), QStringLiteral("1 Claude Code session"));
+        h.feed.setGroups({});
+        QCOMPARE(column->text(QAccessible::Name), QStringLiteral("0 Claude Code sessions"));
+    }
+
+    void lightAndDarkDiffer() {
+        ViewHarness dark(oneTwoOne(), 600, true);
+        ViewHarness light(oneTwoOne(), 600, false);
+        dark.model.setExpanded(true);
+        light.model.setExpanded(true);
+        const QImage darkImage = dark.render();
+        const QImage lightImage = light.render();
+        const QRect panel = dark.canvas(dark.metrics().panelRect());
+        const QPoint glass(panel.left() + 6, panel.center().y());
+        QVERIFY(darkImage.pixelColor(glass).lightness() < lightImage.pixelColor(glass).lightness());
+
+        // The waiting session's status line takes the appearance's attention text colour.
+        const QRect row = dark.canvas(dark.metrics().rowRect(1, 0));
+        const QRect status(row.left() + 34, row.center().y() + 2, 120, 16);
+        const QColor darkAttention = GlassColor::attentionText(true);
+        const QColor lightAttention = GlassColor::attentionText(false);
+        QVERIFY(nearest(darkImage, status, darkAttention) < 40);
+        QVERIFY(nearest(lightImage, status, lightAttention) < 40);
+        QVERIFY(nearest(darkImage, status, lightAttention) >
+                nearest(darkImage, status, darkAttention));
+        QVERIFY(nearest(lightImage, status, darkAttention) >
+                nearest(lightImage, status, lightAttention));
+    }
+
+    // Set OSTRELVAN_WIDGET_SHOTS to a folder to get the pictures to look at.
+    void screenshots() {
+        ViewHarness collapsed(oneTwoOne());
+        writeScreenshot(collapsed.render(), QStringLiteral("collapsed"), true);
+
+        ViewHarness expanded(oneTwoOne());
+        expanded.model.setExpanded(true);
+        expanded.model.setHoveredIndex(1);
+        writeScreenshot(expanded.render(), QStringLiteral("expanded"), true);
+
+        ViewHarness many(singles(30));
+        many.model.setExpanded(true);
+        many.model.setScrollOffset(120);
+        writeScreenshot(many.render(), QStringLiteral("many"), true);
+
+        auto crowded = oneTwoOne();
+        crowded[0].sessions[0].name = "Refactor the billing service's retry policy and its tests";
+        crowded[0].sessions[0].state.cwd = "/src/an-unusually-long-project-folder-name";
+        crowded[0].sessions[0].state.root.reset();
+        crowded[1].name = "xterm: ~/src/a/deeply/nested/folder/with/a/long/path/web";
+        crowded[1].sessions[0].state.detail =
+            "npm run test -- --watch=false --coverage --reporter=dot";
+        crowded[1].sessions[0].name = "Fix";
+        ViewHarness longTexts(crowded);
+        longTexts.model.setExpanded(true);
+        writeScreenshot(longTexts.render(), QStringLiteral("long"), true);
+
+        for (bool dark : {true, false}) {
+            ViewHarness shot(oneTwoOne(), 600, dark);
+            shot.model.setExpanded(true);
+            writeScreenshot(shot.render(), dark ? QStringLiteral("dark") : QStringLiteral("light"),
+                            dark);
+        }
+        for (bool connected : {true, false}) {
+            ViewHarness empty({});
+            empty.feed.setConnected(connected);
+            empty.model.setExpanded(true);
+            writeScreenshot(empty.render(),
+                            connected ? QStringLiteral("empty") : QStringLiteral("unconnected"),
+                            true);
+        }
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_MAIN(ostrelvan::test::WidgetRootViewTest)
+#include "WidgetRootViewTest.moc"
