@@ -111,7 +111,8 @@ DesktopPreferencesMonitor::DesktopPreferencesMonitor(QObject* parent)
     // The slot takes none of the signal's (namespace, key, value) arguments: any change is
     // cheap to read again in full.
     QDBusConnection::sessionBus().connect(portalService, portalPath, portalSettings,
-                                          QStringLiteral("SettingChanged"), this, SLOT(settingChanged()));
+                                          QStringLiteral("SettingChanged"), this,
+                                          SLOT(settingChanged()));
 }
 
 DesktopPreferencesMonitor::~DesktopPreferencesMonitor() = default;
