@@ -14,6 +14,7 @@ public:
     LiveSessions(const CommandContext& context, KeyValueStore& defaults);
 
     SessionStore& store() { return store_; }
+    AcknowledgedStore& acknowledged() { return acknowledged_; }
 
 private:
     AcknowledgedStore acknowledged_;

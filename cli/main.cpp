@@ -2,6 +2,7 @@
 #include "CommandContext.h"
 #include "ConnectCommand.h"
 #include "Environment.h"
+#include "OpenCommand.h"
 #include "SettingsKeyValueStore.h"
 #include "StatusCommand.h"
 #include "WatchCommand.h"
@@ -31,6 +32,8 @@ commands:
   status --json    the same as one JSON object, for scripts
   status --line    one short line for a status bar or prompt:
                    ● working  ▲ needs approval  ◆ awaiting review  ○ idle
+  open <id>        go to a session: its terminal window and tmux pane, its VS Code
+                   window, or its folder; a unique start of the id is enough
   connect          install the hook helper and its entries in Claude Code's settings
   disconnect       remove those entries (the helper file stays)
 
@@ -56,24 +59,37 @@ bool isHelp(const std::string& argument) {
 struct Command {
     std::string name;
     std::optional<cli::StatusOutput> statusOutput;
+    std::string session; // for open
 };
 
 // A command, or an error already reported (then the exit code is in `failure`).
 std::optional<Command> parse(const std::vector<std::string>& arguments, int& failure) {
     if (arguments.empty()) {
-        return Command{"watch", {}};
+        return Command{"watch", {}, {}};
     }
     const std::string& name = arguments.front();
-    if (name != "status" && name != "watch" && name != "connect" && name != "disconnect") {
+    if (name != "status" && name != "watch" && name != "connect" && name != "disconnect" &&
+        name != "open") {
         failure = usageFailure(name.starts_with("-") ? "unknown option '" + name + "'"
                                                      : "unknown command '" + name + "'");
         return std::nullopt;
     }
-    Command command{name, {}};
+    Command command{name, {}, {}};
     if (name == "status") {
         command.statusOutput = cli::StatusOutput::human;
     }
-    for (std::size_t i = 1; i < arguments.size(); ++i) {
+    std::size_t first = 1;
+    if (name == "open") {
+        if (arguments.size() < 2 || arguments[1].empty() || arguments[1].starts_with("-")) {
+            failure = usageFailure(arguments.size() < 2
+                                       ? "open needs a session id"
+                                       : "unknown option '" + arguments[1] + "' for open");
+            return std::nullopt;
+        }
+        command.session = arguments[1];
+        first = 2;
+    }
+    for (std::size_t i = first; i < arguments.size(); ++i) {
         const std::string& option = arguments[i];
         const bool isFormat = option == "--json" || option == "--line";
         if (name == "status" && isFormat && command.statusOutput == cli::StatusOutput::human) {
@@ -140,6 +156,9 @@ int main(int argc, char* argv[]) {
     }
     if (command->name == "disconnect") {
         return cli::disconnect(context);
+    }
+    if (command->name == "open") {
+        return cli::open(context, defaults, command->session);
     }
     if (command->statusOutput) {
         return cli::status(context, defaults, *command->statusOutput);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Environment.h"
 #include "Time.h"
 
 #include <cstdint>
@@ -28,6 +29,10 @@ bool exists(std::int32_t pid);
 
 // exists, and the process is not a zombie (one that exited and was not reaped is dead).
 bool isAlive(std::int32_t pid);
+
+// The environment a process was started with (Linux: /proc/<pid>/environ); none when it cannot
+// be read (another user's process, or macOS, where nothing asks for it).
+std::optional<Environment> environment(std::int32_t pid);
 
 } // namespace ProcessTable
 } // namespace ostrelvan

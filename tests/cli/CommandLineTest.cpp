@@ -154,6 +154,61 @@ private slots:
         QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
 
+    void openNamesOneSessionOrListsTheCandidates() {
+        const TimePoint now = wallClockNow();
+        put(session("alpha-1", "/work/alpha", SessionStatus::idle, now));
+        put(session("alpha-2", "/work/other", SessionStatus::idle, now));
+        put(session("beta", "/work/beta", SessionStatus::idle, now));
+
+        Outcome result = ostrelvan({"open", "gamma"});
+        QCOMPARE(result.code, 1);
+        QCOMPARE(result.err, "ostrelvan: no session matches 'gamma'; the sessions are:\n"
+                             "  alpha-1  alpha\n  alpha-2  other\n  beta  beta\n");
+        result = ostrelvan({"open", "alpha"});
+        QCOMPARE(result.code, 1);
+        QCOMPARE(result.err, "ostrelvan: 'alpha' matches 2 sessions; give more of the id:\n"
+                             "  alpha-1  alpha\n  alpha-2  other\n");
+        QCOMPARE(ostrelvan({"open"}).code, 2);
+        QCOMPARE(ostrelvan({"open", "beta", "alpha-1"}).code, 2);
+    }
+
+    // No display and no session bus: a VS Code session opens through the `code` command and the
+    // desktop's URL handler, a terminal session whose window cannot be found shows its folder.
+    // Both are acknowledged as opening them from the widget would.
+    void openGoesToVSCodeOrTheFolderAndAcknowledges() {
+        const Path bin = *root_ / "bin", calls = *root_ / "calls";
+        for (const char* tool : {"code", "xdg-open"}) {
+            writeText(bin / tool,
+                      "#!/bin/sh\necho \"$(basename \"$0\") $*\" >> " + calls.string() + "\n");
+            std::filesystem::permissions(bin / tool, std::filesystem::perms::owner_all);
+        }
+        Process agent({"sleep", "120"});
+        const TimePoint now = wallClockNow();
+        put(session("vs-1", "/work/vs", SessionStatus::awaitingReview, now));
+        auto terminal = session("term-1", "/work/term", SessionStatus::awaitingReview, now);
+        terminal.host = SessionHost::terminal;
+        terminal.pid = static_cast<std::int32_t>(agent.pid());
+        put(terminal);
+        Variables variables = environment();
+        variables["PATH"] = bin.string() + ":/usr/bin:/bin";
+        variables["DBUS_SESSION_BUS_ADDRESS"] = "disabled:";
+
+        for (const char* id : {"vs", "term"}) {
+            const Outcome result = run({OSTRELVAN_EXECUTABLE, "open", id}, variables);
+            QCOMPARE(result.code, 0);
+        }
+        // The tools run detached, so the two commands' calls may land in either order.
+        const auto lines = [&] {
+            auto list = QString::fromStdString(readText(calls)).split('\n', Qt::SkipEmptyParts);
+            list.sort();
+            return list;
+        };
+        QTRY_COMPARE(lines(),
+                     (QStringList{"code /work/vs", "xdg-open /work/term",
+                                  "xdg-open vscode://anthropic.claude-code/open?session=vs-1"}));
+        QCOMPARE(ostrelvan({"status", "--line"}).out, "○2\n");
+    }
+
     void speaksLikeAUnixCommand() {
         QVERIFY(ostrelvan({"--version"}).out.starts_with("ostrelvan "));
         QVERIFY(ostrelvan({"status", "--help"}).out.starts_with("usage: ostrelvan"));

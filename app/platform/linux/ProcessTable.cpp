@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -93,6 +94,35 @@ std::optional<ProcessInfo> info(std::int32_t pid) {
     const auto sinceBoot = std::chrono::milliseconds(
         static_cast<long long>(ticks * 1000 / static_cast<unsigned long long>(ticksPerSecond)));
     result.startedAt = TimePoint(std::chrono::seconds(*boot)) + sinceBoot;
+    return result;
+}
+
+} // namespace ostrelvan::ProcessTable
+
+namespace ostrelvan::ProcessTable {
+
+std::optional<Environment> environment(std::int32_t pid) {
+    if (pid < 1) {
+        return std::nullopt;
+    }
+    std::ifstream file("/proc/" + std::to_string(pid) + "/environ", std::ios::binary);
+    if (!file.is_open()) {
+        return std::nullopt;
+    }
+    const std::string block((std::istreambuf_iterator<char>(file)),
+                            std::istreambuf_iterator<char>());
+    Environment result;
+    std::string_view rest = block;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\0'), rest.size());
+        const std::string_view entry = rest.substr(0, end);
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        const std::size_t equals = entry.find('=');
+        if (equals != std::string_view::npos) {
+            result.emplace(std::string(entry.substr(0, equals)),
+                           std::string(entry.substr(equals + 1)));
+        }
+    }
     return result;
 }
 

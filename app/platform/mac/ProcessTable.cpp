@@ -28,3 +28,11 @@ std::optional<ProcessInfo> info(std::int32_t pid) {
 }
 
 } // namespace ostrelvan::ProcessTable
+
+namespace ostrelvan::ProcessTable {
+
+std::optional<Environment> environment(std::int32_t) {
+    return std::nullopt;
+}
+
+} // namespace ostrelvan::ProcessTable

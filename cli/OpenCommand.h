@@ -1,0 +1,20 @@
+#pragma once
+
+#include "CommandContext.h"
+#include "DisplayedSession.h"
+#include "KeyValueStore.h"
+
+#include <string>
+#include <vector>
+
+namespace ostrelvan::cli {
+
+// The sessions `query` names: the one whose id it is, else every one whose id starts with it.
+std::vector<DisplayedSession> matchingSessions(const std::vector<DisplayedSession>& sessions,
+                                               const std::string& query);
+
+// `ostrelvan open <id or unique prefix>`: acknowledges the session as opening it from the widget
+// does, then goes to it. An unknown or ambiguous id exits 1 and lists the candidates.
+int open(CommandContext& context, KeyValueStore& defaults, const std::string& query);
+
+} // namespace ostrelvan::cli
