@@ -2,6 +2,7 @@
 
 #include "ClaudeRegistry.h"
 #include "DataPaths.h"
+#include "FailureText.h"
 #include "HelperInstaller.h"
 #include "HookConnection.h"
 
@@ -51,7 +52,7 @@ int connect(CommandContext& context) {
         describe(report, paths, context.out);
         context.out << "Connected to Claude Code.\n";
     } catch (const std::exception& error) {
-        context.err << error.what() << "\n";
+        context.err << FailureText::inWords(error) << "\n";
         return 1;
     }
     if (paths.helper.string().find(HookInstaller::marker) == std::string::npos)
@@ -78,7 +79,7 @@ int disconnect(CommandContext& context) {
         }
         context.out << "The hook helper stays at " << paths.helper.string() << ".\n";
     } catch (const std::exception& error) {
-        context.err << error.what() << "\n";
+        context.err << FailureText::inWords(error) << "\n";
         return 1;
     }
     return 0;
@@ -92,7 +93,7 @@ void repairHooksIfNeeded(CommandContext& context) {
     try {
         HelperInstaller::refresh(paths.bundledHelper, paths.helper);
     } catch (const std::exception& error) {
-        context.err << "hooks: helper refresh failed: " << error.what() << "\n";
+        context.err << "hooks: helper refresh failed: " << FailureText::inWords(error) << "\n";
     }
     const HookHealth health = HookConnection::health(paths);
     if (health == HookHealth::intact || health == HookHealth::unreadable)
@@ -103,7 +104,7 @@ void repairHooksIfNeeded(CommandContext& context) {
         context.settings.setHooksConnected(true);
         context.err << "hooks: connected\n";
     } catch (const std::exception& error) {
-        context.err << "hooks: connect failed: " << error.what() << "\n";
+        context.err << "hooks: connect failed: " << FailureText::inWords(error) << "\n";
     }
 }
 
@@ -125,7 +126,7 @@ std::optional<std::string> connectionNotice(const CommandContext& context) {
         try {
             HookInstaller::readSettings(paths.settingsFile);
         } catch (const std::exception& error) {
-            return "Warning: cannot check Ostrelvan's hook entries: " + std::string(error.what());
+            return "Warning: cannot check Ostrelvan's hook entries: " + FailureText::inWords(error);
         }
         return "Warning: cannot check Ostrelvan's hook entries in " + file + ".";
     }
