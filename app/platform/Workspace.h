@@ -23,6 +23,9 @@ Command openFolder(const std::string& folder);
 // system has no such identifiers (Linux).
 std::optional<Command> activateApplication(const std::string& bundleId);
 
+// The menu entry that shows a session's folder: "Show in File Manager" ("Show in Finder" on macOS).
+const char* showInFileManagerTitle();
+
 // Whether a terminal session is sought through its process tree, its tmux pane and the window
 // system before anything else (Linux, where terminals seldom say who they are).
 bool findsTerminalWindows();

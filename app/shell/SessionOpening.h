@@ -59,10 +59,14 @@ public:
         open(session.state, userTime, std::move(done));
     }
 
-    // "Show in File Manager": the folder selected in the file manager, else opened by the
-    // desktop's handler.
+    // The folder selected in the file manager, else opened by the desktop's handler. The menu
+    // entry that asks for it reads Workspace::showInFileManagerTitle().
     void showInFileManager(const std::string& folder, std::optional<std::uint32_t> userTime = {},
                            Done done = {});
+    void showInFileManager(const DisplayedSession& session,
+                           std::optional<std::uint32_t> userTime = {}, Done done = {}) {
+        showInFileManager(session.state.folder(), userTime, std::move(done));
+    }
 
 private:
     void startVSCode(const Command& command);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
+#include <thread>
 
 using namespace ostrelvan;
 using namespace std::chrono_literals;
@@ -56,6 +57,12 @@ private:
     std::deque<std::function<void()>> pending_;
 };
 
+template <class Value>
+std::optional<Value> find(const std::map<std::int32_t, Value>& map, std::int32_t key) {
+    const auto found = map.find(key);
+    return found == map.end() ? std::nullopt : std::optional(found->second);
+}
+
 // A machine of a few processes and windows.
 struct FakeMachine {
     std::map<std::int32_t, Environment> environments; // readable environments
@@ -75,18 +82,9 @@ struct FakeMachine {
                 command.push_back(folder);
                 return command;
             },
-            [this](std::int32_t pid) -> std::optional<Environment> {
-                const auto found = environments.find(pid);
-                return found == environments.end() ? std::nullopt : std::optional(found->second);
-            },
-            [this](std::int32_t pid) -> std::optional<std::int32_t> {
-                const auto found = parents.find(pid);
-                return found == parents.end() ? std::nullopt : std::optional(found->second);
-            },
-            [this](std::int32_t pid) -> std::optional<std::string> {
-                const auto found = registry.find(pid);
-                return found == registry.end() ? std::nullopt : std::optional(found->second);
-            },
+            [this](std::int32_t pid) { return find(environments, pid); },
+            [this](std::int32_t pid) { return find(parents, pid); },
+            [this](std::int32_t pid) { return find(registry, pid); },
             [this, &log](const std::vector<std::int32_t>& chain,
                          std::optional<std::uint32_t> time) {
                 std::string text = "activate";
@@ -101,7 +99,7 @@ struct FakeMachine {
                 return WindowActivation::Outcome::noWindow;
             },
             [this, &log](const std::string& folder, std::optional<std::uint32_t>,
-                         std::function<void(bool)> done) {
+                         const std::function<void(bool)>& done) {
                 log.push_back("show-items " + folder);
                 done(fileManager);
             },
@@ -270,7 +268,15 @@ TEST(SessionOpening, LiveMachineReadsTheAgentAndFindsVSCode) {
     test::writeText(root / "claude/sessions/7.json", R"({"pid":8,"tmux":"w:@1.%9"})");
 
     const auto live = SessionOpening::Machine::live(root / "claude", {});
-    EXPECT_EQ(live.environment(pid)->at("TMUX_PANE"), "%9");
+    // The kernel lets the spawning parent go on before the new program's environment is in
+    // place, so a read at once can come back empty.
+    std::optional<Environment> environment;
+    for (int i = 0; i < 200 && !(environment && environment->contains("TMUX_PANE")); ++i) {
+        std::this_thread::sleep_for(10ms);
+        environment = live.environment(pid);
+    }
+    ASSERT_TRUE(environment && environment->contains("TMUX_PANE"));
+    EXPECT_EQ(environment->at("TMUX_PANE"), "%9");
     EXPECT_EQ(live.parent(pid), ::getpid());
     EXPECT_EQ(live.registryTmux(pid), "w:@1.%9");
     EXPECT_EQ(live.registryTmux(7), std::nullopt); // a record of another process

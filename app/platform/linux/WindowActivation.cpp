@@ -1,5 +1,7 @@
 #include "WindowActivation.h"
 
+#include "KWinScript.h"
+
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -141,9 +143,14 @@ xcb_timestamp_t currentTime(Display& display) {
     return time;
 }
 
-} // namespace
+// Whether the desktop is a Wayland session, where X11 (XWayland) sees only some of the windows.
+bool isWayland() {
+    const char* type = std::getenv("XDG_SESSION_TYPE");
+    const char* display = std::getenv("WAYLAND_DISPLAY");
+    return (type && std::string_view(type) == "wayland") || (display && *display);
+}
 
-Outcome activate(const std::vector<std::int32_t>& chain, std::optional<std::uint32_t> userTime) {
+Outcome activateX11(const std::vector<std::int32_t>& chain, std::optional<std::uint32_t> userTime) {
     Display display;
     if (!display.isReady()) {
         return Outcome::unavailable;
@@ -178,6 +185,18 @@ Outcome activate(const std::vector<std::int32_t>& chain, std::optional<std::uint
                                           time, active);
     display.sync();
     return Outcome::activated;
+}
+
+} // namespace
+
+// On Wayland the terminal is most likely a native Wayland window, out of X11's sight: KWin can
+// still be asked. GNOME offers no way without an extension.
+Outcome activate(const std::vector<std::int32_t>& chain, std::optional<std::uint32_t> userTime) {
+    const Outcome x11 = activateX11(chain, userTime);
+    if (x11 == Outcome::activated || !isWayland())
+        return x11;
+    const Outcome kwin = KWinScript::activate(chain);
+    return kwin == Outcome::unavailable ? x11 : kwin;
 }
 
 } // namespace ostrelvan::WindowActivation

@@ -136,6 +136,10 @@ std::optional<Command> activateApplication(const std::string&) {
     return std::nullopt;
 }
 
+const char* showInFileManagerTitle() {
+    return "Show in File Manager";
+}
+
 bool findsTerminalWindows() {
     return true;
 }

@@ -34,6 +34,10 @@ std::optional<Command> activateApplication(const std::string& bundleId) {
     return Command{openTool, "-b", bundleId};
 }
 
+const char* showInFileManagerTitle() {
+    return "Show in Finder";
+}
+
 bool findsTerminalWindows() {
     return false;
 }
