@@ -2,6 +2,7 @@
 
 #include "ClaudeRegistry.h"
 #include "DataPaths.h"
+#include "FailureText.h"
 #include "HelperInstaller.h"
 #include "HookConnection.h"
 
@@ -56,7 +57,7 @@ int connect(CommandContext& context) {
         describe(report, paths, context.out);
         context.out << "Connected to Claude Code.\n";
     } catch (const std::exception& error) {
-        context.err << error.what() << "\n";
+        context.err << FailureText::inWords(error) << "\n";
         return 1;
     }
     return 0;
@@ -79,7 +80,7 @@ int disconnect(CommandContext& context) {
         }
         context.out << "The hook helper stays at " << paths.helper.string() << ".\n";
     } catch (const std::exception& error) {
-        context.err << error.what() << "\n";
+        context.err << FailureText::inWords(error) << "\n";
         return 1;
     }
     return 0;
@@ -93,7 +94,7 @@ void repairHooksIfNeeded(CommandContext& context) {
     try {
         HelperInstaller::refresh(paths.bundledHelper, paths.helper);
     } catch (const std::exception& error) {
-        context.err << "hooks: helper refresh failed: " << error.what() << "\n";
+        context.err << "hooks: helper refresh failed: " << FailureText::inWords(error) << "\n";
     }
     const HookHealth health = HookConnection::health(paths);
     if (health == HookHealth::intact || health == HookHealth::unreadable)
@@ -104,7 +105,7 @@ void repairHooksIfNeeded(CommandContext& context) {
         context.settings.setHooksConnected(true);
         context.err << "hooks: connected\n";
     } catch (const std::exception& error) {
-        context.err << "hooks: connect failed: " << error.what() << "\n";
+        context.err << "hooks: connect failed: " << FailureText::inWords(error) << "\n";
     }
 }
 
@@ -127,7 +128,7 @@ std::optional<std::string> connectionNotice(const CommandContext& context) {
         try {
             HookInstaller::readSettings(paths.settingsFile);
         } catch (const std::exception& error) {
-            return "Warning: cannot check Ostrelvan's hook entries: " + std::string(error.what());
+            return "Warning: cannot check Ostrelvan's hook entries: " + FailureText::inWords(error);
         }
         return "Warning: cannot check Ostrelvan's hook entries in " + file + ".";
     }

@@ -4,6 +4,7 @@
 #include "LiveSessions.h"
 #include "ProcessLauncher.h"
 #include "SessionOpening.h"
+#include "TerminalText.h"
 
 #include <QEventLoop>
 #include <ostream>
@@ -14,14 +15,21 @@ namespace {
 
 void listCandidates(std::ostream& err, const std::vector<DisplayedSession>& sessions) {
     for (const auto& session : sessions) {
-        err << "  " << session.id() << "  " << session.name;
+        using TerminalText::sanitized;
+        err << "  " << session.id() << "  " << sanitized(session.name);
         if (const auto project = session.state.project(); project != session.name)
-            err << " (" << project << ")";
+            err << " (" << sanitized(project) << ")";
         err << "\n";
     }
 }
 
 } // namespace
+
+void goTo(const DisplayedSession& session, AcknowledgedStore& acknowledged, SessionOpening& opening,
+          SessionOpening::Done done) {
+    acknowledged.set(session.state.lastEvent, session.id());
+    opening.open(session, std::nullopt, std::move(done));
+}
 
 std::vector<DisplayedSession> matchingSessions(const std::vector<DisplayedSession>& sessions,
                                                const std::string& query) {
@@ -41,7 +49,7 @@ int open(CommandContext& context, KeyValueStore& defaults, const std::string& qu
     const auto& sessions = live.store().sessions();
     const auto found = matchingSessions(sessions, query);
     if (found.empty()) {
-        context.err << "ostrelvan: no session matches '" << query << "'";
+        context.err << "ostrelvan: no session matches '" << TerminalText::sanitized(query) << "'";
         if (sessions.empty()) {
             context.err << "; there are no sessions\n";
         } else {
@@ -51,14 +59,11 @@ int open(CommandContext& context, KeyValueStore& defaults, const std::string& qu
         return 1;
     }
     if (found.size() > 1) {
-        context.err << "ostrelvan: '" << query << "' matches " << found.size()
-                    << " sessions; give more of the id:\n";
+        context.err << "ostrelvan: '" << TerminalText::sanitized(query) << "' matches "
+                    << found.size() << " sessions; give more of the id:\n";
         listCandidates(context.err, found);
         return 1;
     }
-    const DisplayedSession& session = found.front();
-    live.acknowledged().set(session.state.lastEvent, session.id());
-
     ProcessLauncher launcher;
     SessionOpening opening(launcher,
                            SessionOpening::Machine::live(
@@ -66,7 +71,7 @@ int open(CommandContext& context, KeyValueStore& defaults, const std::string& qu
                                context.environment));
     QEventLoop loop;
     bool finished = false;
-    opening.open(session, std::nullopt, [&] {
+    goTo(found.front(), live.acknowledged(), opening, [&] {
         finished = true;
         loop.quit();
     });

@@ -37,6 +37,12 @@ constexpr const char* helpText =
     "ostrelvan-hook; otherwise $OSTRELVAN_DATA_DIR when set, else $XDG_DATA_HOME/Ostrelvan or\n"
     "~/.local/share/Ostrelvan (~/Library/Application Support/Ostrelvan on macOS).\n";
 
+// Run by hand at a terminal, the helper would wait for a payload nobody types.
+constexpr const char* atTerminalText =
+    "ostrelvan-hook is Ostrelvan's hook helper: Claude Code runs it on every hook event with the\n"
+    "event's JSON on standard input. With nothing piped in there is nothing to record, so it\n"
+    "stops here. See `ostrelvan-hook --help`, and `ostrelvan connect` to register it.\n";
+
 // The root this helper was installed for, when it is the installed copy: Claude Code may start it
 // without the OSTRELVAN_DATA_DIR the app was started with, and the app reads only its own root.
 // Claude Code runs the helper by the absolute path written in its settings, so argv[0] holds it.
@@ -90,6 +96,10 @@ int main(int argc, char** argv) {
             std::fputs(helpText, stdout);
             return 0;
         }
+    }
+    if (isatty(STDIN_FILENO) == 1) {
+        std::fputs(atTerminalText, stdout);
+        return 0;
     }
 #ifdef __GLIBC__
     // A fixed threshold keeps large blocks (a tool's output being parsed) in their own mappings,

@@ -35,9 +35,13 @@ bool createPrivateDirectories(const std::filesystem::path& directory,
     const std::filesystem::path parent = directory.parent_path();
     if (parent != directory && !createPrivateDirectories(parent, error))
         return false;
-    if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST) {
-        error.assign(errno, std::generic_category());
-        return false;
+    if (::mkdir(directory.c_str(), 0700) != 0) {
+        // Another writer may have made it meanwhile; a file of that name is no folder.
+        const int failure = errno;
+        if (failure != EEXIST || ::stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+            error.assign(failure == EEXIST ? ENOTDIR : failure, std::generic_category());
+            return false;
+        }
     }
     return true;
 }

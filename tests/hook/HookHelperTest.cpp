@@ -3,6 +3,7 @@
 #include "SessionCoding.h"
 #include "SessionFileStore.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <latch>
 #include <sstream>
@@ -33,6 +34,18 @@ TEST(HookHelper, RecordsPrivatelyAndSilentlyAndPrintsOnlyHelpAndVersion) {
         EXPECT_EQ(printed.code, 0);
         EXPECT_NE(printed.out.find("ostrelvan-hook"), std::string::npos) << argument;
     }
+
+    // Run by hand at a terminal, with nothing piped in: it says what it is instead of waiting.
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+    Process byHand({OSTRELVAN_HOOK_PATH}, f.environment(), {ptsname(terminal), f.temp / "said"});
+    int status = -1;
+    for (int i = 0; i < 500 && ::waitpid(byHand.pid(), &status, WNOHANG) == 0; ++i)
+        ::usleep(10000);
+    ::close(terminal);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_TRUE(readText(f.temp / "said").starts_with("ostrelvan-hook is Ostrelvan's hook helper"));
+    EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
 }
 
 TEST(HookHelper, AgentPidFromClaudePidOrPastShells) {

@@ -32,7 +32,8 @@ struct Front {
         root / "app",
         settings,
         out,
-        err};
+        err,
+        {}};
     fs::path settingsFile() const { return root / "home/.claude/settings.json"; }
     fs::path helper() const { return data / "bin/ostrelvan-hook"; }
     std::string take(std::ostringstream& stream) {

@@ -34,7 +34,8 @@ protected:
         return run(arguments, environment);
     }
 
-    // "status/activity/statusLine" of a session as `status --json` shows it, or "not shown".
+    // "status/activity/statusLine" of a session as `status --json` shows it (activity "-" when
+    // not working, and "/approval" while one is pending), or "not shown".
     std::string shown(const std::string& sessionId, pid_t pid) {
         const Outcome status = ostrelvan({"status", "--json"});
         EXPECT_EQ(status.code, 0) << status.err;
@@ -46,9 +47,12 @@ protected:
                     if (session["sessionId"] == sessionId) {
                         EXPECT_EQ(session["pid"], pid);
                         EXPECT_EQ(session["folder"], project.string());
+                        const auto& activity = session["activity"];
+                        const auto& approval = session["approval"];
                         return session["status"].get<std::string>() + "/" +
-                               session["activity"].get<std::string>() + "/" +
-                               session["statusLine"].get<std::string>();
+                               (activity.is_null() ? "-" : activity.get<std::string>()) + "/" +
+                               session["statusLine"].get<std::string>() +
+                               (approval.is_null() ? "" : "/" + approval.get<std::string>());
                     }
         return "not shown";
     }
@@ -100,9 +104,9 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
         {"SessionStart", {{"source", "startup"}}, "not shown"},
         {"UserPromptSubmit", {{"prompt", "run the tests"}}, "working/thinking/Working…"},
         {"PreToolUse", bash, "working/runningTests/Running tests…"},
-        {"PermissionRequest", bash, "needsApproval/runningTests/Needs approval · npm test"},
+        {"PermissionRequest", bash, "needsApproval/-/Needs approval · npm test/npm test"},
         {"PostToolUse", bash, "working/runningTests/Running tests…"},
-        {"Stop", {{"stop_hook_active", false}}, "awaitingReview/runningTests/Awaiting review"},
+        {"Stop", {{"stop_hook_active", false}}, "awaitingReview/-/Awaiting review"},
         {"SessionEnd", {{"reason", "prompt_input_exit"}}, "not shown"},
     };
     for (const auto& [event, fields, shownAs] : steps) {
