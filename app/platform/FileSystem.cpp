@@ -22,8 +22,18 @@ bool sameFile(const struct stat& a, const struct stat& b) {
 
 void createPrivateDirectories(const std::filesystem::path& directory) {
     std::error_code error;
-    if (!createPrivateDirectories(directory, error))
-        throw std::filesystem::filesystem_error("Cannot create folder", directory, error);
+    if (createPrivateDirectories(directory, error))
+        return;
+    // Name the file that stands in the way rather than the folder it keeps from being made.
+    std::filesystem::path failed = directory;
+    struct stat info {};
+    for (auto at = directory; !at.empty() && at != at.parent_path(); at = at.parent_path())
+        if (::stat(at.c_str(), &info) == 0) {
+            if (!S_ISDIR(info.st_mode))
+                failed = at;
+            break;
+        }
+    throw std::filesystem::filesystem_error("cannot create directory", failed, error);
 }
 
 bool createPrivateDirectories(const std::filesystem::path& directory,
