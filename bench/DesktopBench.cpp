@@ -3,10 +3,10 @@
 // CPU while one lamp ripples, and the time from a hook helper's exit to the changed lamp on the
 // screen. The last is read from outside: the lamp's pixel is fetched from the X server every
 // millisecond. OSTRELVAN_BENCH_SECONDS shortens the CPU windows (20 s each by default).
+#include "ScreenPixels.h"
 #include "SessionFileStore.h"
 #include "SessionState.h"
 #include "WidgetMetrics.h"
-#include "XSession.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -113,8 +113,8 @@ public:
                                     {"CLAUDE_CONFIG_DIR", (root_ / "claude").string()},
                                     {"QT_QPA_PLATFORM", "xcb"}}),
                      Streams{"/dev/null", log(), log()});
-        if (!waitFor([&] { return readText(log()).find("widget shown") != std::string::npos; },
-                     20s)) {
+        if (!eventually([&] { return readText(log()).find("widget shown") != std::string::npos; },
+                        20s)) {
             std::fprintf(stderr, "ostrelvan-desktop did not show its widget:\n%s\n",
                          readText(log()).c_str());
             std::exit(1);
@@ -161,21 +161,17 @@ double median(std::vector<double> values) {
 } // namespace
 
 int main() {
-    if (!findProgram("Xvfb") || !findProgram("openbox")) {
-        std::printf("skipped: Xvfb and openbox are needed\n");
+    if (!XSession::available()) {
+        std::printf("skipped: Xvfb is not installed\n");
         return 0;
     }
     std::chrono::seconds window{20};
     if (const char* text = std::getenv("OSTRELVAN_BENCH_SECONDS"))
         window = std::chrono::seconds(std::max(1, std::atoi(text)));
 
-    XSession x(1280, 800);
-    if (!x.isRunning()) {
-        std::fprintf(stderr, "Xvfb or openbox did not start\n");
-        return 1;
-    }
-    x.movePointer(10, 10); // far from the widget
-    const auto wait = 3s;  // start-up, the first reload and the lamps' entrance
+    XSession x;
+    movePointer(x, 10, 10); // far from the widget
+    const auto wait = 3s;   // start-up, the first reload and the lamps' entrance
 
     {
         Desktop desktop(x, std::vector<SessionStatus>(10, SessionStatus::idle));
@@ -198,11 +194,12 @@ int main() {
     {
         Desktop desktop(x, {SessionStatus::idle});
         std::this_thread::sleep_for(wait);
-        const WidgetMetrics metrics({1}, x.height());
+        const WorkArea area = workArea(x);
+        const WidgetMetrics metrics({1}, area.height);
         const LayoutRect column = metrics.columnRect();
-        const int lampX =
-            x.width() - int(WidgetMetrics::canvasWidth) + int(column.x + column.width / 2);
-        const int lampY = x.height() - int(metrics.lampCentreY(0));
+        const int lampX = area.x + area.width - int(WidgetMetrics::canvasWidth) +
+                          int(column.x + column.width / 2);
+        const int lampY = area.y + area.height - int(metrics.lampCentreY(0));
         PixelReader screen(x.display());
 
         const std::string bash = R"(,"tool_name":"Bash","tool_input":{"command":"make"})";

@@ -9,6 +9,7 @@
 #include "ProcessTable.h"
 #include "SessionFileStore.h"
 #include "SessionStore.h"
+#include "Transcript.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -60,7 +61,7 @@ struct Machine {
                           R"(","cwd":")" + cwd +
                           R"(","kind":"interactive","status":"busy","startedAt":)" +
                           std::to_string(startedMs) + "}");
-            writeText(ClaudeRegistry::transcriptURL(config, cwd, id),
+            writeText(Transcript::url(config, cwd, id),
                       R"({"type":"custom-title","customTitle":"Task )" + std::to_string(i) +
                           "\"}\n");
         }
@@ -80,7 +81,7 @@ void reload(benchmark::State& state) {
     MemoryKeyValueStore defaults;
     AcknowledgedStore acknowledged(defaults);
     SessionStore store(machine.files, acknowledged, ProcessTable::isAlive, wallClockNow,
-                       machine.root.filePath("home").toStdString(),
+                       machine.config,
                        ClaudeSystem::live(machine.root.filePath("home").toStdString(),
                                           {{"CLAUDE_CONFIG_DIR", machine.config.string()}}));
     // Files younger than the decode caches' settle time are read afresh each time; on a real
@@ -106,7 +107,7 @@ void helperExitToPublish(benchmark::State& state) {
     MemoryKeyValueStore defaults;
     AcknowledgedStore acknowledged(defaults);
     SessionStore store(files, acknowledged, ProcessTable::isAlive, wallClockNow,
-                       root.filePath("home").toStdString(), ClaudeSystem::none());
+                       root.filePath("home/.claude").toStdString(), ClaudeSystem::none());
     store.start();
 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -2,9 +2,13 @@
 
 #include "AppSettings.h"
 #include "Environment.h"
+#include "SessionState.h"
 
 #include <filesystem>
+#include <functional>
 #include <iosfwd>
+#include <optional>
+#include <string>
 
 namespace ostrelvan::cli {
 
@@ -17,6 +21,8 @@ struct CommandContext {
     AppSettings& settings;
     std::ostream& out;
     std::ostream& err;
+    // The tmux pane ("%<number>") a session's agent runs in, when that can be known.
+    std::function<std::optional<std::string>(const SessionState&)> tmuxPane;
 };
 
 } // namespace ostrelvan::cli

@@ -2,6 +2,7 @@
 
 #include "ClaudeRegistry.h"
 #include "DataPaths.h"
+#include "FailureText.h"
 #include "HelperInstaller.h"
 #include "HookConnection.h"
 
@@ -34,11 +35,16 @@ void describe(const ConnectReport& report, const HookPaths& paths, std::ostream&
     else
         out << "Installed the hook helper at " << paths.helper.string() << ".\n";
     const auto& write = report.settingsWrite;
-    if (write.backup)
-        out << "Backed up the previous settings to " << write.backup->string() << ".\n";
+    if (!write) {
+        out << "Ostrelvan's hook entries in " << paths.settingsFile.string()
+            << " are in place already, so nothing was changed.\n";
+        return;
+    }
+    if (write->backup)
+        out << "Backed up the previous settings to " << write->backup->string() << ".\n";
     else
         out << "There was no settings file, so no backup was made.\n";
-    out << "Wrote Ostrelvan's hook entries to " << write.file.string() << ".\n";
+    out << "Wrote Ostrelvan's hook entries to " << write->file.string() << ".\n";
 }
 
 } // namespace
@@ -51,13 +57,9 @@ int connect(CommandContext& context) {
         describe(report, paths, context.out);
         context.out << "Connected to Claude Code.\n";
     } catch (const std::exception& error) {
-        context.err << error.what() << "\n";
+        context.err << FailureText::inWords(error) << "\n";
         return 1;
     }
-    if (paths.helper.string().find(HookInstaller::marker) == std::string::npos)
-        context.err << "Warning: " << paths.helper.string() << " is not in a folder named "
-                    << "Ostrelvan, so these entries will not be recognised as Ostrelvan's "
-                    << "(check OSTRELVAN_DATA_DIR).\n";
     return 0;
 }
 
@@ -78,7 +80,7 @@ int disconnect(CommandContext& context) {
         }
         context.out << "The hook helper stays at " << paths.helper.string() << ".\n";
     } catch (const std::exception& error) {
-        context.err << error.what() << "\n";
+        context.err << FailureText::inWords(error) << "\n";
         return 1;
     }
     return 0;
@@ -92,7 +94,7 @@ void repairHooksIfNeeded(CommandContext& context) {
     try {
         HelperInstaller::refresh(paths.bundledHelper, paths.helper);
     } catch (const std::exception& error) {
-        context.err << "hooks: helper refresh failed: " << error.what() << "\n";
+        context.err << "hooks: helper refresh failed: " << FailureText::inWords(error) << "\n";
     }
     const HookHealth health = HookConnection::health(paths);
     if (health == HookHealth::intact || health == HookHealth::unreadable)
@@ -103,7 +105,7 @@ void repairHooksIfNeeded(CommandContext& context) {
         context.settings.setHooksConnected(true);
         context.err << "hooks: connected\n";
     } catch (const std::exception& error) {
-        context.err << "hooks: connect failed: " << error.what() << "\n";
+        context.err << "hooks: connect failed: " << FailureText::inWords(error) << "\n";
     }
 }
 
@@ -120,12 +122,13 @@ std::optional<std::string> connectionNotice(const CommandContext& context) {
                ", so sessions are not tracked; run `ostrelvan connect` to restore them.";
     case HookHealth::broken:
         return "Warning: Ostrelvan's hook entries in " + file +
-               " are incomplete or run another helper; run `ostrelvan connect` to repair them.";
+               " are incomplete, doubled or run another helper; run `ostrelvan connect` to repair "
+               "them.";
     case HookHealth::unreadable:
         try {
             HookInstaller::readSettings(paths.settingsFile);
         } catch (const std::exception& error) {
-            return "Warning: cannot check Ostrelvan's hook entries: " + std::string(error.what());
+            return "Warning: cannot check Ostrelvan's hook entries: " + FailureText::inWords(error);
         }
         return "Warning: cannot check Ostrelvan's hook entries in " + file + ".";
     }

@@ -8,7 +8,8 @@
 namespace ostrelvan::cli {
 
 // `ostrelvan connect`: refresh the installed helper, install the hook entries, remember that the
-// user connected. Says what it did; on error says why, exits non-zero and leaves the file as it was.
+// user connected. Says what it did; on error says why, exits non-zero and leaves the file as it
+// was.
 int connect(CommandContext& context);
 
 // `ostrelvan disconnect`: remove the owned entries; the helper file stays.

@@ -1,10 +1,10 @@
 #include "StatusCommand.h"
 
-#include "ConnectCommand.h"
 #include "LiveSessions.h"
 #include "StatusFormat.h"
 
 #include <ostream>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace ostrelvan::cli {
@@ -14,7 +14,15 @@ bool wantsColour(const Environment& environment, int fd) {
     return isatty(fd) == 1 && !nonEmpty(environment, "NO_COLOR") && term != "dumb";
 }
 
-int status(CommandContext& context, KeyValueStore& defaults, StatusOutput output) {
+std::size_t terminalWidth(int fd) {
+    winsize size{};
+    if (isatty(fd) == 1 && ioctl(fd, TIOCGWINSZ, &size) == 0) {
+        return size.ws_col;
+    }
+    return 0;
+}
+
+int status(CommandContext& context, KeyValueStore& defaults, StatusOutput output, bool tmux) {
     LiveSessions live(context, defaults);
     auto& store = live.store();
     store.reload();
@@ -22,23 +30,27 @@ int status(CommandContext& context, KeyValueStore& defaults, StatusOutput output
 
     switch (output) {
     case StatusOutput::json:
-        context.out << StatusFormat::json(store.groups());
+        context.out << StatusFormat::json(store.groups(), live.notices(), context.tmuxPane);
         break;
     case StatusOutput::line: {
-        const auto text = StatusFormat::line(store.sessions(), colour);
+        using StatusFormat::LineColour;
+        const auto text = StatusFormat::line(store.sessions(), tmux     ? LineColour::tmux
+                                                               : colour ? LineColour::terminal
+                                                                        : LineColour::none);
         if (!text.empty()) {
             context.out << text << "\n";
         }
         break;
     }
     case StatusOutput::human: {
-        const auto notice = connectionNotice(context);
+        const auto notices = live.notices();
+        const auto width = terminalWidth(STDOUT_FILENO);
         if (store.sessions().empty()) {
-            context.out << StatusFormat::emptyState(notice);
+            context.out << StatusFormat::lines(notices.emptyState(), width);
         } else {
-            context.out << StatusFormat::human(store.groups(), wallClockNow(), {colour, 0});
-            if (notice) {
-                context.out << "\n" << *notice << "\n";
+            context.out << StatusFormat::human(store.groups(), wallClockNow(), {colour, width});
+            if (const auto warnings = notices.warnings(); !warnings.empty()) {
+                context.out << "\n" << StatusFormat::lines(warnings, width);
             }
         }
         break;

@@ -1,17 +1,21 @@
 #pragma once
 
 #include "DisplayedSession.h"
+#include "Notices.h"
 #include "SessionGroup.h"
 #include "SessionStatus.h"
 #include "Time.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace ostrelvan::cli {
 
-// How the front end writes the store's lists: for people, for scripts, for status bars.
+// How the front end writes the store's lists: for people, for scripts, for status bars. Every
+// text that came from a session file, a transcript or Claude Code's registry is sanitized before
+// it reaches a terminal; only the JSON document carries it as it is.
 namespace StatusFormat {
 
 struct Style {
@@ -19,29 +23,49 @@ struct Style {
     std::size_t width = 0; // columns a line may take; 0 for no limit
 };
 
-// The status lamp, coloured as the widget colours it.
-std::string lamp(SessionStatus status, bool colour);
-// The glyph that stands for a status where colour may not show (`status --line`).
-std::string glyph(SessionStatus status);
+// A name column wider than this would push the statuses of every other row to the right.
+inline constexpr std::size_t nameCap = 32;
+inline constexpr std::size_t projectCap = 20;
 
-// Groups as the widget lists them: a header for a group of more than one session, then one line
-// per session with its lamp, name, project (when it differs), status line and age.
+// The glyph that stands for a status, so that the two orange ones differ without colour too:
+// ● working  ▲ needs approval  ◆ awaiting review  ○ idle.
+std::string glyph(SessionStatus status);
+// The glyph, coloured as the widget colours its lamp.
+std::string lamp(SessionStatus status, bool colour);
+
+// One line of the session list: a group's header, or a session's row.
+struct ListLine {
+    std::string text;
+    std::optional<std::size_t> session; // the row's index in the groups' sessions, in order
+};
+
+// Groups as the widget lists them: a header for a group of more than one session, then one row
+// per session with its lamp, name, project (when it differs), status line and age. With a width,
+// the name column is capped and names give way first: the status line and the age always show.
+// The selected row is marked.
+std::vector<ListLine> list(const std::vector<SessionGroup>& groups, TimePoint now,
+                           const Style& style, std::optional<std::size_t> selected = std::nullopt);
+// The list as text, one line each.
 std::string human(const std::vector<SessionGroup>& groups, TimePoint now, const Style& style);
-// What the widget says when there is nothing to list.
-std::string emptyState(const std::optional<std::string>& connectionNotice);
-// One JSON object with raw enumeration texts and the session files' date form.
-std::string json(const std::vector<SessionGroup>& groups);
-// A count per displayed status with its glyph; empty without sessions.
-std::string line(const std::vector<DisplayedSession>& sessions, bool colour);
+// Notice lines as text, sanitized and broken to the width.
+std::string lines(const std::vector<std::string>& texts, std::size_t width);
+
+// The tmux pane of a session, "%<number>", when it is known.
+using PaneLookup = std::function<std::optional<std::string>(const SessionState&)>;
+inline constexpr int jsonVersion = 1;
+// One JSON object for scripts: raw enumeration texts, the session files' date form, every
+// optional field present (null when absent). The keys are listed in the README.
+std::string json(const std::vector<SessionGroup>& groups, const Notices& notices,
+                 const PaneLookup& pane);
+
+enum class LineColour { none, terminal, tmux };
+// A count per displayed status with its glyph; empty without sessions. Colour as terminal escape
+// codes, or as tmux's own style codes for a status bar.
+std::string line(const std::vector<DisplayedSession>& sessions, LineColour colour);
 
 // When the next age label of these sessions changes.
 std::optional<TimePoint> nextAgeChange(const std::vector<DisplayedSession>& sessions,
                                        TimePoint now);
-
-// Columns taken by UTF-8 text, counting code points.
-std::size_t columns(const std::string& text);
-// `text` cut to `width` columns, ending with "…" when cut.
-std::string truncated(const std::string& text, std::size_t width);
 
 } // namespace StatusFormat
 } // namespace ostrelvan::cli

@@ -1,6 +1,7 @@
 #include "Terminal.h"
 
-#include <cerrno>
+#include "FileSystem.h"
+
 #include <string>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -11,7 +12,9 @@ namespace {
 
 constexpr std::string_view enterScreen = "\033[?1049h\033[?25l";
 constexpr std::string_view leaveScreen = "\033[?25h\033[?1049l";
-constexpr std::string_view clearScreen = "\033[H\033[2J";
+constexpr std::string_view home = "\033[H";
+constexpr std::string_view clearLine = "\033[2K";
+constexpr std::string_view clearBelow = "\033[J";
 
 } // namespace
 
@@ -25,8 +28,16 @@ Terminal::~Terminal() {
 
 std::size_t Terminal::width() const {
     winsize size{};
-    if (screen_ && ioctl(output_, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+    if (screen_ && ioctl(output_, TIOCGWINSZ, &size) == 0) {
         return size.ws_col;
+    }
+    return 0;
+}
+
+std::size_t Terminal::height() const {
+    winsize size{};
+    if (screen_ && ioctl(output_, TIOCGWINSZ, &size) == 0) {
+        return size.ws_row;
     }
     return 0;
 }
@@ -62,23 +73,30 @@ void Terminal::leave() {
     }
 }
 
-void Terminal::draw(std::string_view frame) const {
-    std::string text(clearScreen);
-    text += frame;
+void Terminal::draw(const std::vector<std::string>& lines) const {
+    // Each row is cleared before it is written: clearing after a line that fills the row would
+    // take its last character. No line feed after the last line: on the bottom row it would
+    // scroll the title away.
+    std::string text(home);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        text += clearLine;
+        text += lines[i];
+        if (i + 1 < lines.size()) {
+            text += "\r\n";
+        }
+    }
+    // What the previous frame had below this one goes, from the next row on (from the cursor it
+    // would take the last character of a full row).
+    if (lines.size() < height()) {
+        text += lines.empty() ? "" : "\r\n";
+        text += clearBelow;
+    }
     write(text);
 }
 
 void Terminal::write(std::string_view text) const {
-    while (!text.empty()) {
-        const auto written = ::write(output_, text.data(), text.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            return;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
+    // A terminal that went away takes the rest of the frame with it.
+    FileSystem::writeAll(output_, text);
 }
 
 } // namespace ostrelvan::cli

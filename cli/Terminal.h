@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <termios.h>
+#include <vector>
 
 namespace ostrelvan::cli {
 
@@ -18,12 +20,15 @@ public:
 
     bool drawsScreens() const { return screen_; }
     bool readsKeys() const { return keys_; }
+    // The size of the screen; 0 when there is none.
     std::size_t width() const;
+    std::size_t height() const;
 
     void enter();
     void leave();
-    // Replaces the whole screen with `frame`.
-    void draw(std::string_view frame) const;
+    // Replaces the whole screen with `lines`, each no wider than the screen and no more of them
+    // than it has rows. Written over the old frame in one go, without clearing it first.
+    void draw(const std::vector<std::string>& lines) const;
 
 private:
     void write(std::string_view text) const;

@@ -2,11 +2,12 @@
 
 #include "CommandContext.h"
 #include "KeyValueStore.h"
+#include "SessionOpening.h"
 
 namespace ostrelvan::cli {
 
-// `ostrelvan watch`: the live list, redrawn when the store publishes and when an age label
-// changes; q or Ctrl-C leaves and gives the terminal back as it was.
-int watch(CommandContext& context, KeyValueStore& defaults);
+// `ostrelvan watch`: the live view over this machine; q or Ctrl-C leaves and gives the terminal
+// back as it was. Enter goes to the selected session as `ostrelvan open` does, through `opening`.
+int watch(CommandContext& context, KeyValueStore& defaults, SessionOpening& opening);
 
 } // namespace ostrelvan::cli

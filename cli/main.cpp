@@ -1,16 +1,23 @@
 #include "AppSettings.h"
+#include "ClaudeRegistry.h"
 #include "CommandContext.h"
+#include "CommandLine.h"
 #include "ConnectCommand.h"
 #include "Environment.h"
+#include "OpenCommand.h"
+#include "ProcessLauncher.h"
+#include "SessionOpening.h"
 #include "SettingsKeyValueStore.h"
 #include "StatusCommand.h"
+#include "TerminalText.h"
+#include "TmuxPane.h"
+#include "UserPaths.h"
 #include "WatchCommand.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QLoggingCategory>
+#include <cstdlib>
 #include <iostream>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,103 +27,52 @@ namespace {
 
 constexpr int usageError = 2;
 
-constexpr std::string_view usage = R"(usage: ostrelvan [command] [options]
-
-Shows what every Claude Code session on this machine is doing.
-
-commands:
-  watch            a live view of every session, redrawn as they change (the default);
-                   q or Ctrl-C leaves
-  status           every session once: lamp, name, project, status and age
-  status --json    the same as one JSON object, for scripts
-  status --line    one short line for a status bar or prompt:
-                   ● working  ▲ needs approval  ◆ awaiting review  ○ idle
-  connect          install the hook helper and its entries in Claude Code's settings
-  disconnect       remove those entries (the helper file stays)
-
-options:
-  -h, --help       show this help
-  --version        show the version
-
-environment:
-  OSTRELVAN_DATA_DIR   where session files live (default ~/.local/share/Ostrelvan)
-  CLAUDE_CONFIG_DIR    Claude Code's configuration folder (default ~/.claude)
-  NO_COLOR             no colours
-)";
-
-int usageFailure(const std::string& message) {
-    std::cerr << "ostrelvan: " << message << "\n\n" << usage;
-    return usageError;
-}
-
-bool isHelp(const std::string& argument) {
-    return argument == "-h" || argument == "--help";
-}
-
-struct Command {
-    std::string name;
-    std::optional<cli::StatusOutput> statusOutput;
-};
-
-// A command, or an error already reported (then the exit code is in `failure`).
-std::optional<Command> parse(const std::vector<std::string>& arguments, int& failure) {
-    if (arguments.empty()) {
-        return Command{"watch", {}};
-    }
-    const std::string& name = arguments.front();
-    if (name != "status" && name != "watch" && name != "connect" && name != "disconnect") {
-        failure = usageFailure(name.starts_with("-") ? "unknown option '" + name + "'"
-                                                     : "unknown command '" + name + "'");
+// The pane from the agent's own environment, else from Claude Code's record of it.
+std::optional<std::string> tmuxPaneOf(const SessionOpening::Machine& machine,
+                                      const SessionState& state) {
+    if (!state.pid) {
         return std::nullopt;
     }
-    Command command{name, {}};
-    if (name == "status") {
-        command.statusOutput = cli::StatusOutput::human;
-    }
-    for (std::size_t i = 1; i < arguments.size(); ++i) {
-        const std::string& option = arguments[i];
-        const bool isFormat = option == "--json" || option == "--line";
-        if (name == "status" && isFormat && command.statusOutput == cli::StatusOutput::human) {
-            command.statusOutput =
-                option == "--json" ? cli::StatusOutput::json : cli::StatusOutput::line;
-        } else if (name == "status" && isFormat) {
-            failure = usageFailure("--json and --line cannot be combined");
-            return std::nullopt;
-        } else {
-            failure = usageFailure("unknown option '" + option + "' for " + name);
-            return std::nullopt;
+    if (const auto environment = machine.environment(*state.pid)) {
+        if (const auto pane = TmuxPane::fromEnvironment(*environment)) {
+            return pane->pane;
         }
     }
-    return command;
-}
-
-std::filesystem::path homeFolder(const Environment& environment) {
-    if (auto home = nonEmpty(environment, "HOME")) {
-        return *home;
+    if (const auto field = machine.registryTmux(*state.pid)) {
+        if (const auto pane = TmuxPane::fromRegistry(*field)) {
+            return pane->pane;
+        }
     }
-    return QDir::homePath().toStdString();
+    return std::nullopt;
 }
 
 } // namespace
 
 int main(int argc, char* argv[]) {
-    const std::vector<std::string> arguments(argv + 1, argv + argc);
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-        const auto& argument = arguments[i];
-        if (isHelp(argument) || (i == 0 && argument == "help")) {
-            std::cout << usage;
-            return 0;
-        }
-        if (argument == "--version" || (i == 0 && argument == "version")) {
-            std::cout << "ostrelvan " << OSTRELVAN_VERSION << "\n";
-            return 0;
-        }
+    const auto line = cli::CommandLine::parse(std::vector<std::string>(argv + 1, argv + argc));
+    if (line.error) {
+        const std::string help =
+            line.command.empty() ? "ostrelvan --help" : "ostrelvan " + line.command + " --help";
+        std::cerr << "ostrelvan: " << cli::TerminalText::sanitized(*line.error) << " (see `" << help
+                  << "`)\n";
+        return usageError;
     }
-    int failure = 0;
-    const auto command = parse(arguments, failure);
-    if (!command) {
-        return failure;
+    if (line.action == cli::CommandLine::Action::help) {
+        std::cout << cli::CommandLine::help(line.command);
+        return 0;
     }
+    if (line.action == cli::CommandLine::Action::version) {
+        std::cout << "ostrelvan " << OSTRELVAN_VERSION << "\n";
+        return 0;
+    }
+
+    Environment environment = processEnvironment();
+    if (const auto refusal = cli::UserPaths::settle(environment)) {
+        std::cerr << "ostrelvan: " << *refusal << "\n";
+        return usageError;
+    }
+    // The settings and everything started from here agree on the home folder.
+    setenv("HOME", environment.at("HOME").c_str(), 1);
 
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Ostrelvan"));
@@ -125,24 +81,34 @@ int main(int argc, char* argv[]) {
     // Informational lines would land in the middle of the output; QT_LOGGING_RULES still wins.
     QLoggingCategory::setFilterRules(QStringLiteral("*.info=false\n*.debug=false"));
 
-    const Environment environment = processEnvironment();
     SettingsKeyValueStore defaults;
     AppSettings settings(defaults);
-    cli::CommandContext context{environment,
-                                homeFolder(environment),
-                                QCoreApplication::applicationDirPath().toStdString(),
-                                settings,
-                                std::cout,
-                                std::cerr};
+    const std::filesystem::path home = environment.at("HOME");
+    const auto machine = SessionOpening::Machine::live(
+        ClaudeRegistry::configDirectory(home, environment), environment);
+    cli::CommandContext context{
+        environment,
+        home,
+        QCoreApplication::applicationDirPath().toStdString(),
+        settings,
+        std::cout,
+        std::cerr,
+        [&machine](const SessionState& state) { return tmuxPaneOf(machine, state); }};
 
-    if (command->name == "connect") {
+    if (line.command == "connect") {
         return cli::connect(context);
     }
-    if (command->name == "disconnect") {
+    if (line.command == "disconnect") {
         return cli::disconnect(context);
     }
-    if (command->statusOutput) {
-        return cli::status(context, defaults, *command->statusOutput);
+    if (line.command == "open") {
+        return cli::open(context, defaults, line.session);
     }
-    return cli::watch(context, defaults);
+    if (line.command == "status") {
+        return cli::status(context, defaults, line.output, line.tmux);
+    }
+    // Enter in the live view goes to a session the way `open` does.
+    ProcessLauncher launcher;
+    SessionOpening opening(launcher, machine);
+    return cli::watch(context, defaults, opening);
 }

@@ -12,10 +12,6 @@
 
 namespace ostrelvan::ClaudeRegistry {
 
-inline constexpr std::size_t titleTailBytes = 262144;
-// Transcript lines this long or longer are never title lines (they hold tool output).
-inline constexpr std::size_t maxTitleLineBytes = 4095;
-
 // CLAUDE_CONFIG_DIR when set and non-empty, else <home>/.claude.
 std::filesystem::path configDirectory(const std::filesystem::path& home,
                                       const Environment& environment);
@@ -35,14 +31,5 @@ using RecordReader = std::function<std::optional<ClaudeProcess>(const std::files
 std::vector<ClaudeProcess> loadRecords(const std::filesystem::path& directory,
                                        const RecordReader& read);
 std::optional<ClaudeProcess> decode(std::string_view data);
-
-// Claude Code's folder name for a project: every UTF-16 unit that is not an ASCII letter or digit
-// becomes "-". Claude Code shortens names past 200 characters with a hash it does not document;
-// such folders are found by scanning (TranscriptReader::locate).
-std::string projectSlug(std::string_view cwd);
-std::filesystem::path transcriptURL(const std::filesystem::path& config, std::string_view cwd,
-                                    std::string_view sessionId);
-// The title in a block of transcript lines: the last custom title, else the last generated one.
-std::optional<std::string> title(std::string_view transcriptTail);
 
 } // namespace ostrelvan::ClaudeRegistry

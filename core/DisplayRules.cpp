@@ -25,15 +25,16 @@ SessionStatus displayStatus(const SessionState& state, TimePoint now,
                                                                 : SessionStatus::awaitingReview;
 }
 
-bool isShown(const SessionState& state, const std::string& home, bool hasTranscript) {
+bool isShown(const SessionState& state, std::string_view claudeFolder, bool hasTranscript) {
     if (!state.startedConversation.value_or(hasTranscript))
         return false;
-    std::string_view base = home;
-    if (base.ends_with('/'))
-        base.remove_suffix(1);
-    const std::string agentFolder = std::string(base) + "/.claude";
-    const std::string& folder = state.folder();
-    return folder != agentFolder && !folder.starts_with(agentFolder + "/");
+    if (claudeFolder.ends_with('/'))
+        claudeFolder.remove_suffix(1);
+    const std::string_view folder = state.folder();
+    const bool inside =
+        !claudeFolder.empty() && folder.starts_with(claudeFolder) &&
+        (folder.size() == claudeFolder.size() || folder[claudeFolder.size()] == '/');
+    return !inside;
 }
 
 std::vector<SessionState> ordered(std::vector<SessionState> states) {

@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ostrelvan::DisplayRules {
@@ -26,7 +27,9 @@ SessionStatus displayStatus(const SessionState& state, TimePoint now,
                             std::optional<TimePoint> acknowledgedAt,
                             std::optional<double> reviewFade);
 
-bool isShown(const SessionState& state, const std::string& home, bool hasTranscript);
+// Hides a session never given a prompt, and one run inside Claude Code's own folder
+// (`claudeFolder`, CLAUDE_CONFIG_DIR or ~/.claude), such as its internal helper runs.
+bool isShown(const SessionState& state, std::string_view claudeFolder, bool hasTranscript);
 
 std::vector<SessionState> ordered(std::vector<SessionState> states);
 

@@ -39,13 +39,6 @@ std::string_view toString(HookEvent::Kind kind) {
     return "";
 }
 
-template <> std::optional<HookEvent::Kind> fromString<HookEvent::Kind>(std::string_view text) {
-    for (HookEvent::Kind kind : HookEvent::allKinds)
-        if (toString(kind) == text)
-            return kind;
-    return std::nullopt;
-}
-
 // The payload is read as a stream of parse events, keeping only the fields the event needs: a
 // tool's output (often most of the payload) is never stored. A repeated key counts by its last
 // value, as in a parsed document.

@@ -64,7 +64,8 @@ struct HookEvent {
     bool operator==(const HookEvent&) const = default;
 };
 
+template <> inline constexpr auto enumValues<HookEvent::Kind> = HookEvent::allKinds;
+
 std::string_view toString(HookEvent::Kind kind);
-template <> std::optional<HookEvent::Kind> fromString<HookEvent::Kind>(std::string_view text);
 
 } // namespace ostrelvan

@@ -28,11 +28,4 @@ std::string_view toString(SessionActivity activity) {
     return "working";
 }
 
-template <> std::optional<SessionActivity> fromString<SessionActivity>(std::string_view text) {
-    for (SessionActivity activity : allSessionActivities)
-        if (toString(activity) == text)
-            return activity;
-    return std::nullopt;
-}
-
 } // namespace ostrelvan

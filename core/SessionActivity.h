@@ -28,7 +28,8 @@ inline constexpr std::array allSessionActivities{
     SessionActivity::working,
 };
 
+template <> inline constexpr auto enumValues<SessionActivity> = allSessionActivities;
+
 std::string_view toString(SessionActivity activity);
-template <> std::optional<SessionActivity> fromString<SessionActivity>(std::string_view text);
 
 } // namespace ostrelvan

@@ -1,14 +1,14 @@
 #include "SessionFileStore.h"
 
-#include "RegularFile.h"
+#include "FileSystem.h"
 #include "SessionCoding.h"
 #include "SessionFileStoreError.h"
 #include "SessionReducer.h"
+#include "TemporaryFile.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -21,79 +21,15 @@ namespace {
 
 constexpr std::size_t maxSessionIdLength = 128;
 
-[[noreturn]] void throwErrno(const char* what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-void writeAll(int fd, std::string_view bytes) {
-    while (!bytes.empty()) {
-        ssize_t n = ::write(fd, bytes.data(), bytes.size());
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n < 0)
-            throwErrno("write");
-        bytes.remove_prefix(static_cast<std::size_t>(n));
-    }
-}
-
-// Creates the folder and any missing parents, each new one 0700.
-void makeDirectories(const fs::path& directory) {
-    struct stat info {};
-    if (::stat(directory.c_str(), &info) == 0 && S_ISDIR(info.st_mode))
-        return;
-    if (directory.has_parent_path() && directory.parent_path() != directory)
-        makeDirectories(directory.parent_path());
-    if (::mkdir(directory.c_str(), 0700) != 0 && errno != EEXIST)
-        throw fs::filesystem_error("Cannot create folder", directory,
-                                   std::error_code(errno, std::generic_category()));
-}
-
-// Puts `temporary` in the place of `target` atomically. On Linux an exchange, then the unlink of
-// the old file: ext4 starts writing a file's data back when it is renamed over an existing one,
-// which costs a hook process about a millisecond, and an exchange does not. Returns false with
-// errno set on failure.
-bool replace(const fs::path& temporary, const fs::path& target) {
-#ifdef __linux__
-    if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) {
-        ::unlink(temporary.c_str());
-        return true;
-    }
-    // No target yet, or a file system without exchange: the plain rename.
-#endif
-    return ::rename(temporary.c_str(), target.c_str()) == 0;
-}
-
-class LockFile {
-public:
-    explicit LockFile(const fs::path& path) {
-        fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-        if (fd_ < 0)
-            throw SessionFileStoreError::lockFailed(errno);
-        int result;
-        do
-            result = ::flock(fd_, LOCK_EX);
-        while (result != 0 && errno == EINTR);
-        if (result != 0) {
-            int error = errno;
-            ::close(fd_);
-            throw SessionFileStoreError::lockFailed(error);
-        }
-    }
-    ~LockFile() {
-        ::flock(fd_, LOCK_UN);
-        ::close(fd_);
-    }
-    LockFile(const LockFile&) = delete;
-    LockFile& operator=(const LockFile&) = delete;
-
-private:
-    int fd_ = -1;
-};
-
 fs::path lockURL(const fs::path& directory, std::string_view sessionId) {
     fs::path url = directory;
     url /= std::string(sessionId) + ".lock";
     return url;
+}
+
+// The session's lock, taken as openLocked describes; closing the descriptor releases it.
+FileDescriptor lock(const fs::path& url, bool wait) {
+    return FileSystem::openLocked(url, O_RDWR | O_CREAT, wait);
 }
 
 } // namespace
@@ -117,29 +53,40 @@ fs::path SessionFileStore::fileURL(std::string_view sessionId) const {
 }
 
 ReduceOutcome SessionFileStore::apply(const HookEvent& event, const EventContext& context) const {
+    return apply(event, context, SessionReducer::reduce);
+}
+
+ReduceOutcome SessionFileStore::apply(const HookEvent& event, const EventContext& context,
+                                      const Reduce& reduce) const {
     if (!isValidSessionId(event.sessionId))
         throw SessionFileStoreError::invalidSessionId(event.sessionId);
-    makeDirectories(directory_);
+    FileSystem::createPrivateDirectories(directory_);
     const fs::path url = fileURL(event.sessionId);
-    const fs::path lock = lockURL(directory_, event.sessionId);
-    LockFile held(lock);
-    ReduceOutcome outcome = SessionReducer::reduce(read(url), event, context);
+    const fs::path lockFile = lockURL(directory_, event.sessionId);
+    const FileDescriptor held = lock(lockFile, true);
+    if (!held.isOpen())
+        throw SessionFileStoreError::lockFailed(errno);
+    const std::optional<SessionState> current = read(url);
+    ReduceOutcome outcome = reduce(current, event, context);
     switch (outcome.kind) {
     case ReduceOutcome::Kind::write:
         write(*outcome.state, url);
         break;
     case ReduceOutcome::Kind::remove:
         ::unlink(url.c_str());
-        ::unlink(lock.c_str());
+        ::unlink(lockFile.c_str());
         break;
     case ReduceOutcome::Kind::ignore:
+        // The lock lives as long as the session file; this event may have just created it.
+        if (!current && ::access(url.c_str(), F_OK) != 0)
+            ::unlink(lockFile.c_str());
         break;
     }
     return outcome;
 }
 
 std::optional<SessionState> SessionFileStore::read(const fs::path& url) {
-    auto bytes = readRegularFile(url);
+    auto bytes = FileSystem::readRegularFile(url);
     if (!bytes)
         return std::nullopt;
     return decode(*bytes);
@@ -154,25 +101,13 @@ std::optional<SessionState> SessionFileStore::decode(std::string_view bytes) {
 }
 
 void SessionFileStore::write(const SessionState& state, const fs::path& url) {
-    const std::string bytes = SessionCoding::encode(state);
     // The temporary name does not end in ".json", so loadAll never picks it up.
     fs::path temporary = url;
     temporary += ".tmp" + std::to_string(::getpid());
-    int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0)
-        throwErrno("Cannot create the temporary session file");
-    try {
-        writeAll(fd, bytes);
-    } catch (...) {
-        ::close(fd);
-        ::unlink(temporary.c_str());
-        throw;
-    }
-    if (::close(fd) != 0 || !replace(temporary, url)) {
-        int error = errno;
-        ::unlink(temporary.c_str());
-        throw std::system_error(error, std::generic_category(), "Cannot replace the session file");
-    }
+    // Session files describe live processes and mean nothing after a power cut: no flush to disk.
+    TemporaryFile file(temporary, SessionCoding::encode(state), 0600, false);
+    if (!file.moveTo(url))
+        throw std::system_error(errno, std::generic_category(), "Cannot replace the session file");
 }
 
 std::vector<SessionState> SessionFileStore::loadAll() const {
@@ -223,11 +158,24 @@ void SessionFileStore::removeLeftovers(TimePoint now) const {
     }
 }
 
-void SessionFileStore::remove(std::string_view sessionId) const {
+bool SessionFileStore::removeIfEnded(std::string_view sessionId, const IsEnded& isEnded) const {
     if (!isValidSessionId(sessionId))
-        return;
-    ::unlink(fileURL(sessionId).c_str());
-    ::unlink(lockURL(directory_, sessionId).c_str());
+        return false;
+    const fs::path url = fileURL(sessionId);
+    const fs::path lockFile = lockURL(directory_, sessionId);
+    const FileDescriptor held = lock(lockFile, false);
+    if (!held.isOpen())
+        return false;
+    // A hook may have written between the caller's read and this lock.
+    const auto state = read(url);
+    const bool gone = !state && ::access(url.c_str(), F_OK) != 0;
+    if (state && !isEnded(*state))
+        return false;
+    if (state)
+        ::unlink(url.c_str());
+    if (state || gone)
+        ::unlink(lockFile.c_str());
+    return state.has_value();
 }
 
 } // namespace ostrelvan

@@ -8,7 +8,10 @@ namespace ostrelvan {
 
 enum class SessionHost { vscode, terminal };
 
+template <>
+inline constexpr auto enumValues<SessionHost> =
+    std::array{SessionHost::vscode, SessionHost::terminal};
+
 std::string_view toString(SessionHost host);
-template <> std::optional<SessionHost> fromString<SessionHost>(std::string_view text);
 
 } // namespace ostrelvan

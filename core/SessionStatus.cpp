@@ -16,11 +16,4 @@ std::string_view toString(SessionStatus status) {
     return "idle";
 }
 
-template <> std::optional<SessionStatus> fromString<SessionStatus>(std::string_view text) {
-    for (SessionStatus status : allSessionStatuses)
-        if (toString(status) == text)
-            return status;
-    return std::nullopt;
-}
-
 } // namespace ostrelvan

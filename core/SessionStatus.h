@@ -12,7 +12,8 @@ enum class SessionStatus { working, needsApproval, awaitingReview, idle };
 inline constexpr std::array allSessionStatuses{SessionStatus::working, SessionStatus::needsApproval,
                                                SessionStatus::awaitingReview, SessionStatus::idle};
 
+template <> inline constexpr auto enumValues<SessionStatus> = allSessionStatuses;
+
 std::string_view toString(SessionStatus status);
-template <> std::optional<SessionStatus> fromString<SessionStatus>(std::string_view text);
 
 } // namespace ostrelvan

@@ -1,6 +1,6 @@
-// Reading, installing and removing over arbitrary settings files: nothing crashes, installing is
-// idempotent and detected, and removing an installation gives back what removing alone gives,
-// less the empty or malformed slots that the installation filled.
+// Reading, installing and removing over arbitrary settings files and helper paths: nothing
+// crashes, installing is idempotent and detected, and removing an installation gives back what
+// removing alone gives, less the empty or malformed slots that the installation filled.
 #include "HookInstaller.h"
 #include "TestSupport.h"
 
@@ -59,26 +59,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     Settings settings;
     try {
-        settings = HookInstaller::parseSettings(input);
+        settings = HookInstaller::parseSettings(input, "settings.json");
     } catch (const ostrelvan::HookInstallerError&) {
         return 0;
     }
     check(settings.is_object());
 
-    const Settings removed = HookInstaller::removing(settings);
+    const Settings removed = HookInstaller::removing(settings, helper);
     const Settings installed = HookInstaller::installing(settings, helper);
-    const bool marked = helper.find(HookInstaller::marker) != std::string::npos;
-    check(text(HookInstaller::removing(removed)) == text(removed));
-    check(HookInstaller::isInstalled(installed, helper) == marked);
+    check(text(HookInstaller::removing(removed, helper)) == text(removed));
+    check(HookInstaller::isInstalled(installed, helper));
     check(!HookInstaller::isInstalled(removed, helper));
-    check(text(HookInstaller::removing(installed)) ==
-          (marked ? text(withoutFilledSlots(removed)) : text(installed)));
-    if (marked)
-        check(text(HookInstaller::installing(installed, helper)) == text(installed));
+    check(text(HookInstaller::removing(installed, helper)) == text(withoutFilledSlots(removed)));
+    check(text(HookInstaller::installing(installed, helper)) == text(installed));
 
     // What is written reads back as the same document.
     const std::string written = text(installed);
-    check(text(HookInstaller::parseSettings(written)) == written);
+    check(text(HookInstaller::parseSettings(written, "settings.json")) == written);
 
     // And once in a while through real files, the path the app takes.
     if (size % 16 == 0) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Environment.h"
+#include "ProcessTable.h"
 
 #include <charconv>
 #include <cstdint>
@@ -9,11 +10,7 @@
 
 namespace ostrelvan::AgentProcess {
 
-// What the helper needs to know of one live process.
-struct Entry {
-    char name[32] = {};
-    std::int32_t parent = 0;
-};
+using Entry = ProcessEntry;
 
 inline bool isShell(std::string_view name) {
     return name == "sh" || name == "dash" || name == "bash" || name == "zsh";
@@ -49,8 +46,5 @@ std::optional<std::int32_t> find(const Environment& environment, std::int32_t pa
     // Reparented to init (the shell's parent exited): the agent is unknown.
     return std::nullopt;
 }
-
-// The platform's process table.
-std::optional<Entry> lookup(std::int32_t pid);
 
 } // namespace ostrelvan::AgentProcess

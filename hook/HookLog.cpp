@@ -1,30 +1,28 @@
 #include "HookLog.h"
 
+#include "FileSystem.h"
 #include "SessionCoding.h"
 
-#include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace ostrelvan::HookLog {
 
 namespace {
 
-void makeRoot(const std::filesystem::path& root) {
-    struct stat info {};
-    if (root.empty() || ::stat(root.c_str(), &info) == 0)
-        return;
-    if (root.has_parent_path() && root.parent_path() != root)
-        makeRoot(root.parent_path());
-    ::mkdir(root.c_str(), 0700);
+// The log, locked: a helper rotates only the file it holds the lock on, and one that waited while
+// another rotated finds the fresh log at the path and takes that instead.
+FileDescriptor openLog(const std::filesystem::path& log) {
+    return FileSystem::openLocked(log, O_WRONLY | O_APPEND | O_CREAT, true);
 }
 
 } // namespace
 
 void append(const std::filesystem::path& root, TimePoint now, std::string_view message) noexcept {
     try {
-        makeRoot(root);
+        std::error_code ignored;
+        FileSystem::createPrivateDirectories(root, ignored);
         const std::filesystem::path log = root / "hook.log";
         std::string line = SessionCoding::formatDate(now);
         line += ' ';
@@ -34,19 +32,20 @@ void append(const std::filesystem::path& root, TimePoint now, std::string_view m
             line += "...";
         line += '\n';
 
+        FileDescriptor fd = openLog(log);
+        if (!fd.isOpen())
+            return;
         struct stat info {};
-        if (::stat(log.c_str(), &info) == 0 && info.st_size >= rotateAt) {
+        if (::fstat(fd.get(), &info) == 0 && info.st_size >= rotateAt) {
             std::filesystem::path old = log;
             old += ".1";
-            ::rename(log.c_str(), old.c_str());
+            // Renamed or not, the line is written: to a fresh log, or to this one.
+            if (::rename(log.c_str(), old.c_str()) == 0)
+                if (FileDescriptor fresh = openLog(log); fresh.isOpen())
+                    fd = std::move(fresh);
         }
-        int fd = ::open(log.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-        if (fd < 0)
-            return;
         // One write per line: O_APPEND keeps concurrent helpers' lines whole.
-        while (::write(fd, line.data(), line.size()) < 0 && errno == EINTR) {
-        }
-        ::close(fd);
+        FileSystem::writeAll(fd.get(), line);
     } catch (...) {
     }
 }

@@ -10,9 +10,11 @@
 #include "SessionFileStore.h"
 
 #include <cstdio>
+#include <filesystem>
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
+#include <optional>
 #include <string>
 #include <unistd.h>
 
@@ -31,13 +33,35 @@ constexpr const char* helpText =
     "payload on standard input; it updates <data root>/sessions/<session id>.json and prints\n"
     "nothing. It always exits 0; failures are appended to <data root>/hook.log.\n"
     "\n"
-    "Data root: $OSTRELVAN_DATA_DIR when set, else $XDG_DATA_HOME/Ostrelvan or\n"
+    "Data root: the one it was installed for by `ostrelvan connect`, as <data root>/bin/\n"
+    "ostrelvan-hook; otherwise $OSTRELVAN_DATA_DIR when set, else $XDG_DATA_HOME/Ostrelvan or\n"
     "~/.local/share/Ostrelvan (~/Library/Application Support/Ostrelvan on macOS).\n";
 
-void record(const Environment& environment) {
-    // Without either there is no data root, only a path relative to the agent's project.
-    if (!nonEmpty(environment, "OSTRELVAN_DATA_DIR") && !nonEmpty(environment, "HOME"))
+// Run by hand at a terminal, the helper would wait for a payload nobody types.
+constexpr const char* atTerminalText =
+    "ostrelvan-hook is Ostrelvan's hook helper: Claude Code runs it on every hook event with the\n"
+    "event's JSON on standard input. With nothing piped in there is nothing to record, so it\n"
+    "stops here. See `ostrelvan-hook --help`, and `ostrelvan connect` to register it.\n";
+
+// The root this helper was installed for, when it is the installed copy: Claude Code may start it
+// without the OSTRELVAN_DATA_DIR the app was started with, and the app reads only its own root.
+// Claude Code runs the helper by the absolute path written in its settings, so argv[0] holds it.
+std::optional<std::filesystem::path> installedRoot(const char* self) {
+    const std::filesystem::path helper = self ? self : "";
+    const std::filesystem::path bin = helper.parent_path();
+    if (!helper.is_absolute() || helper.filename() != "ostrelvan-hook" || bin.filename() != "bin" ||
+        ::access((bin / DataPaths::installedMarker).c_str(), F_OK) != 0)
+        return std::nullopt;
+    return bin.parent_path();
+}
+
+void record(const Environment& environment, const char* self) {
+    std::optional<std::filesystem::path> root = installedRoot(self);
+    // Without either variable there is no data root, only a path relative to the agent's project.
+    if (!root && !nonEmpty(environment, "OSTRELVAN_DATA_DIR") && !nonEmpty(environment, "HOME"))
         return;
+    if (!root)
+        root = DataPaths::root(environment);
     const TimePoint now = wallClockNow();
     std::string failure;
     try {
@@ -45,9 +69,9 @@ void record(const Environment& environment) {
         EventContext context{now, HostDetector::host(environment),
                              HostDetector::terminalApp(environment),
                              AgentProcess::find(environment, static_cast<std::int32_t>(getppid()),
-                                                AgentProcess::lookup)};
+                                                ProcessTable::entry)};
         try {
-            SessionFileStore(DataPaths::sessions(environment)).apply(event, context);
+            SessionFileStore(DataPaths::sessions(*root)).apply(event, context);
         } catch (const std::exception& error) {
             failure = event.rawName + " for session " + event.sessionId.substr(0, 160) + ": " +
                       error.what();
@@ -56,7 +80,7 @@ void record(const Environment& environment) {
         failure = error.what();
     }
     if (!failure.empty())
-        HookLog::append(DataPaths::root(environment), now, failure);
+        HookLog::append(*root, now, failure);
 }
 
 } // namespace
@@ -73,13 +97,17 @@ int main(int argc, char** argv) {
             return 0;
         }
     }
+    if (isatty(STDIN_FILENO) == 1) {
+        std::fputs(atTerminalText, stdout);
+        return 0;
+    }
 #ifdef __GLIBC__
     // A fixed threshold keeps large blocks (a tool's output being parsed) in their own mappings,
     // returned as soon as they are freed; glibc's sliding threshold would keep them resident.
     mallopt(M_MMAP_THRESHOLD, 64 * 1024);
 #endif
     try {
-        record(processEnvironment());
+        record(processEnvironment(), argv[0]);
     } catch (...) {
         // Nothing can be reported when even the environment cannot be read.
     }

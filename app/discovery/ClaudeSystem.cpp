@@ -28,7 +28,8 @@ struct Memo {
     std::unordered_map<std::int32_t, Held> held;
 };
 
-std::optional<ProcessInfo> lookUp(std::int32_t pid, Memo& previous, Memo& next) {
+std::optional<ProcessInfo> lookUp(std::int32_t pid, Memo& previous, Memo& next,
+                                  const ClaudeSystem::ProcessReader& readProcess) {
     if (const auto it = next.held.find(pid); it != next.held.end()) {
         return it->second.info;
     }
@@ -38,7 +39,7 @@ std::optional<ProcessInfo> lookUp(std::int32_t pid, Memo& previous, Memo& next) 
     }
     // Opened before the read: if the process still runs after it, the record read is its own.
     auto handle = next.held.size() < Memo::maxHeld ? ProcessHandle::open(pid) : ProcessHandle{};
-    auto process = ProcessTable::info(pid);
+    auto process = readProcess(pid);
     if (process && !process->zombie && handle.isValid() && !handle.hasExited()) {
         next.held.insert_or_assign(pid, Memo::Held{std::move(handle), *process});
     }
@@ -47,13 +48,14 @@ std::optional<ProcessInfo> lookUp(std::int32_t pid, Memo& previous, Memo& next) 
 
 // The liveness filter; with a memo, it reads only the processes not known to run since the
 // previous call, and replaces the memo.
-std::vector<ClaudeProcess> keepLive(const std::vector<ClaudeProcess>& records, Memo* memo) {
+std::vector<ClaudeProcess> keepLive(const std::vector<ClaudeProcess>& records, Memo* memo,
+                                    const ClaudeSystem::ProcessReader& readProcess) {
     Memo next;
     std::vector<ClaudeProcess> result;
     for (const ClaudeProcess& record : records) {
         // A readable process record proves the process exists; kill is asked only without one.
         const auto process =
-            memo ? lookUp(record.pid, *memo, next) : ProcessTable::info(record.pid);
+            memo ? lookUp(record.pid, *memo, next, readProcess) : readProcess(record.pid);
         if (!process && !ProcessTable::exists(record.pid)) {
             continue;
         }
@@ -83,7 +85,8 @@ ClaudeSystem ClaudeSystem::none() {
     };
 }
 
-ClaudeSystem ClaudeSystem::live(const std::filesystem::path& home, const Environment& environment) {
+ClaudeSystem ClaudeSystem::live(const std::filesystem::path& home, const Environment& environment,
+                                const ProcessReader& readProcess) {
     const auto config = ClaudeRegistry::configDirectory(home, environment);
     const auto registry = ClaudeRegistry::sessionsDirectory(config);
     auto reader = std::make_shared<TranscriptReader>(config, wallClockNow);
@@ -93,18 +96,21 @@ ClaudeSystem ClaudeSystem::live(const std::filesystem::path& home, const Environ
     // Records mostly stay as they are between reloads.
     auto records = std::make_shared<FileDecodeCache<ClaudeProcess>>(ClaudeRegistry::decode);
     return ClaudeSystem{
-        [registry, memo, records] {
+        [registry, memo, records, reader, readProcess] {
+            // A reload starts here and then asks for the transcript of every session it lists:
+            // those not asked for during the previous reload are no longer listed.
+            reader->prune();
             auto loaded = ClaudeRegistry::loadRecords(
                 registry,
                 [&records](const std::filesystem::path& path) { return records->read(path); });
             records->prune();
-            return keepLive(loaded, memo.get());
+            return keepLive(loaded, memo.get(), readProcess);
         },
-        [memo](std::int32_t pid) -> std::optional<std::int32_t> {
+        [memo, readProcess](std::int32_t pid) -> std::optional<std::int32_t> {
             if (const auto it = memo->parents.find(pid); it != memo->parents.end()) {
                 return it->second;
             }
-            if (auto process = ProcessTable::info(pid)) {
+            if (auto process = readProcess(pid)) {
                 return process->parent;
             }
             return std::nullopt;
@@ -118,7 +124,7 @@ ClaudeSystem ClaudeSystem::live(const std::filesystem::path& home) {
 }
 
 std::vector<ClaudeProcess> ClaudeSystem::liveOnly(const std::vector<ClaudeProcess>& records) {
-    return keepLive(records, nullptr);
+    return keepLive(records, nullptr, ProcessTable::info);
 }
 
 } // namespace ostrelvan

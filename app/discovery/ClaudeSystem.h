@@ -2,6 +2,7 @@
 
 #include "ClaudeProcess.h"
 #include "Environment.h"
+#include "ProcessTable.h"
 #include "SessionState.h"
 #include "TranscriptInfo.h"
 
@@ -24,11 +25,15 @@ struct ClaudeSystem {
     std::function<std::optional<std::int32_t>(std::int32_t pid)> parent;
     std::function<TranscriptInfo(const SessionState&)> transcript;
 
+    using ProcessReader = std::function<std::optional<ProcessInfo>(std::int32_t pid)>;
+
     static ClaudeSystem none();
     // The real machine: Claude Code's registry under the config folder, filtered by liveness,
     // and one transcript reader with the wall clock. processes() keeps the decoded records and a
     // handle on each live process for the next call; parent() answers from the records it read.
-    static ClaudeSystem live(const std::filesystem::path& home, const Environment& environment);
+    // Process records are read through `readProcess`.
+    static ClaudeSystem live(const std::filesystem::path& home, const Environment& environment,
+                             const ProcessReader& readProcess = ProcessTable::info);
     static ClaudeSystem live(const std::filesystem::path& home);
 
     // The records whose process is alive (not a zombie) and started within startTolerance of the

@@ -1,6 +1,6 @@
 #include "FileDecodeCache.h"
 
-#include "RegularFile.h"
+#include "FileSystem.h"
 
 #include <sys/stat.h>
 
@@ -13,15 +13,9 @@ std::int64_t nanoseconds(const struct timespec& time) {
 }
 
 FileSignature signatureOf(const struct stat& info) {
-#ifdef __APPLE__
-    const auto& modified = info.st_mtimespec;
-    const auto& changed = info.st_ctimespec;
-#else
-    const auto& modified = info.st_mtim;
-    const auto& changed = info.st_ctim;
-#endif
     return {std::uint64_t(info.st_dev), std::uint64_t(info.st_ino), std::int64_t(info.st_size),
-            nanoseconds(modified), nanoseconds(changed)};
+            nanoseconds(FileSystem::modificationTime(info)),
+            nanoseconds(FileSystem::changeTime(info))};
 }
 
 } // namespace
@@ -43,7 +37,7 @@ bool FileSignature::isRecent(TimePoint now) const {
 
 std::optional<SignedBytes> readSigned(const std::filesystem::path& path) {
     struct stat info {};
-    auto bytes = readRegularFile(path, &info);
+    auto bytes = FileSystem::readRegularFile(path, &info);
     if (!bytes) {
         return std::nullopt;
     }

@@ -1,7 +1,8 @@
 #include "TranscriptReader.h"
 
-#include "ClaudeRegistry.h"
 #include "FileDescriptor.h"
+#include "FileSystem.h"
+#include "Transcript.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -31,11 +32,7 @@ std::optional<Attributes> attributes(const std::filesystem::path& path) {
     if (::stat(path.c_str(), &st) != 0) {
         return std::nullopt;
     }
-#ifdef __APPLE__
-    const struct timespec mtime = st.st_mtimespec;
-#else
-    const struct timespec mtime = st.st_mtim;
-#endif
+    const struct timespec mtime = FileSystem::modificationTime(st);
     return Attributes{static_cast<std::int64_t>(st.st_size),
                       TimePoint(std::chrono::seconds(mtime.tv_sec)) +
                           std::chrono::milliseconds(mtime.tv_nsec / 1'000'000)};
@@ -49,6 +46,7 @@ TranscriptReader::TranscriptReader(std::filesystem::path config, Clock clock)
 TranscriptInfo TranscriptReader::info(const SessionState& state) {
     const TimePoint now = clock_();
     Entry& entry = entries_[state.sessionId];
+    entry.pass = pass_;
 
     if (!entry.url) {
         if (now < entry.readAt + searchRetry) {
@@ -64,6 +62,7 @@ TranscriptInfo TranscriptReader::info(const SessionState& state) {
     const auto file = attributes(*entry.url);
     if (!file) {
         entry = Entry{};
+        entry.pass = pass_;
         entry.readAt = now; // the next search waits a minute
         return entry.info;
     }
@@ -81,7 +80,7 @@ TranscriptInfo TranscriptReader::info(const SessionState& state) {
 }
 
 std::optional<std::filesystem::path> TranscriptReader::locate(const SessionState& state) const {
-    const auto candidate = ClaudeRegistry::transcriptURL(config_, state.folder(), state.sessionId);
+    const auto candidate = Transcript::url(config_, state.folder(), state.sessionId);
     if (isFile(candidate)) {
         return candidate;
     }
@@ -100,8 +99,7 @@ std::optional<std::filesystem::path> TranscriptReader::locate(const SessionState
 }
 
 std::int64_t TranscriptReader::tailOffset(std::int64_t size) {
-    return std::max<std::int64_t>(0,
-                                  size - static_cast<std::int64_t>(ClaudeRegistry::titleTailBytes));
+    return std::max<std::int64_t>(0, size - static_cast<std::int64_t>(Transcript::tailBytes));
 }
 
 std::optional<std::string> TranscriptReader::title(const std::filesystem::path& url,
@@ -111,7 +109,7 @@ std::optional<std::string> TranscriptReader::title(const std::filesystem::path& 
         return std::nullopt;
     }
     std::string tail;
-    tail.reserve(ClaudeRegistry::titleTailBytes);
+    tail.reserve(Transcript::tailBytes);
     char buffer[65536];
     for (;;) {
         const ssize_t n = ::read(file.get(), buffer, sizeof buffer);
@@ -123,7 +121,12 @@ std::optional<std::string> TranscriptReader::title(const std::filesystem::path& 
             return std::nullopt;
         }
     }
-    return ClaudeRegistry::title(tail);
+    return Transcript::title(tail);
+}
+
+void TranscriptReader::prune() {
+    std::erase_if(entries_, [this](const auto& entry) { return entry.second.pass != pass_; });
+    ++pass_;
 }
 
 } // namespace ostrelvan

@@ -1,10 +1,14 @@
 #include "HelperInstaller.h"
 
+#include "DataPaths.h"
+#include "FileDescriptor.h"
+#include "FileSystem.h"
+#include "TemporaryFile.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
-#include <fstream>
 #include <random>
 #include <system_error>
 #include <unistd.h>
@@ -15,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr fs::perms executableMode = static_cast<fs::perms>(0755);
+constexpr mode_t executableMode = 0755;
 
 std::string newUUID() {
     std::random_device entropy;
@@ -32,54 +36,23 @@ std::string newUUID() {
     return text;
 }
 
-bool sameContents(const fs::path& a, const fs::path& b) {
-    std::error_code error;
-    const auto sizeA = fs::file_size(a, error);
-    if (error)
-        return false;
-    const auto sizeB = fs::file_size(b, error);
-    if (error || sizeA != sizeB)
-        return false;
-    std::ifstream left(a, std::ios::binary);
-    std::ifstream right(b, std::ios::binary);
-    if (!left || !right)
-        return false;
-    std::array<char, 65536> bufferA{};
-    std::array<char, 65536> bufferB{};
-    while (left && right) {
-        left.read(bufferA.data(), bufferA.size());
-        right.read(bufferB.data(), bufferB.size());
-        if (left.gcount() != right.gcount() ||
-            !std::equal(bufferA.begin(), bufferA.begin() + left.gcount(), bufferB.begin()))
-            return false;
-    }
-    return left.eof() && right.eof();
+// An executable file whose bytes are `bytes`; the size is compared before any byte is read.
+bool isExecutableCopy(const fs::path& path, const std::string& bytes) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+           static_cast<std::size_t>(info.st_size) == bytes.size() &&
+           ::access(path.c_str(), X_OK) == 0 && FileSystem::readRegularFile(path) == bytes;
 }
 
-bool isExecutableFile(const fs::path& path) {
-    return fs::is_regular_file(path) && ::access(path.c_str(), X_OK) == 0;
-}
-
-// The data root holds the user's commands, so folders created on the way are private.
-void createPrivateDirectories(const fs::path& directory) {
-    if (directory.empty() || fs::is_directory(directory))
+// Tells the helper at `destination` that it is the copy installed for the data root above its
+// folder, so it records there whatever environment Claude Code starts it with.
+void markInstalled(const fs::path& destination) {
+    const fs::path marker = destination.parent_path() / DataPaths::installedMarker;
+    if (::access(marker.c_str(), F_OK) == 0)
         return;
-    createPrivateDirectories(directory.parent_path());
-    if (fs::create_directory(directory))
-        fs::permissions(directory, fs::perms::owner_all);
-}
-
-// The helper is flushed to disk before it replaces the old one: a hook that runs after a power
-// cut must not find an empty file.
-void flush(const fs::path& path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        throw std::system_error(errno, std::generic_category(), "cannot write " + path.string());
-    const int result = ::fsync(fd);
-    const int error = errno;
-    ::close(fd);
-    if (result != 0)
-        throw std::system_error(error, std::generic_category(), "cannot write " + path.string());
+    const FileDescriptor file(::open(marker.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+    if (!file.isOpen())
+        throw std::system_error(errno, std::generic_category(), "cannot write " + marker.string());
 }
 
 } // namespace
@@ -93,29 +66,23 @@ std::optional<fs::path> bundledHelper(const std::optional<fs::path>& executableD
 bool refresh(const std::optional<fs::path>& source, const fs::path& destination) {
     if (!source)
         throw HelperInstallerError::missingBundledHelper();
-    if (!fs::is_regular_file(*source))
+    struct stat info {};
+    if (::stat(source->c_str(), &info) != 0 || !S_ISREG(info.st_mode))
         throw HelperInstallerError::missingBundledHelper(*source);
-    if (isExecutableFile(destination) && sameContents(*source, destination))
-        return false;
+    const auto bytes = FileSystem::readRegularFile(*source);
+    if (!bytes)
+        throw std::system_error(errno, std::generic_category(), "cannot read " + source->string());
 
     const fs::path directory = destination.parent_path();
-    createPrivateDirectories(directory);
-    const fs::path temporary = directory / (temporaryPrefix + newUUID());
-    try {
-        fs::copy_file(*source, temporary);
-        fs::permissions(temporary, executableMode);
-        flush(temporary);
-    } catch (...) {
-        std::error_code ignored;
-        fs::remove(temporary, ignored);
-        throw;
-    }
-    if (::rename(temporary.c_str(), destination.c_str()) != 0) {
-        const int error = errno;
-        std::error_code ignored;
-        fs::remove(temporary, ignored);
-        throw HelperInstallerError::fileWriteUnknown(destination, error);
-    }
+    FileSystem::createPrivateDirectories(directory);
+    markInstalled(destination);
+    if (isExecutableCopy(destination, *bytes))
+        return false;
+    // Flushed to disk before it replaces the old helper: a hook that runs after a power cut must
+    // not find an empty file.
+    TemporaryFile copy(directory / (temporaryPrefix + newUUID()), *bytes, executableMode, true);
+    if (!copy.moveTo(destination))
+        throw HelperInstallerError::fileWriteUnknown(destination, errno);
     return true;
 }
 

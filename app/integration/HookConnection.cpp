@@ -2,8 +2,6 @@
 
 #include "HelperInstaller.h"
 
-#include <algorithm>
-
 namespace ostrelvan::HookConnection {
 
 namespace fs = std::filesystem;
@@ -13,13 +11,14 @@ ConnectReport connect(const HookPaths& paths) {
     report.helperExisted = fs::exists(paths.helper);
     report.helperChanged = HelperInstaller::refresh(paths.bundledHelper, paths.helper);
     const auto settings = HookInstaller::readSettings(paths.settingsFile);
-    report.settingsWrite = HookInstaller::writeSettings(
-        HookInstaller::installing(settings, paths.helper.string()), paths.settingsFile);
+    const auto installed = HookInstaller::installing(settings, paths.helper.string());
+    if (installed != settings)
+        report.settingsWrite = HookInstaller::writeSettings(installed, paths.settingsFile);
     return report;
 }
 
 std::optional<HookInstaller::SettingsWrite> disconnect(const HookPaths& paths) {
-    return HookInstaller::disconnect(paths.settingsFile);
+    return HookInstaller::disconnect(paths.settingsFile, paths.helper.string());
 }
 
 HookHealth health(const HookPaths& paths) {
@@ -31,7 +30,9 @@ HookHealth health(const HookPaths& paths) {
     }
     if (HookInstaller::isInstalled(settings, paths.helper.string()))
         return HookHealth::intact;
-    return HookInstaller::removing(settings) == settings ? HookHealth::missing : HookHealth::broken;
+    return HookInstaller::removing(settings, paths.helper.string()) == settings
+               ? HookHealth::missing
+               : HookHealth::broken;
 }
 
 } // namespace ostrelvan::HookConnection

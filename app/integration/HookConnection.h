@@ -17,24 +17,25 @@ struct HookPaths {
 };
 
 enum class HookHealth {
-    intact,     // all eleven events run this helper
+    intact,     // all eleven events run this helper, once each
     missing,    // no entry of ours at all
-    broken,     // some of ours, but not all eleven for this helper
+    broken,     // some of ours, but not one on each of the eleven for this helper
     unreadable, // the settings file could not be read or parsed
 };
 
 struct ConnectReport {
     bool helperExisted = false;
     bool helperChanged = false; // copied anew (created or replaced)
-    HookInstaller::SettingsWrite settingsWrite;
+    // None when the entries were in place already: nothing was written, the backup left alone.
+    std::optional<HookInstaller::SettingsWrite> settingsWrite;
     bool operator==(const ConnectReport&) const = default;
 };
 
 // Connecting and disconnecting as the user's actions do them, over real files.
 namespace HookConnection {
 
-// Refreshes the helper, then installs the entries. Any failure is thrown before the settings file
-// is touched.
+// Refreshes the helper, then installs the entries, writing the settings file only when that
+// changes it. Any failure is thrown before the settings file is touched.
 ConnectReport connect(const HookPaths& paths);
 
 // None when there was nothing of ours to remove; the helper file stays.

@@ -1,9 +1,13 @@
 #include "HookInstaller.h"
 
-#include "AtomicFile.h"
+#include "FileSystem.h"
+#include "TemporaryFile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace ostrelvan::HookInstaller {
 
@@ -74,22 +78,41 @@ bool runsCommand(const json& entry, const std::string& expected) {
                        [&](const json& hook) { return hook.at("command") == expected; });
 }
 
+std::string doubleQuoted(std::string_view path) {
+    std::string quoted;
+    quoted.reserve(path.size() + 2);
+    quoted += '"';
+    quoted += path;
+    quoted += '"';
+    return quoted;
+}
+
+// The mode a newly created file gets from this process: 0666 less the umask.
+mode_t defaultFileMode() {
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return 0666 & ~mask;
+}
+
 } // namespace
 
 Settings readSettings(const fs::path& url) {
     if (!fs::exists(url))
         return json::object();
-    return parseSettings(AtomicFile::read(url));
+    const auto content = FileSystem::readRegularFile(url);
+    if (!content)
+        throw std::system_error(errno, std::generic_category(), "cannot read " + url.string());
+    return parseSettings(*content, url);
 }
 
-Settings parseSettings(std::string_view content) {
+Settings parseSettings(std::string_view content, const fs::path& url) {
     if (isBlank(content))
         return json::object();
     if (nestsTooDeep(content))
-        throw HookInstallerError::invalidJSON();
+        throw HookInstallerError::invalidJSON(url);
     json settings = json::parse(content, nullptr, false);
     if (settings.is_discarded() || !settings.is_object())
-        throw HookInstallerError::invalidJSON();
+        throw HookInstallerError::invalidJSON(url);
     return settings;
 }
 
@@ -100,7 +123,7 @@ std::string serialise(const Settings& settings) {
 SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
     const fs::path file = resolveLinks(url);
     SettingsWrite result{file, std::nullopt};
-    mode_t mode = AtomicFile::defaultFileMode();
+    mode_t mode = defaultFileMode();
     if (fs::exists(file)) {
         fs::path backup = url;
         backup += backupSuffix;
@@ -112,35 +135,51 @@ SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
     } else if (file.has_parent_path()) {
         fs::create_directories(file.parent_path());
     }
-    AtomicFile::replace(file, serialise(settings), mode);
+    // Claude Code's settings are the user's: flushed to disk before they replace the old ones.
+    const fs::path temporary = file.parent_path() / ("." + file.filename().string() +
+                                                     ".ostrelvan-" + std::to_string(::getpid()));
+    TemporaryFile written(temporary, serialise(settings), mode, true);
+    if (!written.moveTo(file))
+        throw std::system_error(errno, std::generic_category(), "cannot write " + file.string());
     return result;
 }
 
 std::string command(std::string_view helperPath) {
-    std::string quoted;
-    quoted.reserve(helperPath.size() + 2);
-    quoted += '"';
-    quoted += helperPath;
-    quoted += '"';
+    if (helperPath.find_first_of("\"$`\\") == std::string_view::npos)
+        return doubleQuoted(helperPath);
+    std::string quoted = "'";
+    for (char c : helperPath) {
+        if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += c;
+    }
+    quoted += '\'';
     return quoted;
 }
 
-bool isOwned(const json& entry) {
+bool runsHelper(std::string_view command, std::string_view helperPath) {
+    return command == HookInstaller::command(helperPath) || command == doubleQuoted(helperPath);
+}
+
+bool isOwned(const json& entry, std::string_view helperPath) {
     if (!entry.is_object())
         return false;
     const auto hooks = entry.find("hooks");
     if (hooks == entry.end() || !hooks->is_array() || hooks->empty())
         return false;
-    return std::all_of(hooks->begin(), hooks->end(), [](const json& hook) {
+    return std::all_of(hooks->begin(), hooks->end(), [&](const json& hook) {
         if (!hook.is_object())
             return false;
         const auto text = hook.find("command");
-        return text != hook.end() && text->is_string() &&
-               text->get_ref<const std::string&>().find(marker) != std::string::npos;
+        if (text == hook.end() || !text->is_string())
+            return false;
+        const std::string& command = text->get_ref<const std::string&>();
+        return command.find(marker) != std::string::npos || runsHelper(command, helperPath);
     });
 }
 
-Settings removing(const Settings& settings) {
+Settings removing(const Settings& settings, std::string_view helperPath) {
     const auto found = settings.find("hooks");
     if (found == settings.end() || !found->is_object())
         return settings;
@@ -153,7 +192,7 @@ Settings removing(const Settings& settings) {
         }
         json kept = json::array();
         for (const json& entry : *it)
-            if (!isOwned(entry))
+            if (!isOwned(entry, helperPath))
                 kept.push_back(entry);
         if (kept.size() == it->size()) {
             ++it;
@@ -178,7 +217,7 @@ Settings removing(const Settings& settings) {
 }
 
 Settings installing(const Settings& settings, std::string_view helperPath) {
-    Settings result = removing(settings);
+    Settings result = removing(settings, helperPath);
     json hooks = json::object();
     if (const auto found = result.find("hooks"); found != result.end() && found->is_object())
         hooks = *found;
@@ -205,15 +244,16 @@ bool isInstalled(const Settings& settings, std::string_view helperPath) {
         const auto entries = hooks->find(std::string(event.name));
         if (entries == hooks->end() || !entries->is_array())
             return false;
-        return std::any_of(entries->begin(), entries->end(), [&](const json& entry) {
-            return isOwned(entry) && runsCommand(entry, expected);
-        });
+        const auto owned = [&](const json& entry) { return isOwned(entry, helperPath); };
+        const auto ours = std::find_if(entries->begin(), entries->end(), owned);
+        return ours != entries->end() && runsCommand(*ours, expected) &&
+               std::none_of(std::next(ours), entries->end(), owned);
     });
 }
 
-std::optional<SettingsWrite> disconnect(const fs::path& settingsURL) {
+std::optional<SettingsWrite> disconnect(const fs::path& settingsURL, std::string_view helperPath) {
     const Settings settings = readSettings(settingsURL);
-    const Settings result = removing(settings);
+    const Settings result = removing(settings, helperPath);
     if (result == settings)
         return std::nullopt;
     return writeSettings(result, settingsURL);

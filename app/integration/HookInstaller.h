@@ -36,7 +36,8 @@ inline constexpr std::array<Event, 11> events{{
     {"PreCompact", std::nullopt},
 }};
 
-// The tail of the helper's path under the default data directory: commands containing it are ours.
+// The tail of the helper's path under the default data directory: commands containing it are ours,
+// whatever data directory they were written for.
 inline constexpr std::string_view marker = "/Ostrelvan/bin/ostrelvan-hook";
 
 inline constexpr std::string_view backupSuffix = ".ostrelvan-backup";
@@ -49,11 +50,11 @@ struct SettingsWrite {
 };
 
 // A missing, empty or whitespace-only file is an empty document. Throws HookInstallerError
-// (invalidJSON) when the content is not a JSON object, and read errors as they are.
+// (invalidJSON, naming `url`) when the content is not a JSON object, and read errors as they are.
 Settings readSettings(const std::filesystem::path& url);
 
-// The content rules of readSettings, for bytes already read.
-Settings parseSettings(std::string_view content);
+// The content rules of readSettings, for bytes already read from `url`.
+Settings parseSettings(std::string_view content, const std::filesystem::path& url);
 
 // Backs up the existing file beside `url`, then replaces the file atomically. A symbolic link at
 // `url` is followed: its target is written and the link stays.
@@ -62,17 +63,27 @@ SettingsWrite writeSettings(const Settings& settings, const std::filesystem::pat
 // The exact serialised form written: pretty, sorted keys, slashes as they are.
 std::string serialise(const Settings& settings);
 
-// The hook command for a helper path: the path in double quotes, so spaces survive the shell.
+// The hook command for a helper path, as /bin/sh reads it: the path in double quotes, so spaces
+// survive; a path holding a character that stays special inside double quotes (", $, ` or \) in
+// single quotes instead, each ' in it written '\''.
 std::string command(std::string_view helperPath);
 
-// An object whose "hooks" is a non-empty array of objects whose "command"s all carry the marker.
-bool isOwned(const nlohmann::json& entry);
+// The command runs exactly this helper: the command written now, or the double-quoted path that
+// earlier versions wrote for any path.
+bool runsHelper(std::string_view command, std::string_view helperPath);
+
+// An object whose "hooks" is a non-empty array of objects whose "command"s each carry the marker or
+// run exactly `helperPath`.
+bool isOwned(const nlohmann::json& entry, std::string_view helperPath);
 
 Settings installing(const Settings& settings, std::string_view helperPath);
-Settings removing(const Settings& settings);
+Settings removing(const Settings& settings, std::string_view helperPath);
+// Each of the eleven events has exactly one owned entry, and it runs command(helperPath): a second
+// one would run a helper twice for every event.
 bool isInstalled(const Settings& settings, std::string_view helperPath);
 
 // Removes the owned entries; writes (with a backup) only when there were some.
-std::optional<SettingsWrite> disconnect(const std::filesystem::path& settingsURL);
+std::optional<SettingsWrite> disconnect(const std::filesystem::path& settingsURL,
+                                        std::string_view helperPath);
 
 } // namespace ostrelvan::HookInstaller

@@ -2,12 +2,12 @@
 
 namespace ostrelvan {
 
-HookInstallerError::HookInstallerError(Kind kind, const char* text)
+HookInstallerError::HookInstallerError(Kind kind, const std::string& text)
     : std::runtime_error(text), kind_(kind) {}
 
-HookInstallerError HookInstallerError::invalidJSON() {
+HookInstallerError HookInstallerError::invalidJSON(const std::filesystem::path& settingsFile) {
     return {Kind::invalidJSON,
-            "~/.claude/settings.json is not valid JSON, so Ostrelvan left it untouched."};
+            settingsFile.string() + " is not valid JSON, so Ostrelvan left it untouched."};
 }
 
 } // namespace ostrelvan

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <stdexcept>
 
 namespace ostrelvan {
@@ -10,12 +11,13 @@ class HookInstallerError : public std::runtime_error {
 public:
     enum class Kind { invalidJSON };
 
-    static HookInstallerError invalidJSON();
+    // Names the settings file that Claude Code reads, wherever CLAUDE_CONFIG_DIR puts it.
+    static HookInstallerError invalidJSON(const std::filesystem::path& settingsFile);
 
     Kind kind() const { return kind_; }
 
 private:
-    HookInstallerError(Kind kind, const char* text);
+    HookInstallerError(Kind kind, const std::string& text);
     Kind kind_;
 };
 

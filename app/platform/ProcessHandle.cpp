@@ -1,8 +1,6 @@
 #include "ProcessHandle.h"
 
 #include <poll.h>
-#include <unistd.h>
-#include <utility>
 #ifdef __linux__
 #include <sys/syscall.h>
 #endif
@@ -20,31 +18,13 @@ ProcessHandle ProcessHandle::open(std::int32_t pid) {
     return {};
 }
 
-ProcessHandle::ProcessHandle(ProcessHandle&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-
-ProcessHandle& ProcessHandle::operator=(ProcessHandle&& other) noexcept {
-    if (this != &other) {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-        fd_ = std::exchange(other.fd_, -1);
-    }
-    return *this;
-}
-
-ProcessHandle::~ProcessHandle() {
-    if (fd_ >= 0) {
-        ::close(fd_);
-    }
-}
-
 bool ProcessHandle::hasExited() const {
-    if (fd_ < 0) {
+    if (!fd_.isOpen()) {
         return true;
     }
     // A pidfd turns readable when its process exits.
     struct pollfd entry {
-        fd_, POLLIN, 0
+        fd_.get(), POLLIN, 0
     };
     return ::poll(&entry, 1, 0) != 0;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FileDescriptor.h"
+
 #include <cstdint>
 
 namespace ostrelvan {
@@ -11,19 +13,13 @@ public:
     ProcessHandle() = default;
     static ProcessHandle open(std::int32_t pid);
 
-    ProcessHandle(ProcessHandle&& other) noexcept;
-    ProcessHandle& operator=(ProcessHandle&& other) noexcept;
-    ProcessHandle(const ProcessHandle&) = delete;
-    ProcessHandle& operator=(const ProcessHandle&) = delete;
-    ~ProcessHandle();
-
-    bool isValid() const { return fd_ >= 0; }
+    bool isValid() const { return fd_.isOpen(); }
     // The process has exited, a zombie included; an invalid handle knows nothing else.
     bool hasExited() const;
 
 private:
     explicit ProcessHandle(int fd) : fd_(fd) {}
-    int fd_ = -1;
+    FileDescriptor fd_;
 };
 
 } // namespace ostrelvan

@@ -1,6 +1,7 @@
 #include "SessionStore.h"
 
 #include "DisplayRules.h"
+#include "FileSystem.h"
 #include "SessionMerge.h"
 
 #include <QLoggingCategory>
@@ -17,35 +18,21 @@ std::optional<double> SessionStore::defaultReviewFade() {
 }
 
 SessionStore::SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged,
-                           IsAlive isAlive, Clock clock, std::string home, ClaudeSystem system,
-                           ReviewFadeSource reviewFade, QObject* parent)
+                           IsAlive isAlive, Clock clock, std::filesystem::path claudeFolder,
+                           ClaudeSystem system, ReviewFadeSource reviewFade, QObject* parent)
     : QObject(parent), fileStore_(std::move(fileStore)), acknowledged_(acknowledged),
-      isAlive_(std::move(isAlive)), clock_(std::move(clock)), home_(std::move(home)),
-      system_(std::move(system)), reviewFade_(std::move(reviewFade)) {
+      isAlive_(std::move(isAlive)), clock_(std::move(clock)),
+      claudeFolder_(std::move(claudeFolder)), system_(std::move(system)),
+      reviewFade_(std::move(reviewFade)) {
     refreshTask_.setInterval(refreshInterval);
     refreshTask_.setTimerType(Qt::PreciseTimer);
     connect(&refreshTask_, &QTimer::timeout, this, &SessionStore::reload);
 }
 
-namespace {
-
-// Session files hold the commands the user runs: folders made here are the owner's alone.
-void createPrivateDirectories(const std::filesystem::path& directory) {
-    std::error_code ignored;
-    if (directory.empty() || std::filesystem::is_directory(directory, ignored)) {
-        return;
-    }
-    createPrivateDirectories(directory.parent_path());
-    if (std::filesystem::create_directory(directory, ignored)) {
-        std::filesystem::permissions(directory, std::filesystem::perms::owner_all,
-                                     std::filesystem::perm_options::replace, ignored);
-    }
-}
-
-} // namespace
-
 void SessionStore::start() {
-    createPrivateDirectories(fileStore_.directory());
+    // Without the folder there is nothing to watch; the reloads still run.
+    std::error_code ignored;
+    FileSystem::createPrivateDirectories(fileStore_.directory(), ignored);
     watcher_ = SessionFolderWatcher::create(QString::fromStdString(fileStore_.directory()));
     if (watcher_) {
         connect(watcher_.get(), &SessionFolderWatcher::changed, this, &SessionStore::reload);
@@ -67,7 +54,7 @@ void SessionStore::reload() {
     WindowKeys windows;
     for (SessionState state : merged) {
         const TranscriptInfo info = system_.transcript(state);
-        if (!DisplayRules::isShown(state, home_, info.exists)) {
+        if (!DisplayRules::isShown(state, claudeFolder_.native(), info.exists)) {
             continue;
         }
         if (info.title) {
@@ -109,13 +96,13 @@ std::vector<SessionState> SessionStore::liveHookStates(TimePoint now,
     auto states = fileStore_.loadAll(
         [this](const std::filesystem::path& path) { return decoded_.read(path); });
     decoded_.prune();
+    const auto ended = [&](const SessionState& state) { return hasEnded(state, now, running); };
     for (auto& state : states) {
-        if (hasEnded(state, now, running)) {
-            fileStore_.remove(state.sessionId);
+        if (!ended(state)) {
+            live.push_back(std::move(state));
+        } else if (fileStore_.removeIfEnded(state.sessionId, ended)) {
             qCInfo(sessionsLog) << "dropped an ended session";
-            continue;
         }
-        live.push_back(std::move(state));
     }
     return live;
 }

@@ -43,9 +43,12 @@ public:
 
     static std::optional<double> defaultReviewFade();
 
+    // `claudeFolder` is Claude Code's own folder (ClaudeRegistry::configDirectory): sessions run
+    // inside it are hidden.
     SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged,
                  IsAlive isAlive = ProcessTable::isAlive, Clock clock = wallClockNow,
-                 std::string home = {}, ClaudeSystem system = ClaudeSystem::none(),
+                 std::filesystem::path claudeFolder = {},
+                 ClaudeSystem system = ClaudeSystem::none(),
                  ReviewFadeSource reviewFade = defaultReviewFade, QObject* parent = nullptr);
 
     const std::vector<SessionGroup>& groups() const { return groups_; }
@@ -83,7 +86,7 @@ private:
     AcknowledgedStore& acknowledged_;
     IsAlive isAlive_;
     Clock clock_;
-    std::string home_;
+    std::filesystem::path claudeFolder_;
     ClaudeSystem system_;
     ReviewFadeSource reviewFade_;
     // Most session files are unchanged since the previous reload.

@@ -1,5 +1,7 @@
 #include "GlassColor.h"
 
+#include <algorithm>
+
 namespace ostrelvan::GlassColor {
 
 QColor success() {
@@ -18,15 +20,19 @@ QColor vscode() {
     return QColor(59, 160, 240);
 }
 
-// Placeholder foregrounds until the glass look lands.
+// A little stronger than the desktop's own label levels (0.85, 0.55 and 0.25), because here they
+// sit on a plain blur without the vibrancy that lifts them on macOS materials.
 QColor textPrimary(bool dark) {
-    return dark ? QColor(255, 255, 255, 242) : QColor(0, 0, 0, 217);
+    return dark ? QColor::fromRgbF(1, 1, 1, 0.9f) : QColor::fromRgbF(0, 0, 0, 0.85f);
 }
 QColor textSecondary(bool dark) {
-    return dark ? QColor(255, 255, 255, 140) : QColor(0, 0, 0, 128);
+    return dark ? QColor::fromRgbF(1, 1, 1, 0.62f) : QColor::fromRgbF(0, 0, 0, 0.56f);
 }
 QColor textTertiary(bool dark) {
-    return dark ? QColor(255, 255, 255, 64) : QColor(0, 0, 0, 66);
+    return dark ? QColor::fromRgbF(1, 1, 1, 0.4f) : QColor::fromRgbF(0, 0, 0, 0.36f);
+}
+QColor windowBackground(bool dark) {
+    return dark ? QColor(50, 50, 50) : QColor(236, 236, 236);
 }
 
 QLinearGradient rim(double top, double bottom, const QRectF& rect) {

@@ -1,7 +1,6 @@
 #include "SessionRow.h"
 
 #include "DisplayRules.h"
-#include "FileManagerName.h"
 #include "GlassColor.h"
 #include "Glyphs.h"
 #include "StatusLamp.h"
@@ -9,6 +8,7 @@
 #include "WidgetFonts.h"
 #include "WidgetGlass.h"
 #include "WidgetMenu.h"
+#include "Workspace.h"
 
 #include <QContextMenuEvent>
 #include <QFontMetricsF>
@@ -146,8 +146,8 @@ QColor SessionRow::statusColor(SessionStatus status, const WidgetLook& look) {
 void SessionRow::fillContextMenu(QMenu& menu) const {
     const DisplayedSession session = session_;
     const auto reveal = actions_.showInFinder;
-    connect(menu.addAction(QString::fromUtf8(FileManagerName::revealText())), &QAction::triggered,
-            &menu, [session, reveal] {
+    connect(menu.addAction(QString::fromUtf8(Workspace::showInFileManagerTitle())),
+            &QAction::triggered, &menu, [session, reveal] {
                 if (reveal)
                     reveal(session);
             });

@@ -1,6 +1,15 @@
 #include "WidgetGlass.h"
 
+#include "AppSettings.h"
+#include "DesktopPreferences.h"
+#include "GlassColor.h"
+#include "WidgetMetrics.h"
+#include "WindowBlur.h"
+
 #include <QPainter>
+#include <algorithm>
+#include <cmath>
+#include <limits>
 
 namespace ostrelvan::WidgetGlass {
 
@@ -17,12 +26,63 @@ QPainterPath roundedRect(const QRectF& rect, double radius) {
     return path;
 }
 
-// Placeholder until the glass look lands: a plain tinted fill.
+namespace {
+// The shape drawn half a point inside its own edge, so that a 1-point stroke of it lies just
+// inside the outline. Scaling about the centre stands in for an inset: the straight edges move by
+// exactly half a point, the middles of the rounded corners by under a fifth of a point more,
+// which an antialiased 1-point line does not show.
+QPainterPath insetByHalf(const QPainterPath& shape) {
+    const QRectF box = shape.boundingRect();
+    if (box.width() <= 1 || box.height() <= 1)
+        return shape;
+    QTransform transform;
+    transform.translate(box.center().x(), box.center().y());
+    transform.scale((box.width() - 1) / box.width(), (box.height() - 1) / box.height());
+    transform.translate(-box.center().x(), -box.center().y());
+    return transform.map(shape);
+}
+} // namespace
+
 void paint(QPainter& painter, const QPainterPath& shape, const WidgetLook& look) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(shape, look.dark ? QColor(30, 30, 34, 220) : QColor(245, 245, 247, 220));
+    painter.setPen(Qt::NoPen);
+    if (look.reduceTransparency || look.opaqueGlass) {
+        painter.fillPath(shape, GlassColor::windowBackground(look.dark));
+        painter.restore();
+        return;
+    }
+
+    const float tint = float(std::clamp(look.tint, 0.0, 1.0));
+    if (tint > 0)
+        painter.fillPath(shape, look.dark ? QColor::fromRgbF(0, 0, 0, tint)
+                                          : QColor::fromRgbF(1, 1, 1, tint));
+
+    const QRectF box = shape.boundingRect();
+    QLinearGradient sheen(box.left(), box.top(), box.left(), box.center().y());
+    sheen.setColorAt(0, QColor::fromRgbF(1, 1, 1, 0.16f));
+    sheen.setColorAt(1, QColor::fromRgbF(1, 1, 1, 0));
+    painter.fillPath(shape, sheen);
+
+    const double top = look.dark ? 0.6 : 0.9;
+    const double bottom = 0.2;
+    painter.strokePath(insetByHalf(shape), QPen(GlassColor::rim(top, bottom, box), 1));
     painter.restore();
+}
+
+int blurRadius(double glassBlur, bool reduceTransparency) {
+    if (reduceTransparency || !std::isfinite(glassBlur))
+        return 0;
+    const double limit = std::numeric_limits<int>::max();
+    return int(std::clamp(roundHalfAwayFromZero(glassBlur), -limit, limit));
+}
+
+bool applyGlass(QWindow& window, double glassBlur, const DesktopPreferences& desktop) {
+    return WindowBlur::set(blurRadius(glassBlur, desktop.reduceTransparency), window);
+}
+
+bool applyGlass(QWindow& window, const AppSettings& settings, const DesktopPreferences& desktop) {
+    return applyGlass(window, settings.glassBlur(), desktop);
 }
 
 } // namespace ostrelvan::WidgetGlass

@@ -2,6 +2,10 @@
 
 namespace ostrelvan {
 
+class AppSettings;
+struct DesktopPreferences;
+enum class GlassAppearance;
+
 // How the widget is drawn right now: the appearance and accessibility settings of the desktop,
 // the user's glass settings, and whether translucency can be shown at all.
 struct WidgetLook {
@@ -15,5 +19,13 @@ struct WidgetLook {
 
     bool operator==(const WidgetLook&) const = default;
 };
+
+// The look from the desktop's preferences, the user's glass settings and whether a compositor
+// blends translucent windows: the appearance setting overrides the desktop's unless it is
+// `system`.
+WidgetLook widgetLook(const DesktopPreferences& desktop, GlassAppearance appearance, double tint,
+                      bool textContrast, bool compositor);
+WidgetLook widgetLook(const DesktopPreferences& desktop, const AppSettings& settings,
+                      bool compositor);
 
 } // namespace ostrelvan

@@ -6,6 +6,8 @@
 #include <QTest>
 #include <chrono>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
 
 namespace ostrelvan::test {
 
@@ -43,6 +45,17 @@ class CommandLineTest : public QObject {
         return state;
     }
 
+    // Claude Code's own record of an agent process.
+    void registry(pid_t pid, const std::string& sessionId, const std::string& cwd,
+                  TimePoint startedAt) {
+        writeText(*root_ / "claude/sessions" / (std::to_string(pid) + ".json"),
+                  R"({"pid":)" + std::to_string(pid) + R"(,"sessionId":")" + sessionId +
+                      R"(","cwd":")" + cwd +
+                      R"(","kind":"interactive","status":"busy",)"
+                      R"("startedAt":)" +
+                      std::to_string((startedAt - TimePoint{}).count()) + "}");
+    }
+
     SessionState put(const SessionState& state) {
         std::filesystem::create_directories(dataFolder() / "sessions");
         SessionFileStore::write(state, dataFolder() / "sessions" / (state.sessionId + ".json"));
@@ -53,8 +66,11 @@ private slots:
     void init() { root_ = std::make_unique<TempDir>(); }
 
     void statusJsonDescribesEverySessionShown() {
-        Process agent({"sleep", "120"}); // stands in for a Claude Code process
+        // Stands in for a Claude Code process in a tmux pane.
+        Process agent({"/bin/sleep", "120"},
+                      Variables{{"TMUX", "/tmp/tmux-1000/default,4242,0"}, {"TMUX_PANE", "%7"}});
         const auto pid = static_cast<std::int32_t>(agent.pid());
+        Process waiting({"/bin/sleep", "120"}); // an agent not yet given a prompt
         const TimePoint now = wallClockNow();
 
         auto alpha = SessionState::make("alpha", "/work/alpha", SessionHost::terminal, "kitty", pid,
@@ -72,11 +88,10 @@ private slots:
         auto silent = session("silent", "/work/silent", SessionStatus::idle, now);
         silent.startedConversation = false;
         put(silent);
-        writeText(*root_ / "claude/sessions" / (std::to_string(pid) + ".json"),
-                  R"({"pid":)" + std::to_string(pid) +
-                      R"(,"sessionId":"alpha","cwd":"/work/alpha","kind":"interactive",)"
-                      R"("status":"busy","startedAt":)" +
-                      std::to_string((now - TimePoint{}).count()) + "}");
+        // Run inside Claude Code's own folder, which CLAUDE_CONFIG_DIR moved: hidden.
+        put(session("internal", *root_ / "claude/helper", SessionStatus::working, now));
+        registry(agent.pid(), "alpha", "/work/alpha", now);
+        registry(waiting.pid(), "quiet", "/work/quiet", now);
         writeText(*root_ / "claude/projects/-work-alpha/alpha.jsonl",
                   R"({"type":"custom-title","customTitle":"Fix login"})"
                   "\n");
@@ -91,18 +106,24 @@ private slots:
         const Outcome result = ostrelvan({"status", "--json"});
         QCOMPARE(result.code, 0);
         QCOMPARE(result.err, "");
-        // The whole document, field by field in the documented order; the review fade is "never".
-        std::string expected = R"({"groups":[
+        // The whole document, field by field in the documented order, absent values as null;
+        // the review fade is "never".
+        std::string expected = R"({"version":1,"connected":false,
+            "notice":"Not connected to Claude Code (run `ostrelvan connect`).","hookErrors":null,
+            "waitingForPrompt":1,"groups":[
             {"id":"window-$window","name":"alpha","sessions":[{"sessionId":"alpha",
             "name":"Fix login","status":"working","activity":"runningTests",
-            "statusLine":"Running tests…","project":"alpha","folder":"/work/alpha","host":"terminal",
-            "terminalApp":"kitty","pid":$pid,"title":"Fix login",$alpha}]},
+            "statusLine":"Running tests…","approval":null,"project":"alpha","folder":"/work/alpha",
+            "host":"terminal","terminalApp":"kitty","pid":$pid,"tmuxPane":"%7",
+            "title":"Fix login",$alpha}]},
             {"id":"session-beta","name":"beta-app","sessions":[{"sessionId":"beta","name":"beta-app",
-            "status":"awaitingReview","activity":"working","statusLine":"Awaiting review",
-            "project":"beta-app","folder":"/work/beta-app","host":"vscode",$beta}]},
+            "status":"awaitingReview","activity":null,"statusLine":"Awaiting review",
+            "approval":null,"project":"beta-app","folder":"/work/beta-app","host":"vscode",
+            "terminalApp":null,"pid":null,"tmuxPane":null,"title":null,$beta}]},
             {"id":"session-gamma","name":"beta-app","sessions":[{"sessionId":"gamma",
-            "name":"beta-app #2","status":"idle","activity":"working","statusLine":"Idle",
-            "project":"beta-app","folder":"/work/beta-app","host":"vscode",$gamma}]}]})";
+            "name":"beta-app #2","status":"idle","activity":null,"statusLine":"Idle",
+            "approval":null,"project":"beta-app","folder":"/work/beta-app","host":"vscode",
+            "terminalApp":null,"pid":null,"tmuxPane":null,"title":null,$gamma}]}]})";
         const auto times = [](const SessionState& s) {
             return "\"statusSince\":\"" + SessionCoding::formatDate(s.statusSince) +
                    "\",\"lastEvent\":\"" + SessionCoding::formatDate(s.lastEvent) + "\"";
@@ -117,23 +138,78 @@ private slots:
             for (auto at = expected.find(key); at != std::string::npos; at = expected.find(key))
                 expected.replace(at, key.size(), value);
         QCOMPARE(QString::fromStdString(result.out), QString::fromStdString(expected + "\n"));
+        checkKeysAgainstTheReadme(result.out);
 
         QVERIFY(!std::filesystem::exists(dataFolder() / "sessions/old.json"));
         QSettings after(path("xdg/Ostrelvan/Ostrelvan.conf"), QSettings::IniFormat);
         QCOMPARE(after.value("sessions.acknowledged").toMap().keys(), QStringList{"gamma"});
         QCOMPARE(ostrelvan({"status", "--line"}).out, "●1 ◆1 ○1\n");
+        QCOMPARE(ostrelvan({"status", "--line", "--tmux"}).out,
+                 "#[fg=green]●#[fg=default]1 #[fg=colour208]◆#[fg=default]1 "
+                 "#[fg=brightblack]○#[fg=default]1\n");
         const Outcome human = ostrelvan({"status"});
         QVERIFY2(human.out.starts_with("  ● Fix login    alpha     Running tests…   3h\n"),
                  human.out.c_str());
     }
 
-    void emptyStateFollowsTheConnection() {
+    // The keys of each level of the document, in order, are the README's tables.
+    static void checkKeysAgainstTheReadme(const std::string& document) {
+        std::map<std::string, std::vector<std::string>> documented;
+        std::vector<std::string>* table = nullptr;
+        std::istringstream readme(readText(OSTRELVAN_README));
+        for (std::string line; std::getline(readme, line);) {
+            for (const char* level : {"document", "group", "session"})
+                if (line.starts_with("| " + std::string(level) + " key |"))
+                    table = &documented[level];
+            if (!line.starts_with("| `")) {
+                table = line.starts_with("|") ? table : nullptr;
+                continue;
+            }
+            if (table)
+                table->push_back(line.substr(3, line.find('`', 3) - 3));
+        }
+        const auto keys = [](const nlohmann::ordered_json& object) {
+            std::vector<std::string> names;
+            for (const auto& item : object.items())
+                names.push_back(item.key());
+            return names;
+        };
+        const auto parsed = nlohmann::ordered_json::parse(document);
+        QCOMPARE(keys(parsed), documented["document"]);
+        QCOMPARE(keys(parsed["groups"][0]), documented["group"]);
+        QCOMPARE(keys(parsed["groups"][0]["sessions"][0]), documented["session"]);
+    }
+
+    // What stands in place of an empty list says what is really going on.
+    void emptyStateSaysWhy() {
         QVERIFY(ostrelvan({"status"}).out.starts_with("Not connected to Claude Code"));
         QCOMPARE(ostrelvan({"status", "--line"}).out, "");
-        QCOMPARE(ostrelvan({"status", "--json"}).out, "{\"groups\":[]}\n");
+        const auto document = nlohmann::json::parse(ostrelvan({"status", "--json"}).out);
+        QVERIFY(document["connected"] == false);
+        QVERIFY(document["notice"].get<std::string>().starts_with("Not connected"));
         QCOMPARE(ostrelvan({"connect"}).code, 0);
         QCOMPARE(ostrelvan({"status"}).out,
                  "No sessions yet\nStart Claude Code and it shows up here.\n");
+
+        Process agent({"/bin/sleep", "120"});
+        registry(agent.pid(), "quiet", "/work/quiet", wallClockNow());
+        QCOMPARE(ostrelvan({"status"}).out, "No sessions yet\n1 Claude Code session is running; it "
+                                            "shows up here after its first prompt.\n");
+
+        // The helper's errors count once they are newer than the newest session file.
+        put(session("delta", "/work/delta", SessionStatus::working, wallClockNow()));
+        const Path log = dataFolder() / "hook.log";
+        writeText(log, SessionCoding::formatDate(wallClockNow() + 2s) + " bad payload\n");
+        const Outcome shown = ostrelvan({"status"});
+        QVERIFY2(shown.out.ends_with("\n\nostrelvan-hook logged errors after the last session "
+                                     "update; see " +
+                                     log.string() + ".\n"),
+                 shown.out.c_str());
+        QVERIFY(nlohmann::json::parse(ostrelvan({"status", "--json"}).out)["hookErrors"] ==
+                log.string());
+        std::filesystem::last_write_time(dataFolder() / "sessions/delta.json",
+                                         std::filesystem::file_time_type::clock::now() + 10s);
+        QVERIFY(nlohmann::json::parse(ostrelvan({"status", "--json"}).out)["hookErrors"].is_null());
     }
 
     // Without a terminal the live view appends each new state, which makes it observable here.
@@ -147,23 +223,129 @@ private slots:
         };
         QVERIFY2(waitFor("Not connected to Claude Code"), readText(seen).c_str());
         put(session("delta", "/work/delta", SessionStatus::needsApproval, wallClockNow()));
-        QVERIFY2(waitFor("Ostrelvan · 1 Claude Code session\n\n  ● delta  Needs approval"),
+        QVERIFY2(waitFor("Ostrelvan · 1 Claude Code session\n\n  ▲ delta  Needs approval  now\n"),
                  readText(seen).c_str());
         ::kill(watch.pid(), SIGINT);
         const int status = watch.wait();
         QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
 
+    void openNamesOneSessionOrListsTheCandidates() {
+        const TimePoint now = wallClockNow();
+        put(session("alpha-1", "/work/alpha", SessionStatus::idle, now));
+        put(session("alpha-2", "/work/other", SessionStatus::idle, now));
+        put(session("beta", "/work/beta", SessionStatus::idle, now));
+
+        Outcome result = ostrelvan({"open", "gamma"});
+        QCOMPARE(result.code, 1);
+        QCOMPARE(result.err, "ostrelvan: no session matches 'gamma'; the sessions are:\n"
+                             "  alpha-1  alpha\n  alpha-2  other\n  beta  beta\n");
+        result = ostrelvan({"open", "alpha"});
+        QCOMPARE(result.code, 1);
+        QCOMPARE(result.err, "ostrelvan: 'alpha' matches 2 sessions; give more of the id:\n"
+                             "  alpha-1  alpha\n  alpha-2  other\n");
+        QCOMPARE(ostrelvan({"open"}).code, 2);
+        QCOMPARE(ostrelvan({"open", "beta", "alpha-1"}).code, 2);
+    }
+
+    // No display and no session bus: a VS Code session opens through the `code` command and the
+    // desktop's URL handler, a terminal session whose window cannot be found shows its folder.
+    // Both are acknowledged as opening them from the widget would.
+    void openGoesToVSCodeOrTheFolderAndAcknowledges() {
+        const Path bin = *root_ / "bin", calls = *root_ / "calls";
+        for (const char* tool : {"code", "xdg-open"}) {
+            writeText(bin / tool,
+                      "#!/bin/sh\necho \"$(basename \"$0\") $*\" >> " + calls.string() + "\n");
+            std::filesystem::permissions(bin / tool, std::filesystem::perms::owner_all);
+        }
+        Process agent({"sleep", "120"});
+        const TimePoint now = wallClockNow();
+        put(session("vs-1", "/work/vs", SessionStatus::awaitingReview, now));
+        auto terminal = session("term-1", "/work/term", SessionStatus::awaitingReview, now);
+        terminal.host = SessionHost::terminal;
+        terminal.pid = static_cast<std::int32_t>(agent.pid());
+        put(terminal);
+        Variables variables = environment();
+        variables["PATH"] = bin.string() + ":/usr/bin:/bin";
+        variables["DBUS_SESSION_BUS_ADDRESS"] = "disabled:";
+
+        for (const char* id : {"vs", "term"}) {
+            const Outcome result = run({OSTRELVAN_EXECUTABLE, "open", id}, variables);
+            QCOMPARE(result.code, 0);
+        }
+        // The tools run detached, so the two commands' calls may land in either order.
+        const auto lines = [&] {
+            auto list = QString::fromStdString(readText(calls)).split('\n', Qt::SkipEmptyParts);
+            list.sort();
+            return list;
+        };
+        QTRY_COMPARE(lines(),
+                     (QStringList{"code /work/vs", "xdg-open /work/term",
+                                  "xdg-open vscode://anthropic.claude-code/open?session=vs-1"}));
+        QCOMPARE(ostrelvan({"status", "--line"}).out, "○2\n");
+    }
+
     void speaksLikeAUnixCommand() {
         QVERIFY(ostrelvan({"--version"}).out.starts_with("ostrelvan "));
-        QVERIFY(ostrelvan({"status", "--help"}).out.starts_with("usage: ostrelvan"));
-        for (const auto& wrong : {std::vector<std::string>{"frobnicate"},
-                                  {"status", "--yaml"},
-                                  {"status", "--json", "--line"}}) {
+        QVERIFY(ostrelvan({"--help"}).out.starts_with("usage: ostrelvan [command]"));
+        for (const std::string command : {"watch", "status", "open", "connect", "disconnect"}) {
+            const auto usage =
+                "usage: ostrelvan " + std::string(command == "watch" ? "[watch]" : command);
+            QVERIFY2(ostrelvan({command, "--help"}).out.starts_with(usage), command.c_str());
+            QVERIFY(ostrelvan({"help", command}).out.starts_with(usage));
+        }
+        // One line saying what is wrong and where to look, and exit status 2.
+        for (const auto& [wrong, said] :
+             std::vector<std::pair<std::vector<std::string>, std::string>>{
+                 {{"frobnicate"}, "unknown command 'frobnicate' (see `ostrelvan --help`)"},
+                 {{"--frob"}, "unknown option '--frob' (see `ostrelvan --help`)"},
+                 {{"status", "--yaml"},
+                  "unknown option '--yaml' for status (see `ostrelvan status --help`)"},
+                 {{"status", "--json", "--line"}, "--json and --line cannot be combined"},
+                 {{"status", "--json", "--tmux"}, "--tmux goes with --line"},
+                 {{"status", "extra"}, "status takes no arguments, but was given 'extra'"},
+                 {{"watch", "now"}, "watch takes no arguments, but was given 'now'"},
+                 {{"connect", "x"}, "connect takes no arguments, but was given 'x'"},
+                 {{"open"}, "open needs a session id"},
+                 {{"open", "a", "b"}, "open takes one session id, but was also given 'b'"}}) {
             const Outcome result = ostrelvan(wrong);
             QCOMPARE(result.code, 2);
-            QVERIFY(result.out.empty() && result.err.find("usage: ostrelvan") != std::string::npos);
+            QVERIFY(result.out.empty());
+            QVERIFY2(result.err.starts_with("ostrelvan: " + said) &&
+                         result.err.find('\n') == result.err.size() - 1,
+                     result.err.c_str());
         }
+    }
+
+    // A relative or "~" path would put folders wherever the command runs: refused, and nothing
+    // is made. A file in the way of a folder is told in words.
+    void refusesPathsItCannotUse() {
+        const Path here = *root_ / "here";
+        std::filesystem::create_directories(here);
+        for (const auto& [name, value] : {std::pair<std::string, std::string>{"HOME", "home"},
+                                          {"OSTRELVAN_DATA_DIR", "~/data"},
+                                          {"CLAUDE_CONFIG_DIR", "claude"}}) {
+            Variables variables = environment();
+            variables[name] = value;
+            for (const char* command : {"status", "connect"}) {
+                const Outcome result = run({OSTRELVAN_EXECUTABLE, command}, variables, {}, here);
+                QCOMPARE(result.code, 2);
+                QVERIFY2(result.err.starts_with("ostrelvan: " + name + " is \"" + value + "\", "),
+                         result.err.c_str());
+            }
+        }
+        QCOMPARE(listing(here), "");
+
+        writeText(*root_ / "data", "a file, not a folder");
+        const Outcome connect = ostrelvan({"connect"});
+        QCOMPARE(connect.code, 1);
+        QCOMPARE(connect.err, "Cannot create " + (*root_ / "data").string() +
+                                  ": a file stands where a folder must be\n");
+        const Outcome status = ostrelvan({"status"});
+        QVERIFY2(status.out.find("Cannot create " + (dataFolder() / "sessions").string() +
+                                 ": a file stands where a folder must be (" +
+                                 (*root_ / "data").string() + ").") != std::string::npos,
+                 status.out.c_str());
     }
 };
 

@@ -51,18 +51,21 @@ TEST(DisplayRules, FadeStaleAndAcknowledgementBoundaries) {
 
 TEST(DisplayRules, Visibility) {
     SessionState s = session("a", 0, "/Users/a/src");
-    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/", false));
+    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/.claude/", false));
     s.root = "/Users/a/.claude/x";
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/", true));
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude/", true));
+    EXPECT_TRUE(DisplayRules::isShown(s, "/srv/claude", true)); // CLAUDE_CONFIG_DIR elsewhere
+    s.root = "/srv/claude/projects";
+    EXPECT_FALSE(DisplayRules::isShown(s, "/srv/claude", true));
     s.root = "/Users/a/.claude";
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a", true));
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude", true));
     s.root = "/Users/a/.claudex";
-    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/", true));
+    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/.claude", true));
     s.startedConversation = false;
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/", true));
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude", true));
     s.startedConversation.reset();
-    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/", true));
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/", false));
+    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/.claude", true));
+    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude", false));
 }
 
 TEST(DisplayRules, OrderGroupsAndNames) {

@@ -1,13 +1,21 @@
 #include "SessionFileStore.h"
 
+#include "FileSystem.h"
 #include "SessionCoding.h"
 #include "SessionFileStoreError.h"
+#include "SessionReducer.h"
 #include "TestSupport.h"
 
+#include <atomic>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <latch>
+#include <mutex>
+#include <thread>
 
 using namespace ostrelvan;
 using namespace ostrelvan::test;
+using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
 namespace {
@@ -43,10 +51,105 @@ TEST(SessionFileStore, FreshRootWriteReadAndDelete) {
     EXPECT_EQ(store.apply(event(HookEvent::Kind::sessionEnd, "s1"), context),
               ReduceOutcome::remove());
     EXPECT_EQ(listing(store.directory()), "s2.json\ns2.lock\n");
-    store.remove("s2");
-    store.remove("../data");
-    EXPECT_TRUE(fs::is_empty(store.directory()));
+    // An event the reducer ignores (a notification of no known type) leaves no lock file for a
+    // session without a file, and a session's own lock file in place.
+    for (const char* id : {"s3", "s2"})
+        EXPECT_EQ(store.apply(event(HookEvent::Kind::notification, id), context),
+                  ReduceOutcome::ignore());
+    EXPECT_EQ(listing(store.directory()), "s2.json\ns2.lock\n");
     EXPECT_TRUE(fs::exists(root));
+}
+
+TEST(SessionFileStore, RemovesAnEndedSessionOnlyAsItStandsUnderItsLock) {
+    TempDir temp;
+    SessionFileStore store(temp.path());
+    store.apply(event(HookEvent::Kind::stop, "s1"), context);
+    const auto ranInSeven = [](const SessionState& state) { return state.pid == 7; };
+    {
+        // A hook holds the lock: nothing is waited for, nothing deleted.
+        const FileDescriptor hook = FileSystem::openLocked(temp / "s1.lock", O_RDWR, true);
+        ASSERT_TRUE(hook.isOpen());
+        EXPECT_FALSE(store.removeIfEnded("s1", ranInSeven));
+        EXPECT_EQ(listing(temp.path()), "s1.json\ns1.lock\n");
+    }
+    // The file as it is once the lock is taken decides, not the state the caller judged: a hook
+    // has just recorded the session in another process.
+    EventContext later = context;
+    later.pid = 8;
+    store.apply(event(HookEvent::Kind::userPromptSubmit, "s1"), later);
+    EXPECT_FALSE(store.removeIfEnded("s1", ranInSeven));
+    EXPECT_EQ(listing(temp.path()), "s1.json\ns1.lock\n");
+    const auto always = [](const SessionState&) { return true; };
+    EXPECT_TRUE(store.removeIfEnded("s1", always));
+    // A session whose file has gone loses its lock file; an invalid id touches nothing.
+    writeText(temp / "s2.lock", "");
+    EXPECT_FALSE(store.removeIfEnded("s2", always));
+    writeText(temp / "x.json", "{}");
+    EXPECT_FALSE(store.removeIfEnded("../x", always));
+    EXPECT_EQ(listing(temp.path()), "x.json\n");
+}
+
+// SessionEnd deletes the lock file it holds while writers of the same session wait on it. Each
+// reduction runs inside the lock and is watched there: never two at once, and when a SessionEnd was
+// the last, no session file remains. Threads take flocks as separate processes do, each through
+// its own open file.
+TEST(SessionFileStore, SessionEndRacingWritersOfTheSameSession) {
+    TempDir temp;
+    const SessionFileStore store(temp / "sessions");
+    constexpr int writers = 16, rounds = 200;
+    const HookEvent::Kind kinds[] = {HookEvent::Kind::userPromptSubmit, HookEvent::Kind::stop,
+                                     HookEvent::Kind::notification}; // the last one is ignored
+    std::atomic<int> inside{0}, overlaps{0};
+    std::mutex logLock;
+    std::vector<HookEvent::Kind> log;
+    const SessionFileStore::Reduce watched = [&](const std::optional<SessionState>& state,
+                                                 const HookEvent& event,
+                                                 const EventContext& context) {
+        if (inside.fetch_add(1) != 0)
+            ++overlaps;
+        std::this_thread::sleep_for(20us); // long enough for an intruder to be caught
+        {
+            const std::lock_guard guard(logLock);
+            log.push_back(*event.kind);
+        }
+        auto outcome = SessionReducer::reduce(state, event, context);
+        inside.fetch_sub(1);
+        return outcome;
+    };
+    int endedLast = 0;
+    for (int round = 0; round < rounds; ++round) {
+        log.clear();
+        std::latch start(writers + 1);
+        std::vector<std::thread> threads;
+        threads.reserve(writers + 1);
+        for (int i = 0; i < writers; ++i)
+            threads.emplace_back([&, i] {
+                start.arrive_and_wait();
+                store.apply(event(kinds[i % 3], "s"), context, watched);
+            });
+        // Twice, so that a SessionEnd can also meet a writer on a lock file it deleted before.
+        threads.emplace_back([&] {
+            start.arrive_and_wait();
+            for (int end = 0; end < 2; ++end) {
+                std::this_thread::sleep_for(std::chrono::microseconds(round % 7 * 50));
+                store.apply(event(HookEvent::Kind::sessionEnd, "s"), context, watched);
+            }
+        });
+        for (auto& thread : threads)
+            thread.join();
+        ASSERT_EQ(log.size(), std::size_t(writers + 2));
+        // The last event that did something: a write, or a SessionEnd.
+        const auto last = *std::find_if(log.rbegin(), log.rend(), [](HookEvent::Kind kind) {
+            return kind != HookEvent::Kind::notification;
+        });
+        const bool ended = last == HookEvent::Kind::sessionEnd;
+        endedLast += ended;
+        ASSERT_EQ(fs::exists(store.fileURL("s")), !ended) << "round " << round;
+        ASSERT_EQ(overlaps, 0) << "round " << round;
+        fs::remove(store.fileURL("s"));
+        fs::remove(store.directory() / "s.lock");
+    }
+    EXPECT_GT(endedLast, 0);
 }
 
 TEST(SessionFileStore, CorruptFileIsSkippedThenReplaced) {

@@ -89,36 +89,3 @@ TEST(ClaudeRegistry, LoadsRecordFilesOnly) {
     EXPECT_EQ(pids, (std::vector<std::int32_t>{12, 45, 300}));
     EXPECT_TRUE(ClaudeRegistry::load(dir.path() / "missing").empty());
 }
-
-TEST(ClaudeRegistry, ProjectSlug) {
-    EXPECT_EQ(ClaudeRegistry::projectSlug("/Users/ana/my_app.v2"), "-Users-ana-my-app-v2");
-    EXPECT_EQ(ClaudeRegistry::projectSlug("/tmp/caf\u00e9 x"), "-tmp-caf--x");
-    EXPECT_EQ(ClaudeRegistry::projectSlug("/a/\U0001F600"), "-a---"); // two UTF-16 units
-    EXPECT_EQ(ClaudeRegistry::projectSlug("/a\xff"), "-a-");
-    EXPECT_EQ(ClaudeRegistry::transcriptURL("/c", "/w/p", "s1"), "/c/projects/-w-p/s1.jsonl");
-}
-
-TEST(ClaudeRegistry, TitleFromTranscriptTail) {
-    const auto ai = [](std::string_view t) {
-        return R"({"type":"ai-title","aiTitle":")" + std::string(t) + "\"}\n";
-    };
-    const auto custom = [](std::string_view t) {
-        return R"({"type":"custom-title","customTitle":")" + std::string(t) + "\"}\n";
-    };
-    EXPECT_EQ(ClaudeRegistry::title(ai("one") + "\n\n" + ai("two")), "two");
-    EXPECT_EQ(ClaudeRegistry::title(custom("mine") + custom("   ") + ai("x")), "mine");
-    EXPECT_EQ(ClaudeRegistry::title(ai("  \\n spaced \\t\u00a0")), "spaced");
-    // A partial first line, other types, and broken lines are skipped.
-    EXPECT_EQ(ClaudeRegistry::title("le\":\"cut\"}\n" + ai("ok") +
-                                    R"({"type":"user","x":"-title\""})" +
-                                    "\n{\"type\":\"ai-title\",\"aiTitle\":\"\xff\"}\n"),
-              "ok");
-    EXPECT_FALSE(ClaudeRegistry::title(""));
-    EXPECT_FALSE(ClaudeRegistry::title(R"({"type":"ai-title","aiTitle":42})"));
-
-    // 4095 bytes are read; 4096 are not.
-    std::string line = R"({"type":"ai-title","aiTitle":"long","pad":")";
-    line += std::string(4095 - line.size() - 2, 'p') + "\"}";
-    EXPECT_EQ(ClaudeRegistry::title(line), "long");
-    EXPECT_FALSE(ClaudeRegistry::title(line.insert(50, "p")));
-}

@@ -29,6 +29,10 @@ TEST(ProcessTable, ReadsRealProcesses) {
     const auto info = ProcessTable::info(child.pid());
     ASSERT_TRUE(info);
     EXPECT_EQ(info->parent, ::getpid());
+    const auto entry = ProcessTable::entry(child.pid()); // what the hook helper reads
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->name, "a) b (c");
+    EXPECT_EQ(entry->parent, ::getpid());
     EXPECT_FALSE(info->zombie);
     // Boot time plus clock ticks lands near the wall clock (boot time is whole seconds).
     EXPECT_LT(std::chrono::abs(info->startedAt - before), 30s);
@@ -47,6 +51,7 @@ TEST(ProcessTable, AZombieIsDead) {
     EXPECT_TRUE(ProcessTable::exists(child.pid())); // kill(pid, 0) still answers
     const auto zombie = ProcessTable::info(child.pid());
     ASSERT_TRUE(zombie && zombie->zombie);
+    EXPECT_FALSE(ProcessTable::entry(child.pid()));
     EXPECT_FALSE(ProcessTable::isAlive(child.pid()));
     EXPECT_TRUE(ClaudeSystem::liveOnly({record(child.pid(), zombie->startedAt)}).empty());
 }

@@ -95,53 +95,50 @@ TEST(SessionMerge, StateFromRegistryOnly) {
 }
 
 // Claude Code fires no hook on an interrupted turn or a refused permission, and auto mode can
-// ask without "PermissionRequest": its own record then has the newer word.
+// ask without "PermissionRequest": its own record then has the newer word. Each row says what the
+// merged session shows: its status, since when (after the hook's last event), and whether the
+// hook's tool, detail and pending approval stay.
 TEST(SessionMerge, RegistryStatusEndsWhatHooksCannotSee) {
     struct Case {
         const char* name;
         SessionStatus hookStatus;
         std::optional<std::string> registryStatus;
         std::optional<std::chrono::milliseconds> changedAfterHook;
-        SessionStatus expected;
+        SessionStatus status;
+        std::chrono::milliseconds since;
+        bool keepsStep;
     };
     constexpr auto working = SessionStatus::working, asking = SessionStatus::needsApproval,
                    review = SessionStatus::awaitingReview, idle = SessionStatus::idle;
     const std::vector<Case> cases{
-        {"permission refused", asking, "idle", 4s, idle},
-        {"turn interrupted", working, "idle", 1ms, idle},
-        {"auto mode asks", working, "waiting", 2s, asking},
-        {"idle before last hook", working, "idle", -3s, working},
-        {"idle at last hook", asking, "idle", 0s, asking},
-        {"idle without time", working, "idle", std::nullopt, working},
-        {"waiting while asking", asking, "waiting", 2s, asking},
-        {"waiting while idle", idle, "waiting", 2s, idle},
-        {"review after idle", review, "idle", 5s, review},
-        {"review while waiting", review, "waiting", 5s, review},
-        {"busy while idle", idle, "busy", 5s, idle},
-        {"shell", working, "shell", 5s, working},
-        {"no status yet", working, std::nullopt, 5s, working},
+        {"permission refused", asking, "idle", 4s, idle, 4s, false},
+        {"turn interrupted", working, "idle", 1ms, idle, 1ms, false},
+        {"auto mode asks", working, "waiting", 2s, asking, 2s, true},
+        {"idle before last hook", working, "idle", -3s, working, 0s, true},
+        {"idle at last hook", asking, "idle", 0s, asking, 0s, true},
+        {"idle without time", working, "idle", std::nullopt, working, 0s, true},
+        {"waiting while asking", asking, "waiting", 2s, asking, 0s, true},
+        {"waiting while idle", idle, "waiting", 2s, idle, 0s, true},
+        {"review after idle", review, "idle", 5s, review, 0s, true},
+        {"review while waiting", review, "waiting", 5s, review, 0s, true},
+        {"busy while idle", idle, "busy", 5s, idle, 0s, true},
+        {"shell", working, "shell", 5s, working, 0s, true},
+        {"no status yet", working, std::nullopt, 5s, working, 0s, true},
     };
     for (const Case& c : cases) {
-        const SessionState h = hook("s", 11, c.hookStatus);
         auto p = process(11, "s", c.registryStatus);
         if (c.changedAfterHook) {
-            p.statusUpdatedAt = h.lastEvent + *c.changedAfterHook;
+            p.statusUpdatedAt = ten + *c.changedAfterHook;
         }
-        const auto merged = SessionMerge::merge({h}, {p});
+        const auto merged = SessionMerge::merge({hook("s", 11, c.hookStatus)}, {p});
         ASSERT_EQ(merged.size(), 1u) << c.name;
-        EXPECT_EQ(merged[0].status, c.expected) << c.name;
-        auto expected = h;
-        expected.root = p.cwd;
-        expected.firstSeen = p.startedAt;
-        if (c.expected != c.hookStatus) {
-            expected.status = c.expected;
-            expected.statusSince = *p.statusUpdatedAt;
-            if (c.expected == SessionStatus::idle) {
-                expected.tool.reset();
-                expected.detail.reset();
-                expected.pendingApproval.reset();
-            }
-        }
-        EXPECT_EQ(merged[0], expected) << c.name;
+        const SessionState& m = merged[0];
+        EXPECT_EQ(m.status, c.status) << c.name;
+        EXPECT_EQ(m.statusSince, ten + c.since) << c.name;
+        EXPECT_EQ(m.tool.has_value(), c.keepsStep) << c.name;
+        EXPECT_EQ(m.detail.has_value(), c.keepsStep) << c.name;
+        EXPECT_EQ(m.pendingApproval.has_value(), c.keepsStep) << c.name;
+        EXPECT_EQ(m.activity, SessionActivity::runningCommands) << c.name;
+        EXPECT_EQ(m.lastEvent, ten) << c.name;
     }
 }

@@ -1,7 +1,7 @@
 #include "TranscriptReader.h"
 
-#include "ClaudeRegistry.h"
 #include "TestSupport.h"
+#include "Transcript.h"
 
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ protected:
         return s;
     }
     std::filesystem::path transcript(const SessionState& s) {
-        return ClaudeRegistry::transcriptURL(config, s.folder(), s.sessionId);
+        return Transcript::url(config, s.folder(), s.sessionId);
     }
     TranscriptInfo at(std::chrono::milliseconds offset, const SessionState& s) {
         now += offset;
@@ -119,7 +119,7 @@ TEST_F(TranscriptReaderTest, FindsTranscriptsInFoldersTheSlugDoesNotName) {
     }
     std::filesystem::create_directories(cwd);
     const auto s = session("deep", cwd.string());
-    const std::string slug = ClaudeRegistry::projectSlug(cwd.string());
+    const std::string slug = Transcript::projectSlug(cwd.string());
     ASSERT_GT(slug.size(), 200u);
     writeText(config / "projects" / "-other-project" / "unrelated.jsonl", aiTitle("No"));
     writeText(config / "projects" / (slug.substr(0, 200) + "-1x9k3q") / "deep.jsonl",
@@ -130,4 +130,52 @@ TEST_F(TranscriptReaderTest, FindsTranscriptsInFoldersTheSlugDoesNotName) {
     writeText(config / "projects" / "-where-it-started" / "moved.jsonl", aiTitle("Moved"));
     EXPECT_EQ(reader.info(moved), found("Moved"));
     EXPECT_EQ(reader.locate(session("nowhere")), std::nullopt);
+}
+
+// The app runs for weeks; sessions come and go.
+TEST_F(TranscriptReaderTest, ForgetsSessionsNoLongerAskedAbout) {
+    const auto listed = session("listed"), gone = session("gone");
+    writeText(transcript(listed), aiTitle("Kept"));
+    EXPECT_EQ(reader.info(listed), found("Kept"));
+    EXPECT_EQ(reader.info(gone), missing); // a failed search waits a minute before the next
+    reader.prune();
+    EXPECT_EQ(reader.size(), 2u);
+    EXPECT_EQ(at(1s, listed), found("Kept"));
+    reader.prune();
+    EXPECT_EQ(reader.size(), 1u);
+    // Forgotten, so searched for at once when asked about again.
+    writeText(transcript(gone), aiTitle("Back"));
+    EXPECT_EQ(at(1s, gone), found("Back"));
+}
+
+TEST(Transcript, ProjectSlug) {
+    EXPECT_EQ(Transcript::projectSlug("/Users/ana/my_app.v2"), "-Users-ana-my-app-v2");
+    EXPECT_EQ(Transcript::projectSlug("/tmp/caf\u00e9 x"), "-tmp-caf--x");
+    EXPECT_EQ(Transcript::projectSlug("/a/\U0001F600"), "-a---"); // two UTF-16 units
+    EXPECT_EQ(Transcript::projectSlug("/a\xff"), "-a-");
+    EXPECT_EQ(Transcript::url("/c", "/w/p", "s1"), "/c/projects/-w-p/s1.jsonl");
+}
+
+TEST(Transcript, TitleFromTranscriptTail) {
+    const auto ai = [](std::string_view t) {
+        return R"({"type":"ai-title","aiTitle":")" + std::string(t) + "\"}\n";
+    };
+    const auto custom = [](std::string_view t) {
+        return R"({"type":"custom-title","customTitle":")" + std::string(t) + "\"}\n";
+    };
+    EXPECT_EQ(Transcript::title(ai("one") + "\n\n" + ai("two")), "two");
+    EXPECT_EQ(Transcript::title(custom("mine") + custom("   ") + ai("x")), "mine");
+    EXPECT_EQ(Transcript::title(ai("  \\n spaced \\t\u00a0")), "spaced");
+    // A partial first line, other types, and broken lines are skipped.
+    EXPECT_EQ(Transcript::title("le\":\"cut\"}\n" + ai("ok") + R"({"type":"user","x":"-title\""})" +
+                                "\n{\"type\":\"ai-title\",\"aiTitle\":\"\xff\"}\n"),
+              "ok");
+    EXPECT_FALSE(Transcript::title(""));
+    EXPECT_FALSE(Transcript::title(R"({"type":"ai-title","aiTitle":42})"));
+
+    // 4095 bytes are read; 4096 are not.
+    std::string line = R"({"type":"ai-title","aiTitle":"long","pad":")";
+    line += std::string(4095 - line.size() - 2, 'p') + "\"}";
+    EXPECT_EQ(Transcript::title(line), "long");
+    EXPECT_FALSE(Transcript::title(line.insert(50, "p")));
 }

@@ -1,6 +1,5 @@
 #include "AgentProcess.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -16,10 +15,7 @@ struct Table {
         auto it = rows.find(pid);
         if (it == rows.end())
             return std::nullopt;
-        AgentProcess::Entry entry;
-        std::strncpy(entry.name, it->second.first, sizeof entry.name - 1);
-        entry.parent = it->second.second;
-        return entry;
+        return AgentProcess::Entry{it->second.first, it->second.second};
     }
 };
 

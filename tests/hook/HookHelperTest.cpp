@@ -3,8 +3,11 @@
 #include "SessionCoding.h"
 #include "SessionFileStore.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
+#include <latch>
 #include <sstream>
+#include <thread>
 
 using namespace ostrelvan;
 using namespace ostrelvan::test;
@@ -31,6 +34,18 @@ TEST(HookHelper, RecordsPrivatelyAndSilentlyAndPrintsOnlyHelpAndVersion) {
         EXPECT_EQ(printed.code, 0);
         EXPECT_NE(printed.out.find("ostrelvan-hook"), std::string::npos) << argument;
     }
+
+    // Run by hand at a terminal, with nothing piped in: it says what it is instead of waiting.
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+    Process byHand({OSTRELVAN_HOOK_PATH}, f.environment(), {ptsname(terminal), f.temp / "said"});
+    int status = -1;
+    for (int i = 0; i < 500 && ::waitpid(byHand.pid(), &status, WNOHANG) == 0; ++i)
+        ::usleep(10000);
+    ::close(terminal);
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_TRUE(readText(f.temp / "said").starts_with("ostrelvan-hook is Ostrelvan's hook helper"));
+    EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
 }
 
 TEST(HookHelper, AgentPidFromClaudePidOrPastShells) {
@@ -102,6 +117,7 @@ TEST(HookHelper, BadInputIsLoggedAndLeavesSessionsIntact) {
     for (const char* written : {"n1.json", "deep.json", "big.json"})
         EXPECT_TRUE(SessionFileStore::read(f.sessions() / written)) << written;
     EXPECT_FALSE(fs::exists(f.sessions() / "n2.json"));
+    EXPECT_FALSE(fs::exists(f.sessions() / "n2.lock")); // ignored: no lock file left either
 }
 
 TEST(HookHelper, WithoutHomeOrDataFolderWritesNothing) {
@@ -118,4 +134,28 @@ TEST(HookHelper, LogStaysBounded) {
     for (const char* name : {"hook.log", "hook.log.1"})
         EXPECT_LT(fs::file_size(temp / name), HookLog::rotateAt + 1200u) << name;
     EXPECT_TRUE(readText(temp / "hook.log").ends_with("m...\n")); // long messages are cut
+}
+
+// Helpers that find the log full at the same moment: one rotates it, the others write to the fresh
+// log instead of rotating that over the full one.
+TEST(HookHelper, HelpersRotatingAtOnceKeepTheFullLog) {
+    TempDir temp;
+    constexpr int helpers = 16;
+    const std::string full(HookLog::rotateAt, 'o');
+    for (int round = 0; round < 40; ++round) {
+        writeText(temp / "hook.log", full);
+        std::latch start(helpers);
+        std::vector<std::thread> threads;
+        threads.reserve(helpers);
+        for (int i = 0; i < helpers; ++i)
+            threads.emplace_back([&] {
+                start.arrive_and_wait();
+                HookLog::append(temp.path(), TimePoint{}, "line");
+            });
+        for (auto& thread : threads)
+            thread.join();
+        ASSERT_EQ(readText(temp / "hook.log.1"), full) << "round " << round;
+        const std::string fresh = readText(temp / "hook.log");
+        ASSERT_EQ(std::count(fresh.begin(), fresh.end(), '\n'), helpers) << "round " << round;
+    }
 }

@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
+#include <map>
 #include <sstream>
 
 namespace ostrelvan {
@@ -13,23 +14,28 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace test;
+using nlohmann::json;
 
 // The front end's commands over a temporary home, data root and application folder.
 struct Front {
+    explicit Front(std::string dataFolder = "data/Ostrelvan") : data(root / dataFolder) {}
+
     TempDir root;
+    fs::path data;
     MemoryKeyValueStore defaults;
     AppSettings settings{defaults};
     std::ostringstream out;
     std::ostringstream err;
-    cli::CommandContext context{{{"HOME", (root / "home").string()},
-                                 {"OSTRELVAN_DATA_DIR", (root / "data/Ostrelvan").string()}},
-                                root / "home",
-                                root / "app",
-                                settings,
-                                out,
-                                err};
+    cli::CommandContext context{
+        {{"HOME", (root / "home").string()}, {"OSTRELVAN_DATA_DIR", data.string()}},
+        root / "home",
+        root / "app",
+        settings,
+        out,
+        err,
+        {}};
     fs::path settingsFile() const { return root / "home/.claude/settings.json"; }
-    fs::path helper() const { return root / "data/Ostrelvan/bin/ostrelvan-hook"; }
+    fs::path helper() const { return data / "bin/ostrelvan-hook"; }
     std::string take(std::ostringstream& stream) {
         std::string text = stream.str();
         stream.str({});
@@ -91,6 +97,58 @@ TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
     cli::repairHooksIfNeeded(front.context);
     EXPECT_EQ(front.take(front.err), "");
     EXPECT_EQ(readText(front.settingsFile()), "[]");
+}
+
+// The entries' commands per event in a settings file.
+std::map<std::string, std::vector<std::string>> commandsByEvent(const fs::path& settingsFile) {
+    std::map<std::string, std::vector<std::string>> commands;
+    const json settings = HookInstaller::readSettings(settingsFile);
+    for (const auto& [event, entries] : settings["hooks"].items())
+        for (const auto& entry : entries)
+            for (const auto& hook : entry["hooks"])
+                commands[event].push_back(hook.value("command", ""));
+    return commands;
+}
+
+// Entries are recognised by the helper they run, so a data folder of any name neither piles them
+// up on every connect and start-up repair nor leaves them behind on disconnect.
+TEST(ConnectCommand, aDataFolderOfAnyNameKeepsOneEntryPerEvent) {
+    Front front("data/x");
+    writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
+    const std::string original = R"({"model": "opus", "hooks": {"Stop": [{"hooks": [)"
+                                 R"({"type": "command", "command": "notify-send done"}]}]}})";
+    writeText(front.settingsFile(), original);
+    const std::string ours = "\"" + front.helper().string() + "\"";
+    std::map<std::string, std::vector<std::string>> expected;
+    for (const auto& event : HookInstaller::events)
+        expected[std::string(event.name)] = {ours};
+    expected["Stop"] = {"notify-send done", ours};
+
+    ASSERT_EQ(cli::connect(front.context), 0);
+    const std::string connected = readText(front.settingsFile());
+    ASSERT_EQ(cli::connect(front.context), 0);
+    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_NE(front.take(front.out).find("in place already, so nothing was changed"),
+              std::string::npos);
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(readText(front.settingsFile()), connected);
+    EXPECT_EQ(commandsByEvent(front.settingsFile()), expected);
+    EXPECT_EQ(readText(front.settingsFile().string() + ".ostrelvan-backup"), original);
+    EXPECT_EQ(cli::connectionNotice(front.context), std::nullopt);
+
+    // Settings that earlier versions piled up are cleaned by the next start-up repair.
+    auto piled = HookInstaller::readSettings(front.settingsFile());
+    for (auto& [event, entries] : piled["hooks"].items())
+        entries.push_back(entries.back());
+    HookInstaller::writeSettings(piled, front.settingsFile());
+    EXPECT_NE(cli::connectionNotice(front.context)->find("incomplete"), std::string::npos);
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
+    EXPECT_EQ(commandsByEvent(front.settingsFile()), expected);
+
+    ASSERT_EQ(cli::disconnect(front.context), 0);
+    EXPECT_EQ(HookInstaller::readSettings(front.settingsFile()), json::parse(original));
 }
 
 } // namespace

@@ -34,7 +34,8 @@ protected:
         return run(arguments, environment);
     }
 
-    // "status/activity/statusLine" of a session as `status --json` shows it, or "not shown".
+    // "status/activity/statusLine" of a session as `status --json` shows it (activity "-" when
+    // not working, and "/approval" while one is pending), or "not shown".
     std::string shown(const std::string& sessionId, pid_t pid) {
         const Outcome status = ostrelvan({"status", "--json"});
         EXPECT_EQ(status.code, 0) << status.err;
@@ -46,9 +47,12 @@ protected:
                     if (session["sessionId"] == sessionId) {
                         EXPECT_EQ(session["pid"], pid);
                         EXPECT_EQ(session["folder"], project.string());
+                        const auto& activity = session["activity"];
+                        const auto& approval = session["approval"];
                         return session["status"].get<std::string>() + "/" +
-                               session["activity"].get<std::string>() + "/" +
-                               session["statusLine"].get<std::string>();
+                               (activity.is_null() ? "-" : activity.get<std::string>()) + "/" +
+                               session["statusLine"].get<std::string>() +
+                               (approval.is_null() ? "" : "/" + approval.get<std::string>());
                     }
         return "not shown";
     }
@@ -100,9 +104,9 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
         {"SessionStart", {{"source", "startup"}}, "not shown"},
         {"UserPromptSubmit", {{"prompt", "run the tests"}}, "working/thinking/Working…"},
         {"PreToolUse", bash, "working/runningTests/Running tests…"},
-        {"PermissionRequest", bash, "needsApproval/runningTests/Needs approval · npm test"},
+        {"PermissionRequest", bash, "needsApproval/-/Needs approval · npm test/npm test"},
         {"PostToolUse", bash, "working/runningTests/Running tests…"},
-        {"Stop", {{"stop_hook_active", false}}, "awaitingReview/runningTests/Awaiting review"},
+        {"Stop", {{"stop_hook_active", false}}, "awaitingReview/-/Awaiting review"},
         {"SessionEnd", {{"reason", "prompt_input_exit"}}, "not shown"},
     };
     for (const auto& [event, fields, shownAs] : steps) {
@@ -129,9 +133,35 @@ TEST_F(EndToEnd, aWholeSessionThroughTheInstalledHooks) {
     const Outcome refused = ostrelvan({"connect"});
     EXPECT_EQ(refused.code, 1);
     EXPECT_EQ(refused.err,
-              "~/.claude/settings.json is not valid JSON, so Ostrelvan left it untouched.\n");
+              settingsFile.string() + " is not valid JSON, so Ostrelvan left it untouched.\n");
     EXPECT_EQ(readText(settingsFile), broken);
     EXPECT_EQ(ostrelvan({"status"}).out.rfind("Not connected to Claude Code", 0), 0u);
+}
+
+// A data folder whose path the shell would break or expand: the command written into
+// settings.json still runs the installed helper, which records into the folder it was installed
+// for even though Claude Code runs it without OSTRELVAN_DATA_DIR.
+TEST_F(EndToEnd, anyDataFolderPathSurvivesTheShell) {
+    data = root / "it's a \"data\" $HOME `touch pwned` folder";
+    environment["OSTRELVAN_DATA_DIR"] = data.string();
+    const Outcome connect = ostrelvan({"connect"});
+    ASSERT_EQ(connect.code, 0) << connect.err;
+    EXPECT_EQ(connect.err, "");
+    const json settings = HookInstaller::readSettings(settingsFile);
+    ASSERT_TRUE(HookInstaller::isInstalled(settings, (data / "bin/ostrelvan-hook").string()));
+
+    Variables claudeCode = environment;
+    claudeCode.erase("OSTRELVAN_DATA_DIR");
+    fs::create_directories(project);
+    const std::string command = settings["hooks"]["UserPromptSubmit"][0]["hooks"][0]["command"];
+    const Outcome hook =
+        run({"/bin/sh", "-c", command}, claudeCode, payload("UserPromptSubmit", "odd"), project);
+    EXPECT_EQ(hook.code, 0);
+    EXPECT_EQ(hook.out + hook.err, "");
+    const json state = json::parse(readText(data / "sessions/odd.json"), nullptr, false);
+    EXPECT_EQ(state.value("status", ""), "working");
+    EXPECT_FALSE(fs::exists(home / ".local/share/Ostrelvan"));
+    EXPECT_TRUE(fs::is_empty(project)); // nothing the path spelt ran
 }
 
 } // namespace

@@ -22,10 +22,12 @@ TEST(HelperInstaller, installsKeepsAndReplacesTheHelper) {
     const fs::path destination = root / "data/Ostrelvan/bin/ostrelvan-hook";
     writeText(source, "#!/bin/sh\necho v1\n");
 
+    // Beside it, the mark that tells the helper it is the copy installed for this data folder.
+    const std::string installed = "ostrelvan-hook\nostrelvan-hook.installed\n";
     EXPECT_TRUE(HelperInstaller::refresh(source, destination));
     EXPECT_EQ(fs::status(destination).permissions() & fs::perms::mask, fs::perms(0755));
     EXPECT_EQ(readText(destination), readText(source));
-    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+    EXPECT_EQ(listing(destination.parent_path()), installed);
 
     // Unchanged: nothing is touched. The time is moved back first so a rewrite would show.
     const auto past = fs::file_time_type::clock::now() - std::chrono::hours(24);
@@ -34,14 +36,19 @@ TEST(HelperInstaller, installsKeepsAndReplacesTheHelper) {
     EXPECT_FALSE(HelperInstaller::refresh(source, destination));
     EXPECT_EQ(fs::last_write_time(destination), past);
     EXPECT_EQ(inode(destination), first);
-    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+    EXPECT_EQ(listing(destination.parent_path()), installed);
+    // A lost mark is put back, the helper still untouched.
+    fs::remove(destination.parent_path() / "ostrelvan-hook.installed");
+    EXPECT_FALSE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(listing(destination.parent_path()), installed);
+    EXPECT_EQ(inode(destination), first);
 
     // Changed: a new file is renamed over the old one, so a running hook keeps reading its own.
     writeText(source, "#!/bin/sh\necho v2 is longer\n");
     EXPECT_TRUE(HelperInstaller::refresh(source, destination));
     EXPECT_EQ(readText(destination), readText(source));
     EXPECT_NE(inode(destination), first);
-    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+    EXPECT_EQ(listing(destination.parent_path()), installed);
 
     // Same bytes but not executable: replaced.
     fs::permissions(destination, fs::perms(0644));
@@ -68,7 +75,8 @@ TEST(HelperInstaller, failsWithoutHelperOrPlace) {
     writeText(root / "ostrelvan-hook", "#!/bin/sh\n");
     writeText(destination / "keep", "x");
     EXPECT_EQ(failure(root / "ostrelvan-hook"), HelperInstallerError::Kind::fileWriteUnknown);
-    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\n");
+    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\nostrelvan-hook.installed\n");
+    EXPECT_EQ(listing(destination), "keep\n");
 }
 
 } // namespace

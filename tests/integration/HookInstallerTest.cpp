@@ -4,6 +4,7 @@
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>
+#include <tuple>
 #include <unistd.h>
 
 namespace ostrelvan {
@@ -15,12 +16,39 @@ using nlohmann::json;
 
 const std::string helperA = "/home/ana/.local/share/Ostrelvan/bin/ostrelvan-hook";
 const std::string helperB = "/home/ana/Library/Application Support/Ostrelvan/bin/ostrelvan-hook";
-const std::string invalidText =
-    "~/.claude/settings.json is not valid JSON, so Ostrelvan left it untouched.";
 
 // Serialised forms are compared rather than values: nlohmann's == holds 1 equal to 1.0.
 std::string text(const json& document) {
     return HookInstaller::serialise(document);
+}
+
+// The documented entry for one event, spelt out.
+json documentedEntry(const HookInstaller::Event& event, const std::string& command) {
+    json hook = json::object();
+    hook["type"] = "command";
+    hook["command"] = command;
+    hook["timeout"] = 5;
+    json entry = json::object();
+    entry["hooks"] = json::array({hook});
+    if (event.matcher)
+        entry["matcher"] = "*";
+    return entry;
+}
+
+// What installing must give: every other key as it was; under "hooks", each of the eleven events'
+// entries as they were (an empty list for a missing or malformed one), then the documented entry.
+json expectedInstall(const json& original, const std::string& command) {
+    json expected = original;
+    json hooks = original.contains("hooks") && original["hooks"].is_object() ? original["hooks"]
+                                                                             : json::object();
+    for (const auto& event : HookInstaller::events) {
+        json& entries = hooks[std::string(event.name)];
+        if (!entries.is_array())
+            entries = json::array();
+        entries.push_back(documentedEntry(event, command));
+    }
+    expected["hooks"] = hooks;
+    return expected;
 }
 
 // Runs `check(home, settings file, its bytes)` with each fixture of a kind as the settings file
@@ -39,55 +67,46 @@ template <class Check> void forEachFixture(const char* kind, Check check) {
 }
 
 TEST(HookInstaller, everyValidSettingsFileRoundTrips) {
-    forEachFixture("valid", [](const TempDir& home, const fs::path& settingsFile,
-                               const std::string& bytes) {
-        const json original = HookInstaller::readSettings(settingsFile);
-        ASSERT_TRUE(original.is_object());
-        EXPECT_EQ(text(HookInstaller::removing(original)), text(original));
+    forEachFixture(
+        "valid", [](const TempDir& home, const fs::path& settingsFile, const std::string& bytes) {
+            const json original = HookInstaller::readSettings(settingsFile);
+            ASSERT_TRUE(original.is_object());
+            EXPECT_EQ(text(HookInstaller::removing(original, helperA)), text(original));
 
-        const json installed = HookInstaller::installing(original, helperA);
-        const auto write = HookInstaller::writeSettings(installed, settingsFile);
-        EXPECT_EQ(write.file, fs::canonical(settingsFile));
-        ASSERT_TRUE(write.backup);
-        EXPECT_EQ(readText(*write.backup), bytes);
-        const std::string installedBytes = readText(settingsFile);
-        EXPECT_EQ(installedBytes, text(installed));
-        EXPECT_TRUE(HookInstaller::isInstalled(installed, helperA));
-        EXPECT_FALSE(HookInstaller::isInstalled(installed, helperB));
-        EXPECT_FALSE(HookInstaller::isInstalled(original, helperA));
+            const json installed = HookInstaller::installing(original, helperA);
+            const auto write = HookInstaller::writeSettings(installed, settingsFile);
+            EXPECT_EQ(write.file, fs::canonical(settingsFile));
+            ASSERT_TRUE(write.backup);
+            EXPECT_EQ(readText(*write.backup), bytes);
+            const std::string installedBytes = readText(settingsFile);
+            EXPECT_EQ(installedBytes, text(installed));
+            EXPECT_TRUE(HookInstaller::isInstalled(installed, helperA));
+            EXPECT_FALSE(HookInstaller::isInstalled(installed, helperB));
+            EXPECT_FALSE(HookInstaller::isInstalled(original, helperA));
 
-        // Foreign entries keep their place; ours comes last; other keys are as they were.
-        json othersBefore = original, othersAfter = installed;
-        othersBefore.erase("hooks"), othersAfter.erase("hooks");
-        EXPECT_EQ(text(othersAfter), text(othersBefore));
-        const json before = original.value("hooks", json::object());
-        for (const auto& [name, entries] : installed["hooks"].items()) {
-            json foreign = entries;
-            if (foreign.is_array() && !foreign.empty() && HookInstaller::isOwned(foreign.back()))
-                foreign.erase(foreign.size() - 1);
-            EXPECT_EQ(text(foreign), text(before.value(name, json::array()))) << name;
-        }
+            // Foreign entries keep their place; ours comes last; other keys are as they were.
+            EXPECT_EQ(text(installed), text(expectedInstall(original, "\"" + helperA + "\"")));
 
-        // Installing twice writes the very same bytes as installing once.
-        HookInstaller::writeSettings(
-            HookInstaller::installing(HookInstaller::readSettings(settingsFile), helperA),
-            settingsFile);
-        EXPECT_EQ(readText(settingsFile), installedBytes);
+            // Installing twice writes the very same bytes as installing once.
+            HookInstaller::writeSettings(
+                HookInstaller::installing(HookInstaller::readSettings(settingsFile), helperA),
+                settingsFile);
+            EXPECT_EQ(readText(settingsFile), installedBytes);
 
-        // A moved helper is no longer installed; reinstalling replaces every old entry.
-        const json moved = HookInstaller::installing(installed, helperB);
-        EXPECT_FALSE(HookInstaller::isInstalled(moved, helperA));
-        EXPECT_EQ(text(moved), text(HookInstaller::installing(original, helperB)));
+            // A moved helper is no longer installed; reinstalling replaces every old entry.
+            const json moved = HookInstaller::installing(installed, helperB);
+            EXPECT_FALSE(HookInstaller::isInstalled(moved, helperA));
+            EXPECT_EQ(text(moved), text(HookInstaller::installing(original, helperB)));
 
-        // Disconnecting gives back the original document; a second disconnect writes nothing.
-        ASSERT_TRUE(HookInstaller::disconnect(settingsFile));
-        EXPECT_EQ(text(HookInstaller::readSettings(settingsFile)), text(original));
-        const std::string disconnectedBytes = readText(settingsFile);
-        fs::remove(settingsFile.string() + ".ostrelvan-backup");
-        EXPECT_FALSE(HookInstaller::disconnect(settingsFile));
-        EXPECT_EQ(readText(settingsFile), disconnectedBytes);
-        EXPECT_EQ(listing(home / ".claude"), "settings.json\n");
-    });
+            // Disconnecting gives back the original document; a second disconnect writes nothing.
+            ASSERT_TRUE(HookInstaller::disconnect(settingsFile, helperA));
+            EXPECT_EQ(text(HookInstaller::readSettings(settingsFile)), text(original));
+            const std::string disconnectedBytes = readText(settingsFile);
+            fs::remove(settingsFile.string() + ".ostrelvan-backup");
+            EXPECT_FALSE(HookInstaller::disconnect(settingsFile, helperA));
+            EXPECT_EQ(readText(settingsFile), disconnectedBytes);
+            EXPECT_EQ(listing(home / ".claude"), "settings.json\n");
+        });
 }
 
 TEST(HookInstaller, invalidSettingsFilesAreNeverWritten) {
@@ -99,7 +118,7 @@ TEST(HookInstaller, invalidSettingsFilesAreNeverWritten) {
                               app / "ostrelvan-hook"};
         for (const auto& attempt : std::vector<std::function<void()>>{
                  [&] { HookInstaller::readSettings(settingsFile); },
-                 [&] { HookInstaller::disconnect(settingsFile); },
+                 [&] { HookConnection::disconnect(paths); },
                  [&] { HookConnection::connect(paths); },
              }) {
             try {
@@ -107,7 +126,8 @@ TEST(HookInstaller, invalidSettingsFilesAreNeverWritten) {
                 ADD_FAILURE() << "no error";
             } catch (const HookInstallerError& error) {
                 EXPECT_EQ(error.kind(), HookInstallerError::Kind::invalidJSON);
-                EXPECT_EQ(error.what(), invalidText);
+                EXPECT_EQ(error.what(), settingsFile.string() +
+                                            " is not valid JSON, so Ostrelvan left it untouched.");
             }
         }
         EXPECT_EQ(HookConnection::health(paths), HookHealth::unreadable);
@@ -117,11 +137,12 @@ TEST(HookInstaller, invalidSettingsFilesAreNeverWritten) {
 }
 
 TEST(HookInstaller, refusesNestingDeeperThanAnySettingsFile) {
+    const fs::path file = "settings.json";
     const std::string deep = "{\"a\":" + std::string(100000, '[') + std::string(100000, ']') + "}";
-    EXPECT_THROW(HookInstaller::parseSettings(deep), HookInstallerError);
+    EXPECT_THROW(HookInstaller::parseSettings(deep, file), HookInstallerError);
     const std::string fine = "{\"a\":" + std::string(200, '[') + std::string(200, ']') + "}";
-    EXPECT_NO_THROW(HookInstaller::parseSettings(fine));
-    EXPECT_NO_THROW(HookInstaller::parseSettings(R"({"a": "[[[[[[[[\"[[[[[[[[["})"));
+    EXPECT_NO_THROW(HookInstaller::parseSettings(fine, file));
+    EXPECT_NO_THROW(HookInstaller::parseSettings(R"({"a": "[[[[[[[[\"[[[[[[[[["})", file));
 }
 
 TEST(HookInstaller, writesTheDocumentedEntryAndFormat) {
@@ -140,43 +161,101 @@ TEST(HookInstaller, writesTheDocumentedEntryAndFormat) {
     EXPECT_NO_THROW(HookInstaller::serialise(HookInstaller::installing({}, "/a\xff/b")));
 }
 
-TEST(HookInstaller, ownsOnlyEntriesWhoseEveryCommandCarriesTheMarker) {
-    const std::string ours = json(HookInstaller::command(helperA)).dump();
-    const std::vector<std::pair<std::string, bool>> cases = {
-        {R"({"hooks": [{"type": "command", "command": )" + ours + "}]}", true},
-        {R"({"matcher": "*", "hooks": [{"command": )" + ours + "}, {\"command\": " + ours + "}]}",
+// Ours: every command carries the marker of the default data folder, or runs exactly this helper
+// (as written now, or double-quoted as earlier versions wrote any path).
+TEST(HookInstaller, ownsEntriesThatCarryTheMarkerOrRunThisHelper) {
+    const std::string elsewhere = "/srv/data/bin/ostrelvan-hook";
+    const auto command = [](const std::string& text) { return json(text).dump(); };
+    const std::string ours = command(HookInstaller::command(helperA));
+    const std::string odd = "/srv/a \"b\"/bin/ostrelvan-hook";
+    // The helper, an entry, whether it is ours.
+    const std::vector<std::tuple<std::string, std::string, bool>> cases = {
+        {elsewhere, R"({"hooks": [{"type": "command", "command": )" + ours + "}]}", true},
+        {elsewhere,
+         R"({"matcher": "*", "hooks": [{"command": )" + ours + "}, {\"command\": " + ours + "}]}",
          true},
-        {R"({"hooks": [{"command": "/opt/Ostrelvan/bin/ostrelvan-hook --old"}]})", true},
-        {R"({"hooks": [{"command": )" + ours + R"(}, {"command": "logger x"}]})", false},
-        {R"({"hooks": [{"command": )" + ours + R"(}, {"type": "prompt"}]})", false},
-        {R"({"hooks": [{"command": 5}]})", false},
-        {R"({"hooks": []})", false},
-        {R"({"hooks": {"command": )" + ours + "}}", false},
-        {R"({"hooks": [)" + ours + "]}", false},
-        {R"({"command": )" + ours + "}", false},
-        {ours, false},
-        {"null", false},
+        {elsewhere, R"({"hooks": [{"command": "/opt/Ostrelvan/bin/ostrelvan-hook --old"}]})", true},
+        {elsewhere, R"({"hooks": [{"command": "\"/srv/data/bin/ostrelvan-hook\""}]})", true},
+        {odd, R"({"hooks": [{"command": )" + command(HookInstaller::command(odd)) + "}]}", true},
+        {odd, R"({"hooks": [{"command": )" + command("\"" + odd + "\"") + "}]}", true},
+        {odd, R"({"hooks": [{"command": "\"/srv/data/bin/ostrelvan-hook\""}]})", false},
+        {elsewhere, R"({"hooks": [{"command": "/srv/data/bin/ostrelvan-hook"}]})", false},
+        {elsewhere, R"({"hooks": [{"command": "\"/srv/data/bin/ostrelvan-hook\" -v"}]})", false},
+        {elsewhere, R"({"hooks": [{"command": "\"/srv/other/bin/ostrelvan-hook\""}]})", false},
+        {elsewhere, R"({"hooks": [{"command": )" + ours + R"(}, {"command": "logger x"}]})", false},
+        {elsewhere, R"({"hooks": [{"command": )" + ours + R"(}, {"type": "prompt"}]})", false},
+        {elsewhere, R"({"hooks": [{"command": 5}]})", false},
+        {elsewhere, R"({"hooks": []})", false},
+        {elsewhere, R"({"hooks": {"command": )" + ours + "}}", false},
+        {elsewhere, R"({"hooks": [)" + ours + "]}", false},
+        {elsewhere, R"({"command": )" + ours + "}", false},
+        {elsewhere, ours, false},
+        {elsewhere, "null", false},
     };
-    for (const auto& [entry, owned] : cases) {
-        EXPECT_EQ(HookInstaller::isOwned(json::parse(entry)), owned) << entry;
+    for (const auto& [helper, entry, owned] : cases) {
+        EXPECT_EQ(HookInstaller::isOwned(json::parse(entry), helper), owned) << entry;
         const json settings = {{"hooks", {{"Stop", json::array({json::parse(entry)})}}}};
-        EXPECT_EQ(HookInstaller::removing(settings).contains("hooks"), !owned) << entry;
+        EXPECT_EQ(HookInstaller::removing(settings, helper).contains("hooks"), !owned) << entry;
     }
+    // A path that older versions broke in double quotes is ours but not intact: it is rewritten.
+    json broken = {{"hooks", json::object()}};
+    for (const auto& event : HookInstaller::events)
+        broken["hooks"][std::string(event.name)] = {documentedEntry(event, "\"" + odd + "\"")};
+    EXPECT_FALSE(HookInstaller::isInstalled(broken, odd));
+    EXPECT_EQ(text(HookInstaller::installing(broken, odd)),
+              text(HookInstaller::installing({}, odd)));
 
-    // A helper outside a folder named Ostrelvan is never recognised as ours.
-    const json elsewhere =
-        HookInstaller::installing(json::object(), "/srv/data/bin/ostrelvan-hook");
-    EXPECT_FALSE(HookInstaller::isInstalled(elsewhere, "/srv/data/bin/ostrelvan-hook"));
-    EXPECT_EQ(HookInstaller::removing(elsewhere), elsewhere);
+    // A helper outside a folder named Ostrelvan is ours all the same: installed once per event,
+    // recognised, and taken out again.
+    const json installed = HookInstaller::installing(json::object(), elsewhere);
+    EXPECT_TRUE(HookInstaller::isInstalled(installed, elsewhere));
+    EXPECT_EQ(text(HookInstaller::installing(installed, elsewhere)), text(installed));
+    EXPECT_EQ(HookInstaller::removing(installed, elsewhere), json::object());
+
+    // Two entries of ours on one event run a helper twice per event: not intact, and installing
+    // leaves one.
+    json twice = installed;
+    twice["hooks"]["Stop"].push_back(twice["hooks"]["Stop"][0]);
+    EXPECT_FALSE(HookInstaller::isInstalled(twice, elsewhere));
+    EXPECT_EQ(text(HookInstaller::installing(twice, elsewhere)), text(installed));
+}
+
+// The command as /bin/sh reads it: each path runs its own file, whatever it holds.
+TEST(HookInstaller, quotesTheHelperPathForTheShell) {
+    EXPECT_EQ(HookInstaller::command("/a b/it's/ostrelvan-hook"), "\"/a b/it's/ostrelvan-hook\"");
+    EXPECT_EQ(HookInstaller::command("/a \"b\" it's/ostrelvan-hook"),
+              "'/a \"b\" it'\\''s/ostrelvan-hook'");
+    TempDir root;
+    const std::vector<std::string> folders = {
+        "plain", "with space",    "it's",        "say \"hi\"",
+        "$HOME", "`touch pwned`", "back\\slash", "all of \" $PATH `x` \\ it's",
+    };
+    for (const std::string& folder : folders) {
+        SCOPED_TRACE(folder);
+        const fs::path helper = root / folder / "bin/ostrelvan-hook";
+        writeText(helper, "#!/bin/sh\necho \"$0\" > \"$RAN\"\n");
+        fs::permissions(helper, fs::perms::owner_all);
+        const json installed = HookInstaller::installing({}, helper.string());
+        const std::string command = installed["hooks"]["Stop"][0]["hooks"][0]["command"];
+        EXPECT_EQ(command, HookInstaller::command(helper.string()));
+        EXPECT_TRUE(HookInstaller::isInstalled(installed, helper.string()));
+        const Outcome shell = run({"/bin/sh", "-c", command},
+                                  Variables{{"RAN", (root / "ran").string()}, {"PATH", "/bin"}});
+        EXPECT_EQ(shell.code, 0) << shell.err;
+        EXPECT_EQ(shell.err, "");
+        EXPECT_EQ(readText(root / "ran"), helper.string() + "\n");
+        fs::remove(root / "ran");
+    }
+    EXPECT_FALSE(fs::exists(fs::current_path() / "pwned"));
 }
 
 TEST(HookInstaller, removingDropsEmptiedKeysAndNothingElse) {
     const json ours = HookInstaller::installing(json::object(), helperA)["hooks"]["Stop"][0];
     const json settings = {{"model", "opus"},
                            {"hooks", {{"Stop", {ours}}, {"SubagentStop", {ours}}}}};
-    EXPECT_EQ(HookInstaller::removing(settings), json({{"model", "opus"}}));
+    EXPECT_EQ(HookInstaller::removing(settings, helperA), json({{"model", "opus"}}));
     const json partly = {{"hooks", {{"Stop", {ours, "keep"}}, {"Custom", 7}}}};
-    EXPECT_EQ(HookInstaller::removing(partly),
+    EXPECT_EQ(HookInstaller::removing(partly, helperA),
               json({{"hooks", {{"Stop", {"keep"}}, {"Custom", 7}}}}));
 }
 
@@ -191,7 +270,7 @@ TEST(HookInstaller, createsAMissingFileWithoutBackupAndKeepsTheModeOfAnExistingO
     EXPECT_EQ(HookInstaller::readSettings(settingsFile).size(), 1u);
 
     fs::permissions(settingsFile, fs::perms::owner_read | fs::perms::owner_write);
-    HookInstaller::disconnect(settingsFile);
+    HookInstaller::disconnect(settingsFile, helperA);
     EXPECT_EQ(fs::status(settingsFile).permissions() & fs::perms::mask,
               fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(readText(settingsFile), "{}\n");
@@ -216,7 +295,7 @@ TEST(HookInstaller, followsASymlinkedSettingsFileAndKeepsTheLink) {
     EXPECT_EQ(readText(home / ".claude/settings.json.ostrelvan-backup"), original);
     EXPECT_EQ(listing(target.parent_path()), "settings.json\n");
 
-    ASSERT_TRUE(HookInstaller::disconnect(link));
+    ASSERT_TRUE(HookInstaller::disconnect(link, helperA));
     EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(HookInstaller::readSettings(target), json::parse(original));
 

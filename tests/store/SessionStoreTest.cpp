@@ -55,7 +55,7 @@ private slots:
 
         // Fading is a change too; a session that disappears is not.
         h.now = at(10 + 601);
-        h.files.remove("b");
+        std::filesystem::remove(h.files.fileURL("b"));
         h.store.reload();
         QCOMPARE(h.takeTransitions(), (Transitions{{"a", awaitingReview, idle}}));
         QCOMPARE(h.shownIds(), Ids{"a"});
@@ -130,7 +130,7 @@ private slots:
         h.store.reload();
         QCOMPARE(h.defaults.writes(), writes);
 
-        h.files.remove("b");
+        std::filesystem::remove(h.files.fileURL("b"));
         h.store.reload();
         QCOMPARE(h.defaults.writes(), writes + 1);
         QCOMPARE(h.acknowledged.values().size(), std::size_t(1));

@@ -186,9 +186,10 @@ private slots:
         QCOMPARE(lampStatusOf(patch(fading, newCentre)), std::optional(SessionStatus::working));
         h.view->finishTransitions();
         QVERIFY(after[1]->isVisible());
-        QCOMPARE(after[1]->pos(), QPoint(qRound(WidgetMetrics::columnWidth / 2 - 22.0),
+        const double half = StatusLamp::extent / 2.0;
+        QCOMPARE(after[1]->pos(), QPoint(qRound(WidgetMetrics::columnWidth / 2 - half),
                                          qRound(h.canvasY(h.metrics().lampCentreY(1)) -
-                                                h.view->lampColumn()->y() - 22.0)));
+                                                h.view->lampColumn()->y() - half)));
 
         // No sessions: one placeholder lamp, never highlighted.
         h.feed.setGroups({});
@@ -222,7 +223,8 @@ private slots:
         const QRect fitsColumn = fits.canvas(fits.metrics().columnRect());
         const int fitsLast = qRound(fits.canvasY(fits.metrics().lampCentreY(20)));
         const QRect below(fitsColumn.center().x() - 4, fitsLast + 14, 8, 5);
-        QCOMPARE(differing(plain, below, plain.pixelColor(fitsColumn.left() + 3, below.top())), 0);
+        // Compared with the glass beside it, clear of the rim along the capsule's rounded end.
+        QCOMPARE(differing(plain, below, plain.pixelColor(below.left() - 6, below.top())), 0);
     }
 
     void columnReadsAsOneElement() {

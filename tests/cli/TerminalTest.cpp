@@ -1,0 +1,232 @@
+#include "SessionFileStore.h"
+#include "TestSupport.h"
+
+#include <QTest>
+#include <chrono>
+#include <clocale>
+#include <cwchar>
+#include <regex>
+
+namespace ostrelvan::test {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// Columns as the terminal counts them, measured apart from the code under test.
+std::size_t columns(const std::string& text) {
+    std::mbstate_t state{};
+    std::wstring wide(text.size() + 1, L'\0');
+    const char* source = text.c_str();
+    const auto count = std::mbsrtowcs(wide.data(), &source, wide.size(), &state);
+    if (count == static_cast<std::size_t>(-1))
+        return std::string::npos;
+    const int width = ::wcswidth(wide.c_str(), count);
+    return width < 0 ? std::string::npos : static_cast<std::size_t>(width);
+}
+
+std::vector<std::string> split(const std::string& text) {
+    std::vector<std::string> lines;
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
+        lines.push_back(text.substr(start, end - start));
+    if (start < text.size())
+        lines.push_back(text.substr(start));
+    return lines;
+}
+
+// Whatever a terminal would act on that the front end did not mean to send: every escape
+// sequence but the few it draws with, every other control character but CR and LF, and the C1
+// controls as UTF-8 encodes them.
+std::string strayControl(const std::string& raw) {
+    static const std::regex own(R"(^\x1b(\[\?1049[hl]|\[\?25[hl]|\[H|\[2K|\[J|\[[0-9;]*m))");
+    for (std::size_t i = 0; i < raw.size(); ++i) {
+        const auto c = static_cast<unsigned char>(raw[i]);
+        std::smatch match;
+        const std::string rest = raw.substr(i, 16);
+        if (c == 0x1b && std::regex_search(rest, match, own)) {
+            i += static_cast<std::size_t>(match.length(0)) - 1;
+            continue;
+        }
+        if ((c < 0x20 && c != '\r' && c != '\n') || c == 0x7F ||
+            (c == 0xC2 && i + 1 < raw.size() && static_cast<unsigned char>(raw[i + 1]) < 0xA0))
+            return raw.substr(i > 20 ? i - 20 : 0, 40);
+    }
+    return {};
+}
+
+} // namespace
+
+// The real `ostrelvan` in tmux, on screens of three sizes, over a set of sessions made to break
+// a terminal front end: a 70-column name, a CJK name, an emoji name, a title with an escape
+// sequence and a newline, and 30 sessions in all.
+class TerminalTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<TempDir> root_;
+    int server_ = 0; // a server of its own for each screen
+    Path socket() const { return *root_ / ("tmux-" + std::to_string(server_)); }
+
+    Outcome tmux(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(),
+                         {"tmux", "-S", socket().string(), "-f", (*root_ / "tmux.conf").string()});
+        return run(arguments, Variables{{"PATH", "/usr/bin:/bin"}, {"LANG", "C.UTF-8"}});
+    }
+
+    std::string capture(bool history) {
+        std::vector<std::string> arguments{"capture-pane", "-p", "-J", "-t", "t"};
+        if (history)
+            arguments.insert(arguments.end(), {"-S", "-"});
+        return tmux(arguments).out;
+    }
+
+    // Starts `ostrelvan <arguments>` in a fresh window of `width` × `height`, with everything it
+    // writes to the terminal also copied, unrendered, to `raw`.
+    void start(std::size_t width, std::size_t height, const std::string& arguments) {
+        tmux({"kill-server"});
+        ++server_;
+        const Path go = *root_ / "go";
+        std::filesystem::remove(go);
+        const std::string command =
+            "while [ ! -e " + go.string() +
+            " ]; do sleep 0.02; done; env -i HOME=" + (*root_ / "home").string() +
+            " OSTRELVAN_DATA_DIR=" + (*root_ / "data").string() +
+            " CLAUDE_CONFIG_DIR=" + (*root_ / "claude").string() +
+            " XDG_CONFIG_HOME=" + (*root_ / "xdg").string() +
+            " LANG=C.UTF-8 TERM=\"$TERM\" " OSTRELVAN_EXECUTABLE " " + arguments + "; sleep 60";
+        QCOMPARE(tmux({"new-session", "-d", "-s", "t", "-x", std::to_string(width), "-y",
+                       std::to_string(height), command})
+                     .code,
+                 0);
+        QCOMPARE(tmux({"pipe-pane", "-t", "t", "-o", "cat >> " + (*root_ / "raw").string()}).code,
+                 0);
+        writeText(go, "");
+    }
+
+    std::string waitFor(const std::string& text, bool history = false) {
+        std::string screen;
+        for (int i = 0; i < 100; ++i) {
+            screen = capture(history);
+            if (screen.find(text) != std::string::npos)
+                break;
+            QTest::qWait(50);
+        }
+        return screen;
+    }
+
+    // Every line fits; every row on screen shows a lamp, a status that goes with it and an
+    // age. The number of rows, or the first line that is wrong.
+    struct Rows {
+        std::size_t count = 0;
+        std::string problem;
+    };
+    static Rows rows(const std::vector<std::string>& lines, std::size_t width) {
+        static const std::regex row(
+            R"(^[ >] (●|▲|◆|○) .*  (Working…|Running tests…|Needs approval|Awaiting review|Idle)( · .*)? +(now|[0-9]+[mhd])$)");
+        static const std::map<std::string, std::string> lamp{{"Working…", "●"},
+                                                             {"Running tests…", "●"},
+                                                             {"Needs approval", "▲"},
+                                                             {"Awaiting review", "◆"},
+                                                             {"Idle", "○"}};
+        std::size_t count = 0;
+        for (const auto& line : lines) {
+            if (columns(line) > width)
+                return {count, "too wide: " + line};
+            if ((!line.starts_with("  ") && !line.starts_with("> ")) || line.starts_with("  +"))
+                continue;
+            std::smatch match;
+            if (!std::regex_match(line, match, row) || lamp.at(match[2]) != match[1])
+                return {count, "not a whole row: " + line};
+            ++count;
+        }
+        return {count, {}};
+    }
+
+private slots:
+    void initTestCase() {
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+        root_ = std::make_unique<TempDir>();
+        writeText(*root_ / "tmux.conf", "set -g status off\n");
+        std::filesystem::create_directories(*root_ / "data/sessions");
+        std::filesystem::create_directories(*root_ / "home");
+        const std::vector<std::string> titles{std::string(70, 'L'), "数据库迁移工具的重构",
+                                              "🚀 launch 🎉 party",
+                                              "Fix\033]2;pwned\007 the\nbuild\033[2J now"};
+        const std::array statuses{SessionStatus::working, SessionStatus::needsApproval,
+                                  SessionStatus::awaitingReview, SessionStatus::idle};
+        const TimePoint now = wallClockNow();
+        for (int i = 0; i < 30; ++i) {
+            auto state = SessionState::make(
+                "s" + std::to_string(100 + i), "/work/project-" + std::to_string(i % 7),
+                SessionHost::terminal, std::nullopt, std::nullopt, now - 1h + 1s * i);
+            state.status = statuses[static_cast<std::size_t>(i) % statuses.size()];
+            state.activity = i % 3 ? SessionActivity::runningTests : SessionActivity::thinking;
+            state.statusSince = state.lastEvent = now - 15s * i;
+            state.backgroundTasks = i % 3;
+            state.startedConversation = true;
+            if (state.status == SessionStatus::needsApproval)
+                state.detail = "npm test -- --watch=false";
+            if (static_cast<std::size_t>(i) < titles.size())
+                state.title = titles[static_cast<std::size_t>(i)];
+            SessionFileStore::write(state, *root_ / "data/sessions" / (state.sessionId + ".json"));
+        }
+    }
+    void cleanupTestCase() { tmux({"kill-server"}); }
+
+    void liveViewFitsEveryScreen_data() {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::newRow("80x24") << 80 << 24;
+        QTest::newRow("40x10") << 40 << 10;
+        QTest::newRow("130x40") << 130 << 40;
+    }
+    void liveViewFitsEveryScreen() {
+        QFETCH(int, width);
+        QFETCH(int, height);
+        std::filesystem::remove(*root_ / "raw");
+        start(std::size_t(width), std::size_t(height), "");
+        const std::string screen = waitFor("? keys · q quit");
+        const auto lines = split(screen);
+        QVERIFY2(lines.size() <= std::size_t(height), screen.c_str());
+        QVERIFY2(lines.front() == "Ostrelvan · 30 Claude Code sessions", screen.c_str());
+        const auto shown = rows(lines, std::size_t(width));
+        QVERIFY2(shown.problem.empty(), shown.problem.c_str());
+        // The rows out of sight are counted: all 30 are accounted for.
+        std::size_t hidden = 0;
+        for (const auto& line : lines)
+            if (line.starts_with("  +"))
+                hidden += std::stoul(line.substr(3));
+        QVERIFY2(shown.count >= 4 && shown.count + hidden == 30, screen.c_str());
+        QCOMPARE(hidden > 0, height < 40);
+        // The special names are there, shortened where they must be, and made harmless.
+        QVERIFY2(screen.find("数据") != std::string::npos, screen.c_str());
+        QVERIFY2(screen.find("🚀 launch") != std::string::npos, screen.c_str());
+        QVERIFY2(screen.find("Fix\uFFFD]2;pwned\uFFFD") != std::string::npos, screen.c_str());
+        QVERIFY(tmux({"display-message", "-p", "-t", "t", "#{pane_title}"}).out != "pwned\n");
+        QVERIFY(screen.find("Not connected to Claude Code") != std::string::npos);
+
+        tmux({"send-keys", "-t", "t", "q"});
+        QTest::qWait(300);
+        const std::string stray = strayControl(readText(*root_ / "raw"));
+        QVERIFY2(stray.empty(), stray.c_str());
+    }
+
+    // `status` on a terminal fits its rows to the width instead of letting them wrap.
+    void statusFitsTheWidth() {
+        for (const std::size_t width : {40u, 80u}) {
+            std::filesystem::remove(*root_ / "raw");
+            start(width, 50, "status");
+            const std::string screen = waitFor("Not connected to Claude Code", true);
+            const auto shown = rows(split(screen), width);
+            QVERIFY2(shown.problem.empty(), shown.problem.c_str());
+            QCOMPARE(shown.count, std::size_t(30));
+            const std::string stray = strayControl(readText(*root_ / "raw"));
+            QVERIFY2(stray.empty(), stray.c_str());
+        }
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_GUILESS_MAIN(ostrelvan::test::TerminalTest)
+#include "TerminalTest.moc"

@@ -1,0 +1,217 @@
+// The Linux desktop code against a real X server (Xvfb) and a private session bus on which this
+// test plays the settings portal.
+#include "Compositor.h"
+#include "DesktopPreferencesMonitor.h"
+#include "TestSupport.h"
+#include "WindowBlur.h"
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <QTest>
+#include <QWindow>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+#include <xcb/xcb.h>
+
+namespace ostrelvan::test {
+
+namespace {
+
+constexpr int skipped = 77;
+
+// The first line a starting program writes to `out`, waiting up to five seconds for it.
+std::optional<std::string> firstLine(const Path& out) {
+    for (int i = 0; i < 100; ++i) {
+        const std::string text = readText(out);
+        if (const auto end = text.find('\n'); end != std::string::npos)
+            return text.substr(0, end);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return std::nullopt;
+}
+
+xcb_atom_t atom(xcb_connection_t* c, const char* name) {
+    std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
+        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(strlen(name)), name), nullptr),
+        &std::free);
+    return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
+}
+
+// The property's type, XCB_ATOM_NONE when the window does not have it.
+xcb_atom_t propertyType(xcb_connection_t* c, xcb_window_t window, xcb_atom_t property) {
+    std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> reply(
+        xcb_get_property_reply(
+            c, xcb_get_property(c, 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, 16), nullptr),
+        &std::free);
+    return reply ? reply->type : xcb_atom_t(XCB_ATOM_NONE);
+}
+
+} // namespace
+
+// The few keys of org.freedesktop.portal.Settings that the app reads. Read answers with the
+// value wrapped in a second variant, as the real portal does.
+class FakePortal : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
+public:
+    QVariantMap values;
+
+    void announce(const QString& group, const QString& key) {
+        QDBusMessage signal = QDBusMessage::createSignal(
+            QStringLiteral("/org/freedesktop/portal/desktop"),
+            QStringLiteral("org.freedesktop.portal.Settings"), QStringLiteral("SettingChanged"));
+        signal << group << key
+               << QVariant::fromValue(QDBusVariant(values.value(group + "/" + key)));
+        QDBusConnection::sessionBus().send(signal);
+    }
+
+public slots: // NOLINT(readability-redundant-access-specifiers): a Qt section
+    QDBusVariant Read(const QString& group, const QString& key) {
+        const QString name = group + "/" + key;
+        if (!values.contains(name)) {
+            sendErrorReply(QStringLiteral("org.freedesktop.portal.Error.NotFound"),
+                           QStringLiteral("Requested setting not found"));
+            return {};
+        }
+        return QDBusVariant(QVariant::fromValue(QDBusVariant(values.value(name))));
+    }
+};
+
+class DesktopSessionTest : public QObject {
+    Q_OBJECT
+public:
+    std::string display;
+    TempDir config;
+
+private slots:
+    void portalDecidesAndTellsOfChanges() {
+        FakePortal portal;
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        QVERIFY(bus.isConnected());
+        QVERIFY(bus.registerObject(QStringLiteral("/org/freedesktop/portal/desktop"), &portal,
+                                   QDBusConnection::ExportAllSlots));
+        QVERIFY(bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop")));
+        portal.values = {{"org.freedesktop.appearance/color-scheme", 1u},
+                         {"org.gnome.desktop.interface/enable-animations", false}};
+
+        DesktopPreferencesMonitor monitor;
+        QVERIFY(monitor.current().dark);
+        QVERIFY(monitor.current().reduceMotion);
+        QVERIFY(!monitor.current().reduceTransparency);
+
+        QSignalSpy changed(&monitor, &DesktopPreferencesMonitor::changed);
+        portal.values["org.freedesktop.appearance/color-scheme"] = 2u;
+        portal.values["org.gnome.desktop.interface/enable-animations"] = true;
+        portal.announce("org.freedesktop.appearance", "color-scheme");
+        QVERIFY(changed.wait(5000));
+        QVERIFY(!monitor.current().dark);
+        QVERIFY(!monitor.current().reduceMotion);
+
+        // No preference from the portal: GNOME's own key, passed on by the portal, decides.
+        portal.values["org.freedesktop.appearance/color-scheme"] = 0u;
+        portal.values["org.gnome.desktop.interface/color-scheme"] = QStringLiteral("prefer-dark");
+        portal.announce("org.freedesktop.appearance", "color-scheme");
+        QVERIFY(changed.wait(5000));
+        QVERIFY(monitor.current().dark);
+
+        // KDE's factor of 0 turns motion off whatever GNOME says.
+        writeText(config / "kdeglobals", "[KDE]\nAnimationDurationFactor=0\n");
+        portal.announce("org.gnome.desktop.interface", "enable-animations");
+        QVERIFY(changed.wait(5000));
+        QVERIFY(monitor.current().reduceMotion);
+
+        // A signal that changes nothing is not passed on.
+        const int count = int(changed.count());
+        portal.announce("org.freedesktop.appearance", "color-scheme");
+        QTest::qWait(300);
+        QCOMPARE(int(changed.count()), count);
+        bus.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
+    }
+
+    void compositorIsTheOwnerOfTheSelection() {
+        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
+        QVERIFY(!hasCompositor());
+        // Another client takes the compositing manager's selection.
+        xcb_connection_t* c = xcb_connect(display.c_str(), nullptr);
+        QVERIFY(!xcb_connection_has_error(c));
+        xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+        const xcb_window_t owner = xcb_generate_id(c);
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, owner, screen->root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+        xcb_set_selection_owner(c, owner, atom(c, "_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+        xcb_flush(c);
+        QVERIFY(hasCompositor());
+        xcb_disconnect(c); // the selection goes with its owner
+        QTRY_VERIFY(!hasCompositor());
+    }
+
+    void blurHintIsSetAndClearedOnTheWindow() {
+        QWindow unmade;
+        QVERIFY(!WindowBlur::set(8, unmade)); // no window on the server yet
+
+        QWindow window;
+        window.resize(100, 100);
+        window.create();
+        xcb_connection_t* c = xcb_connect(display.c_str(), nullptr);
+        const xcb_atom_t blur = atom(c, "_KDE_NET_WM_BLUR_BEHIND_REGION");
+        const auto id = xcb_window_t(window.winId());
+
+        // Set, but nobody announced that it is honoured.
+        QVERIFY(!WindowBlur::set(8, window));
+        QCOMPARE(propertyType(c, id, blur), xcb_atom_t(XCB_ATOM_CARDINAL));
+        QVERIFY(!WindowBlur::set(0, window));
+        QTRY_COMPARE(propertyType(c, id, blur), xcb_atom_t(XCB_ATOM_NONE));
+
+        // KWin's blur effect announces itself on the root window.
+        xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, screen->root, blur, XCB_ATOM_CARDINAL, 32, 0,
+                            nullptr);
+        xcb_flush(c);
+        QVERIFY(WindowBlur::set(13, window));
+        QCOMPARE(propertyType(c, id, blur), xcb_atom_t(XCB_ATOM_CARDINAL));
+        xcb_disconnect(c);
+    }
+};
+
+} // namespace ostrelvan::test
+
+int main(int argc, char** argv) {
+    using namespace ostrelvan::test;
+    TempDir scratch;
+    std::optional<Process> xvfb, bus;
+    std::optional<std::string> display, address;
+    try {
+        xvfb.emplace(std::vector<std::string>{"Xvfb", "-displayfd", "1", "-screen", "0",
+                                              "640x480x24", "-nolisten", "tcp"},
+                     std::nullopt, Streams{"/dev/null", scratch / "xvfb", scratch / "xvfb.err"});
+        bus.emplace(
+            std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address=1"},
+            std::nullopt, Streams{"/dev/null", scratch / "bus", scratch / "bus.err"});
+        display = firstLine(scratch / "xvfb");
+        address = firstLine(scratch / "bus");
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "skipped: %s\n", error.what());
+        return skipped;
+    }
+    if (!display || !address) {
+        std::fprintf(stderr, "skipped: Xvfb or dbus-daemon did not start\n");
+        return skipped;
+    }
+    DesktopSessionTest test;
+    test.display = ":" + *display;
+    ::setenv("DISPLAY", test.display.c_str(), 1);
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", address->c_str(), 1);
+    ::setenv("QT_QPA_PLATFORM", "xcb", 1);
+    ::setenv("XDG_CONFIG_HOME", test.config.path().c_str(), 1);
+    ::unsetenv("WAYLAND_DISPLAY");
+    QGuiApplication app(argc, argv);
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "DesktopSessionTest.moc"

@@ -1,0 +1,389 @@
+#include "AppSettings.h"
+#include "DesktopPreferences.h"
+#include "GlassColor.h"
+#include "Glyphs.h"
+#include "LampAnimator.h"
+#include "MemoryKeyValueStore.h"
+#include "StatusLamp.h"
+#include "TextHalo.h"
+#include "WidgetFonts.h"
+#include "WidgetGlass.h"
+
+#include <QFontInfo>
+#include <QImage>
+#include <QPainter>
+#include <QTest>
+
+namespace ostrelvan::test {
+
+namespace {
+
+QImage canvas(int w, int h) {
+    QImage image(w, h, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    return image;
+}
+
+QImage glass(const WidgetLook& look) {
+    QImage image = canvas(120, 80);
+    QPainter painter(&image);
+    WidgetGlass::paint(painter, WidgetGlass::roundedRect(QRectF(0, 0, 120, 80), 18), look);
+    painter.end();
+    return image.convertToFormat(QImage::Format_ARGB32);
+}
+
+WidgetLook look(bool dark, double tint) {
+    WidgetLook l;
+    l.dark = dark;
+    l.tint = tint;
+    return l;
+}
+
+QImage text(const WidgetLook& l, const QString& words) {
+    QImage image = canvas(120, 30);
+    QPainter painter(&image);
+    painter.setFont(WidgetFonts::sessionName());
+    TextHalo::drawText(painter, QRectF(10, 5, 100, 20), Qt::AlignLeft | Qt::AlignVCenter, words,
+                       GlassColor::textPrimary(l.dark), l);
+    painter.end();
+    return image.convertToFormat(QImage::Format_ARGB32);
+}
+
+int inkedPixels(const QImage& image) {
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            count += image.pixelColor(x, y).alpha() > 0 ? 1 : 0;
+    return count;
+}
+
+// A busy, colourful desktop to judge the glass against.
+void paintBackdrop(QPainter& painter, const QRectF& rect) {
+    QLinearGradient sky(rect.topLeft(), rect.bottomRight());
+    sky.setColorAt(0, QColor(40, 90, 160));
+    sky.setColorAt(0.5, QColor(200, 120, 60));
+    sky.setColorAt(1, QColor(30, 140, 90));
+    painter.fillRect(rect, sky);
+    painter.setPen(QPen(QColor(255, 255, 255, 90), 3));
+    for (double x = rect.left(); x < rect.right(); x += 23)
+        painter.drawLine(QPointF(x, rect.top()), QPointF(x + 60, rect.bottom()));
+}
+
+// Screenshots for a person to look at, written only when OSTRELVAN_SHOTS names a folder.
+void saveSheets(const QString& folder) {
+    const QList<std::optional<SessionStatus>> statuses = {
+        SessionStatus::working, SessionStatus::needsApproval, SessionStatus::awaitingReview,
+        SessionStatus::idle, std::nullopt};
+    double now = 50;
+    LampAnimator::shared().setClock([&now] { return now; });
+    QImage lamps(5 * 40 + 20, 4 * 44 + 20, QImage::Format_ARGB32_Premultiplied);
+    {
+        QPainter painter(&lamps);
+        paintBackdrop(painter, lamps.rect());
+        for (int row = 0; row < 4; ++row) {
+            const bool dark = row % 2 == 0;
+            WidgetLook l = look(dark, 0.25);
+            QRectF band(4, 10 + row * 44, lamps.width() - 8, 40);
+            WidgetGlass::paint(painter, WidgetGlass::capsule(band), l);
+            for (int i = 0; i < 5; ++i) {
+                StatusLamp lamp;
+                lamp.setLook(l);
+                lamp.setStatus(statuses[i]);
+                lamp.setHighlighted(row >= 2);
+                now += 0.3; // the ripple part way out
+                lamp.render(&painter,
+                            QPoint(int(band.left()) + 30 + i * 40 - StatusLamp::extent / 2,
+                                   int(band.center().y()) - StatusLamp::extent / 2),
+                            QRegion(), QWidget::DrawChildren);
+            }
+        }
+    }
+    lamps.save(folder + "/lamps.png");
+    lamps.scaled(lamps.size() * 4).save(folder + "/lamps-x4.png");
+
+    QImage panel(2 * 340 + 30, 230, QImage::Format_ARGB32_Premultiplied);
+    {
+        QPainter painter(&panel);
+        paintBackdrop(painter, panel.rect());
+        painter.setRenderHint(QPainter::TextAntialiasing);
+        for (int i = 0; i < 2; ++i) {
+            const bool dark = i == 0;
+            WidgetLook l = look(dark, 0.25);
+            const QRectF box(10 + i * 350, 10, 330, 210);
+            WidgetGlass::paint(painter, WidgetGlass::roundedRect(box, WidgetGlass::panelRadius), l);
+            painter.setFont(WidgetFonts::panelTitle());
+            TextHalo::drawText(painter, QRectF(box.left() + 12, box.top(), 200, 52),
+                               Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("AI Agents"),
+                               GlassColor::textPrimary(dark), l);
+            painter.setFont(WidgetFonts::countBadge());
+            TextHalo::drawTabularText(painter, QRectF(box.right() - 80, box.top(), 30, 52),
+                                      Qt::AlignCenter, QStringLiteral("12"),
+                                      GlassColor::textPrimary(dark), l);
+            Glyphs::paint(painter, Glyph::gear,
+                          QRectF(box.right() - 38, box.top() + 13, 26, 26).adjusted(6, 6, -6, -6),
+                          GlassColor::textSecondary(dark), 1.3);
+            const QList<QPair<QString, QColor>> lines = {
+                {QStringLiteral("Refactor the parser"), GlassColor::textPrimary(dark)},
+                {QStringLiteral("Waiting for approval: rm -rf build"),
+                 GlassColor::attentionText(dark)},
+                {QStringLiteral("Running tests"), GlassColor::textSecondary(dark)},
+                {QStringLiteral("Idle"), GlassColor::textTertiary(dark)}};
+            for (int k = 0; k < lines.size(); ++k) {
+                painter.setFont(k == 0 ? WidgetFonts::sessionName() : WidgetFonts::statusLine());
+                TextHalo::drawText(
+                    painter, QRectF(box.left() + 40, box.top() + 56 + k * 22, 220, 20),
+                    Qt::AlignLeft | Qt::AlignVCenter, lines[k].first, lines[k].second, l);
+            }
+            painter.setFont(WidgetFonts::elapsed());
+            TextHalo::drawTabularText(painter, QRectF(box.right() - 70, box.top() + 56, 40, 20),
+                                      Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("12m"),
+                                      GlassColor::textTertiary(dark), l);
+            Glyphs::paint(painter, Glyph::terminal,
+                          QRectF(box.right() - 26, box.top() + 59, 14, 14),
+                          GlassColor::textSecondary(dark), 1.3);
+            Glyphs::paint(painter, Glyph::code, QRectF(box.right() - 26, box.top() + 81, 14, 14),
+                          GlassColor::vscode(), 1.3);
+            Glyphs::paint(painter, Glyph::window, QRectF(box.left() + 12, box.top() + 170, 12, 12),
+                          GlassColor::textSecondary(dark), 1.2);
+            Glyphs::paint(painter, Glyph::chevronCompactDown,
+                          QRectF(box.center().x() - 7, box.bottom() - 18, 14, 14),
+                          GlassColor::textTertiary(dark), 1.5);
+        }
+    }
+    panel.save(folder + "/glass.png");
+
+    QImage glyphs(7 * 22 + 8, 4 * 22 + 8, QImage::Format_ARGB32_Premultiplied);
+    glyphs.fill(QColor(40, 40, 44));
+    {
+        QPainter painter(&glyphs);
+        const QList<Glyph> all = {Glyph::gear,
+                                  Glyph::chevronDown,
+                                  Glyph::chevronCompactUp,
+                                  Glyph::chevronCompactDown,
+                                  Glyph::terminal,
+                                  Glyph::code,
+                                  Glyph::window};
+        const QList<int> sizes = {9, 10, 12, 14};
+        for (int r = 0; r < sizes.size(); ++r)
+            for (int k = 0; k < all.size(); ++k)
+                Glyphs::paint(painter, all[k], QRectF(4 + k * 22, 4 + r * 22, sizes[r], sizes[r]),
+                              Qt::white, sizes[r] < 12 ? 1.2 : 1.5);
+    }
+    glyphs.scaled(glyphs.size() * 4).save(folder + "/glyphs-x4.png");
+
+    // Frames of the ripple, of a pop from idle to waiting, and of the highlight's spring.
+    QImage motion(8 * 48 + 8, 3 * 56 + 8, QImage::Format_ARGB32_Premultiplied);
+    motion.fill(QColor(38, 38, 42));
+    {
+        QPainter painter(&motion);
+        for (int row = 0; row < 3; ++row) {
+            StatusLamp lamp;
+            lamp.setStatus(row == 0 ? SessionStatus::working : SessionStatus::idle);
+            lamp.render(&painter, QPoint(-100, -100)); // painted once: changes now animate
+            const double start = now;
+            if (row == 1)
+                lamp.setStatus(SessionStatus::needsApproval);
+            if (row == 2)
+                lamp.setHighlighted(true);
+            for (int k = 0; k < 8; ++k) {
+                now = start + (row == 0 ? k * 0.225 : k * 0.09);
+                lamp.render(&painter, QPoint(4 + k * 48 - 8, 4 + row * 56 - 4));
+            }
+            now = start + 10;
+        }
+    }
+    motion.scaled(motion.size() * 3).save(folder + "/motion-x3.png");
+    LampAnimator::shared().setClock({});
+}
+
+} // namespace
+
+class GlassTest : public QObject {
+    Q_OBJECT
+private slots:
+    void tintFillsBlackOnDarkAndWhiteOnLight() {
+        // Full tint: opaque below the sheen, which fades out by the middle.
+        QCOMPARE(glass(look(true, 1)).pixelColor(60, 60), QColor(0, 0, 0));
+        QCOMPARE(glass(look(false, 1)).pixelColor(60, 60), QColor(255, 255, 255));
+        // No tint: nothing but sheen and rim.
+        const QImage clear = glass(look(true, 0));
+        QCOMPARE(clear.pixelColor(60, 60).alpha(), 0);
+        QCOMPARE(glass(look(false, 0)).pixelColor(60, 60).alpha(), 0);
+        // The sheen: white at 0.16 along the top, fading towards the middle.
+        const QColor high = clear.pixelColor(60, 4);
+        QCOMPARE(QColor(high.red(), high.green(), high.blue()), QColor(255, 255, 255));
+        QVERIFY2(high.alpha() > 28 && high.alpha() < 41, qPrintable(QString::number(high.alpha())));
+        QVERIFY(clear.pixelColor(60, 25).alpha() < high.alpha());
+        // Outside the rounded corner nothing is drawn.
+        QCOMPARE(clear.pixelColor(0, 0).alpha(), 0);
+    }
+
+    void rimIsBrighterAtTheTopAndOnLightGlass() {
+        const QImage dark = glass(look(true, 1));
+        const QImage light = glass(look(false, 0));
+        // Dark: the rim's 0.6 white over black and the sheen's 0.16 at the top edge.
+        const QColor top = dark.pixelColor(60, 0);
+        QVERIFY2(top.red() > 140 && top.red() < 175, qPrintable(QString::number(top.red())));
+        const QColor bottom = dark.pixelColor(60, 79);
+        QVERIFY2(bottom.red() > 70 && bottom.red() < 90, qPrintable(QString::number(bottom.red())));
+        // The rim's middle stop lies halfway down: white at 0.2 on the side edge.
+        QVERIFY(std::abs(dark.pixelColor(0, 40).red() - 51) <= 4);
+        // Light: white 0.9 at the top over a clear fill.
+        QVERIFY(light.pixelColor(60, 0).alpha() > 225);
+        QCOMPARE(light.pixelColor(60, 2).alpha(), glass(look(false, 0)).pixelColor(60, 2).alpha());
+    }
+
+    void opaqueWhenTransparencyIsReducedOrCannotShow() {
+        for (const bool dark : {true, false}) {
+            WidgetLook reduced = look(dark, 0);
+            reduced.reduceTransparency = true;
+            WidgetLook uncomposited = look(dark, 0.25);
+            uncomposited.opaqueGlass = true;
+            for (const WidgetLook& l : {reduced, uncomposited}) {
+                const QImage image = glass(l);
+                for (const QPoint p : {QPoint(60, 1), QPoint(60, 40), QPoint(1, 40)})
+                    QCOMPARE(image.pixelColor(p), GlassColor::windowBackground(dark));
+                QCOMPARE(image.pixelColor(0, 0).alpha(), 0);
+            }
+        }
+    }
+
+    void haloSurroundsTextOnlyWhenAskedFor() {
+        WidgetLook on = look(true, 0.25);
+        WidgetLook off = on;
+        off.textContrast = false;
+        const QImage plain = text(off, QStringLiteral("Refactor"));
+        const QImage haloed = text(on, QStringLiteral("Refactor"));
+        QVERIFY(inkedPixels(haloed) > inkedPixels(plain) * 3 / 2);
+        // Without the halo every drawn pixel is the text's white; with it the glyphs sit in a
+        // dark blur that reaches past the ink.
+        for (int y = 0; y < plain.height(); ++y)
+            for (int x = 0; x < plain.width(); ++x)
+                if (plain.pixelColor(x, y).alpha() > 0)
+                    QVERIFY(plain.pixelColor(x, y).red() > 200);
+        int darkHalo = 0;
+        for (int y = 0; y < haloed.height(); ++y)
+            for (int x = 0; x < haloed.width(); ++x) {
+                const QColor c = haloed.pixelColor(x, y);
+                darkHalo += plain.pixelColor(x, y).alpha() == 0 && c.alpha() > 20 && c.red() < 40;
+            }
+        QVERIFY(darkHalo > 100);
+        // On light glass the halo is white around dark text.
+        WidgetLook light = on;
+        light.dark = false;
+        const QImage lightText = text(light, QStringLiteral("Refactor"));
+        QVERIFY(lightText.pixelColor(9, 15).alpha() == 0 ||
+                lightText.pixelColor(9, 15).red() > 200);
+        QCOMPARE(TextHalo::color(false), QColor::fromRgbF(1, 1, 1, 0.75f));
+        // Drawn again, it comes from the cache and looks the same.
+        QCOMPARE(text(on, QStringLiteral("Refactor")), haloed);
+    }
+
+    void glyphsDrawInsideTheirBoxAtSmallSizes() {
+        for (const Glyph glyph :
+             {Glyph::gear, Glyph::chevronDown, Glyph::chevronCompactUp, Glyph::chevronCompactDown,
+              Glyph::terminal, Glyph::code, Glyph::window}) {
+            for (const int side : {9, 14}) {
+                QImage image = canvas(side + 8, side + 8);
+                QPainter painter(&image);
+                Glyphs::paint(painter, glyph, QRectF(4, 4, side, side), Qt::white, 1.5);
+                painter.end();
+                int inside = 0;
+                for (int y = 0; y < image.height(); ++y)
+                    for (int x = 0; x < image.width(); ++x) {
+                        if (qAlpha(image.pixel(x, y)) == 0)
+                            continue;
+                        // The stroke may spill its half width over the box.
+                        QVERIFY(x >= 3 && y >= 3 && x <= side + 4 && y <= side + 4);
+                        ++inside;
+                    }
+                QVERIFY2(inside > side, qPrintable(QString::number(int(glyph))));
+            }
+        }
+        // The chevrons point the way they say.
+        QImage up = canvas(14, 14);
+        QImage down = canvas(14, 14);
+        {
+            QPainter a(&up);
+            Glyphs::paint(a, Glyph::chevronCompactUp, QRectF(0, 0, 14, 14), Qt::white);
+            QPainter b(&down);
+            Glyphs::paint(b, Glyph::chevronCompactDown, QRectF(0, 0, 14, 14), Qt::white);
+        }
+        const QImage flipped = up.mirrored(false, true);
+        for (int y = 0; y < 14; ++y)
+            for (int x = 0; x < 14; ++x)
+                QVERIFY(std::abs(qAlpha(flipped.pixel(x, y)) - qAlpha(down.pixel(x, y))) < 40);
+        QVERIFY(qAlpha(up.pixel(7, 5)) > qAlpha(up.pixel(7, 8)));
+    }
+
+    void fontsAndTabularDigits() {
+        if (QFontInfo(WidgetFonts::panelTitle()).family() == QStringLiteral("Manrope"))
+            QCOMPARE(QFontInfo(WidgetFonts::countBadge()).family(), QStringLiteral("Inter"));
+        else
+            qWarning("Manrope is not installed: the fonts fall back");
+        for (const QFont& font : {WidgetFonts::countBadge(), WidgetFonts::elapsed()}) {
+            QCOMPARE(WidgetFonts::tabularWidth(font, QStringLiteral("11")),
+                     WidgetFonts::tabularWidth(font, QStringLiteral("80")));
+            QCOMPARE(WidgetFonts::tabularWidth(font, QStringLiteral("1h 05m")),
+                     WidgetFonts::tabularWidth(font, QStringLiteral("8h 42m")));
+        }
+        // Right-aligned digits end at the same place whatever they are.
+        const auto rightEdge = [](const QString& digits) {
+            QImage image = canvas(60, 20);
+            QPainter painter(&image);
+            painter.setFont(WidgetFonts::elapsed());
+            painter.setPen(Qt::white);
+            WidgetFonts::drawTabular(painter, QRectF(0, 0, 50, 20), Qt::AlignRight, digits);
+            painter.end();
+            int right = 0;
+            for (int y = 0; y < 20; ++y)
+                for (int x = 0; x < 60; ++x)
+                    if (qAlpha(image.pixel(x, y)) > 0)
+                        right = std::max(right, x);
+            return right;
+        };
+        QVERIFY(std::abs(rightEdge(QStringLiteral("10")) - rightEdge(QStringLiteral("18"))) <= 1);
+        QVERIFY(rightEdge(QStringLiteral("1")) <= 50);
+    }
+
+    void blurRadiusRoundsHalvesAwayFromZero() {
+        QCOMPARE(WidgetGlass::blurRadius(12.5, false), 13);
+        QCOMPARE(WidgetGlass::blurRadius(12.49, false), 12);
+        QCOMPARE(WidgetGlass::blurRadius(8.0, false), 8);
+        QCOMPARE(WidgetGlass::blurRadius(0.5, false), 1);
+        QCOMPARE(WidgetGlass::blurRadius(12.5, true), 0);
+    }
+
+    void sheetsForTheEye() {
+        const QString folder = qEnvironmentVariable("OSTRELVAN_SHOTS");
+        if (folder.isEmpty())
+            QSKIP("set OSTRELVAN_SHOTS to a folder to write the sheets");
+        saveSheets(folder);
+    }
+
+    void lookFollowsDesktopUnlessTheUserChose() {
+        DesktopPreferences desktop;
+        desktop.dark = true;
+        desktop.reduceMotion = true;
+        MemoryKeyValueStore defaults;
+        AppSettings settings(defaults);
+        settings.setGlassTint(0.4);
+        settings.setTextContrast(false);
+        WidgetLook l = widgetLook(desktop, settings, true);
+        QVERIFY(l.dark && l.reduceMotion && !l.reduceTransparency && !l.opaqueGlass);
+        QCOMPARE(l.tint, 0.4);
+        QVERIFY(!l.textContrast);
+        settings.setGlassAppearance(GlassAppearance::light);
+        QVERIFY(!widgetLook(desktop, settings, true).dark);
+        desktop.dark = false;
+        desktop.reduceTransparency = true;
+        settings.setGlassAppearance(GlassAppearance::dark);
+        l = widgetLook(desktop, settings, false);
+        QVERIFY(l.dark && l.reduceTransparency && l.opaqueGlass);
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_MAIN(ostrelvan::test::GlassTest)
+#include "GlassTest.moc"

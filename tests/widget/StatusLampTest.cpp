@@ -1,0 +1,304 @@
+#include "StatusLamp.h"
+
+#include "GlassColor.h"
+#include "LampAnimator.h"
+
+#include <QImage>
+#include <QTest>
+#include <cmath>
+
+namespace ostrelvan::test {
+
+namespace {
+
+constexpr int centre = StatusLamp::extent / 2;
+
+QImage picture(StatusLamp& lamp) {
+    return lamp.grab().toImage().convertToFormat(QImage::Format_ARGB32);
+}
+
+// What the gem shows at the pixel just below and right of its centre: the colour under the
+// specular highlight, which there is white at 0.55 × (1 − d / 6.6), d being the distance from
+// the highlight's centre (−1.8, −2.4) to the pixel's middle (0.5, 0.5).
+QColor expectedCentre(const QColor& lamp) {
+    const double white = 0.55 * (1 - std::hypot(0.5 + 1.8, 0.5 + 2.4) / 6.6);
+    const double base = lamp.alphaF();
+    const double alpha = base + white * (1 - base);
+    const auto channel = [&](double c) { return (c * base * (1 - white) + white) / alpha; };
+    return QColor::fromRgbF(float(channel(lamp.redF())), float(channel(lamp.greenF())),
+                            float(channel(lamp.blueF())), float(alpha));
+}
+
+bool near(const QColor& a, const QColor& b, int tolerance = 4) {
+    return std::abs(a.red() - b.red()) <= tolerance &&
+           std::abs(a.green() - b.green()) <= tolerance &&
+           std::abs(a.blue() - b.blue()) <= tolerance &&
+           std::abs(a.alpha() - b.alpha()) <= tolerance;
+}
+
+QString describe(const QColor& c) {
+    return QStringLiteral("(%1, %2, %3, %4)")
+        .arg(c.red())
+        .arg(c.green())
+        .arg(c.blue())
+        .arg(c.alpha());
+}
+
+// The diameter of a lamp without glow: the opacity summed along the row through its centre.
+double discDiameter(const QImage& image) {
+    double sum = 0;
+    for (int x = 0; x < image.width(); ++x)
+        sum += image.pixelColor(x, centre).alphaF();
+    return sum;
+}
+
+// The width of the gem's opaque disc along the row through its centre. The glow never reaches
+// this opacity, so the run measures the disc alone.
+int discWidth(const QImage& image) {
+    int width = 0;
+    for (int x = 0; x < image.width(); ++x)
+        width += image.pixelColor(x, centre).alpha() > 200 ? 1 : 0;
+    return width;
+}
+
+// The strongest alpha in the ring between `inner` and `outer` pixels from the centre.
+int ringAlpha(const QImage& image, double inner, double outer) {
+    int strongest = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) {
+            const double d = std::hypot(x + 0.5 - centre, y + 0.5 - centre);
+            if (d >= inner && d <= outer)
+                strongest = std::max(strongest, image.pixelColor(x, y).alpha());
+        }
+    return strongest;
+}
+
+WidgetLook stillLook() {
+    WidgetLook look;
+    look.reduceMotion = true;
+    return look;
+}
+
+} // namespace
+
+class StatusLampTest : public QObject {
+    Q_OBJECT
+    double now_ = 1000;
+
+private slots:
+    void init() {
+        now_ = 1000;
+        LampAnimator::shared().setClock([this] { return now_; });
+    }
+    void cleanup() { LampAnimator::shared().setClock({}); }
+
+    void eachStatusShowsItsColourAtTheCentre_data() {
+        QTest::addColumn<std::optional<SessionStatus>>("status");
+        QTest::addColumn<QColor>("colour");
+        QTest::addColumn<bool>("glows");
+        QTest::newRow("working") << std::optional(SessionStatus::working) << QColor(76, 214, 138)
+                                 << true;
+        QTest::newRow("needsApproval")
+            << std::optional(SessionStatus::needsApproval) << QColor(255, 159, 67) << true;
+        QTest::newRow("awaitingReview")
+            << std::optional(SessionStatus::awaitingReview) << QColor(255, 159, 67) << true;
+        QTest::newRow("idle") << std::optional(SessionStatus::idle) << QColor(154, 163, 173)
+                              << false;
+        QTest::newRow("placeholder")
+            << std::optional<SessionStatus>() << QColor(154, 163, 173, 153) << false;
+    }
+
+    void eachStatusShowsItsColourAtTheCentre() {
+        QFETCH(std::optional<SessionStatus>, status);
+        QFETCH(QColor, colour);
+        QFETCH(bool, glows);
+        StatusLamp lamp;
+        lamp.setLook(stillLook()); // no ripple over the glow
+        lamp.setStatus(status);
+        QCOMPARE(StatusPalette::color(status), colour);
+        const QImage image = picture(lamp);
+        const QColor seen = image.pixelColor(centre, centre);
+        QVERIFY2(near(seen, expectedCentre(colour)),
+                 qPrintable(describe(seen) + " vs " + describe(expectedCentre(colour))));
+
+        // The glow: the lamp's colour around the gem, or nothing at all.
+        const int glow = ringAlpha(image, 8, 30);
+        if (glows) {
+            // A disc of radius 6 blurred with a deviation of 4 covers 0.21 at 8 points out.
+            QVERIFY2(glow > 32 && glow < 48, qPrintable(QString::number(glow)));
+            const QColor halo = image.pixelColor(centre + 9, centre);
+            QVERIFY(near(QColor(halo.red(), halo.green(), halo.blue()),
+                         QColor(colour.red(), colour.green(), colour.blue()), 10));
+        } else {
+            QCOMPARE(glow, 0);
+        }
+        // The lamp stays inside its widget: the border is clear.
+        QCOMPARE(ringAlpha(image, centre - 0.5, 2 * centre), 0);
+    }
+
+    void highlightGrowsTheLampWithASpring() {
+        StatusLamp lamp;
+        lamp.setStatus(SessionStatus::idle);
+        QVERIFY(std::abs(discDiameter(picture(lamp)) - 12) < 0.2);
+
+        lamp.setHighlighted(true);
+        const double start = discDiameter(picture(lamp));
+        now_ += 0.15; // the spring has covered 73 % of the way
+        const double early = discDiameter(picture(lamp));
+        QVERIFY(std::abs(lamp.frameAt(now_).scale - (1 + 0.25 * 0.731)) < 0.005);
+        // Its crest, 3.8 % beyond, half a damped period after the start.
+        QVERIFY(std::abs(lamp.frameAt(now_ + 0.181).scale - (1 + 0.25 * 1.0384)) < 0.001);
+        now_ += 0.85;
+        const double settled = discDiameter(picture(lamp));
+        QVERIFY(std::abs(start - 12) < 0.2);
+        QVERIFY2(std::abs(early - 12 * 1.183) < 0.3, qPrintable(QString::number(early)));
+        QVERIFY(std::abs(settled - 15) < 0.2);
+        QVERIFY(!lamp.isAnimating(now_));
+
+        // Back down, and jumping to the end on request.
+        lamp.setHighlighted(false);
+        QVERIFY(lamp.isAnimating(now_));
+        lamp.finishTransitions();
+        QVERIFY(!lamp.isAnimating(now_));
+        QVERIFY(std::abs(discDiameter(picture(lamp)) - 12) < 0.2);
+    }
+
+    void highlightWidensTheGlow() {
+        StatusLamp lamp;
+        lamp.setLook(stillLook());
+        lamp.setStatus(SessionStatus::needsApproval);
+        const int plain = ringAlpha(picture(lamp), 16, 17);
+        lamp.setHighlighted(true);
+        const int highlighted = ringAlpha(picture(lamp), 19.5, 20.5);
+        QVERIFY2(highlighted > plain,
+                 qPrintable(QStringLiteral("%1 %2").arg(highlighted).arg(plain)));
+        QCOMPARE(lamp.frameAt(now_).glowRadius, StatusLamp::highlightedGlowBlur);
+    }
+
+    void workingLampRipplesOutAndSnapsBack() {
+        StatusLamp lamp;
+        lamp.setStatus(SessionStatus::working);
+        StatusLamp::Frame frame = lamp.frameAt(now_);
+        QVERIFY(frame.ripple);
+        QCOMPARE(frame.rippleScale, 1.0);
+        QCOMPARE(frame.rippleOpacity, StatusLamp::rippleStartOpacity);
+        frame = lamp.frameAt(now_ + 0.9);
+        QVERIFY(frame.rippleScale > 1.6 && frame.rippleScale < 2.2);
+        QVERIFY(frame.rippleOpacity > 0 && frame.rippleOpacity < 0.2);
+        frame = lamp.frameAt(now_ + 1.8 + 0.001);
+        QVERIFY(frame.rippleScale < 1.01);
+        // The ring shows beyond the glow's reach of a still lamp.
+        const int stillRing = [&] {
+            StatusLamp still;
+            still.setLook(stillLook());
+            still.setStatus(SessionStatus::working);
+            return ringAlpha(picture(still), 9, 10);
+        }();
+        now_ += 0.6;
+        QVERIFY(ringAlpha(picture(lamp), 9, 10) > stillRing + 20);
+        QVERIFY(lamp.isAnimating(now_ + 100));
+
+        lamp.setStatus(SessionStatus::idle);
+        QVERIFY(!lamp.frameAt(now_).ripple);
+    }
+
+    void reducedMotionStopsEveryAnimation() {
+        StatusLamp lamp;
+        lamp.setLook(stillLook());
+        lamp.setStatus(SessionStatus::idle);
+        picture(lamp);
+        lamp.setStatus(SessionStatus::working);
+        const StatusLamp::Frame frame = lamp.frameAt(now_);
+        QVERIFY(!frame.ripple);
+        QCOMPARE(frame.popScale, 1.0);
+        QCOMPARE(frame.color, GlassColor::success());
+        QVERIFY(!lamp.isAnimating(now_));
+        lamp.setHighlighted(true);
+        QCOMPARE(lamp.frameAt(now_).scale, StatusLamp::highlightScale);
+        QVERIFY(!lamp.isAnimating(now_));
+
+        // Turned on in the middle of a pop, it ends the pop there.
+        StatusLamp moving;
+        moving.setStatus(SessionStatus::idle);
+        picture(moving);
+        moving.setStatus(SessionStatus::needsApproval);
+        QVERIFY(moving.frameAt(now_ + 0.1).popScale > 1);
+        moving.setLook(stillLook());
+        QCOMPARE(moving.frameAt(now_ + 0.1).popScale, 1.0);
+    }
+
+    void statusChangePopsAndCrossFades() {
+        StatusLamp lamp;
+        lamp.setStatus(SessionStatus::idle);
+        // A lamp that has not been painted takes its status as it is.
+        QCOMPARE(lamp.frameAt(now_).popScale, 1.0);
+        picture(lamp);
+
+        lamp.setStatus(SessionStatus::working);
+        now_ += 0.15; // half of the fade
+        const QColor between = lamp.frameAt(now_).color;
+        const QColor grey = GlassColor::idleLamp();
+        const QColor green = GlassColor::success();
+        QVERIFY2(between.red() < grey.red() && between.red() > green.red() &&
+                     between.green() > grey.green() && between.green() < green.green(),
+                 qPrintable(describe(between)));
+        QVERIFY(near(between, QColor((154 + 76) / 2, (163 + 214) / 2, (173 + 138) / 2), 2));
+        const QColor seen = picture(lamp).pixelColor(centre, centre);
+        QVERIFY(near(seen, expectedCentre(between)));
+
+        // The pop: up towards 1.5 for 0.16 s, then back to 1.
+        now_ += 0.01;
+        const double peak = lamp.frameAt(now_).popScale;
+        QVERIFY2(peak > 1.25 && peak < 1.5, qPrintable(QString::number(peak)));
+        QVERIFY(discWidth(picture(lamp)) >= 15);
+        double highest = 1;
+        for (double t = 0; t < 0.7; t += 0.005)
+            highest = std::max(highest, lamp.frameAt(now_ - 0.16 + t).popScale);
+        QVERIFY2(highest < 1.5, qPrintable(QString::number(highest)));
+        now_ += 0.45;
+        QCOMPARE(lamp.frameAt(now_).popScale, 1.0);
+        QCOMPARE(lamp.frameAt(now_).color, green);
+        QCOMPARE(discWidth(picture(lamp)), 12);
+
+        // The same status again changes nothing.
+        lamp.setStatus(SessionStatus::working);
+        QCOMPARE(lamp.frameAt(now_).popScale, 1.0);
+    }
+
+    // One timer for all lamps, running only while something moves.
+    void theFrameTimerStopsWhenNothingMoves() {
+        LampAnimator& animator = LampAnimator::shared();
+        QWidget window;
+        window.resize(200, 100);
+        auto* working = new StatusLamp(&window);
+        auto* idle = new StatusLamp(&window);
+        idle->move(80, 0);
+        working->setStatus(SessionStatus::working);
+        idle->setStatus(SessionStatus::idle);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(animator.isTicking());
+        QTRY_COMPARE(animator.animatingCount(), 1);
+
+        working->setStatus(SessionStatus::idle); // pops for 0.61 s
+        QVERIFY(animator.isTicking());
+        now_ += 0.7;
+        QTRY_VERIFY(!animator.isTicking());
+        QCOMPARE(animator.animatingCount(), 0);
+
+        // A hidden lamp is no reason to tick.
+        working->setStatus(SessionStatus::working);
+        QVERIFY(animator.isTicking());
+        window.hide();
+        QVERIFY(!animator.isTicking());
+        window.show();
+        QVERIFY(animator.isTicking());
+        delete working;
+        QVERIFY(!animator.isTicking());
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_MAIN(ostrelvan::test::StatusLampTest)
+#include "StatusLampTest.moc"
