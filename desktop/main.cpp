@@ -2,8 +2,11 @@
 // canned demo sessions (--design-preview), or rendered once to a picture (--screenshot).
 #include "AcknowledgedStore.h"
 #include "AppSettings.h"
+#include "Compositor.h"
 #include "DataPaths.h"
 #include "DesignPreview.h"
+#include "DesktopPreferencesMonitor.h"
+#include "DisplayServer.h"
 #include "Environment.h"
 #include "ProcessTable.h"
 #include "SessionStore.h"
@@ -18,9 +21,9 @@
 #include <QImage>
 #include <QLoggingCategory>
 #include <QPainter>
-#include <QPalette>
 #include <algorithm>
 #include <cctype>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -121,48 +124,12 @@ std::optional<Options> parse(const std::vector<std::string>& arguments, int& exi
     return options;
 }
 
-// Wayland lets no client place its window or keep it above others, so on a Wayland session the
-// widget runs through XWayland. This has to happen before the application object exists.
-// TODO(platform look): replace with the platform look's preferXcbOnWayland() once it lands.
-void preferXcbOnWayland() {
-    if (!qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        return;
-    const bool wayland = qEnvironmentVariable("XDG_SESSION_TYPE") == QLatin1String("wayland") ||
-                         !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-    if (wayland && !qEnvironmentVariableIsEmpty("DISPLAY"))
-        qputenv("QT_QPA_PLATFORM", "xcb");
-}
-
 std::optional<double> previewHeight() {
     bool ok = false;
     const double height = qEnvironmentVariable("OSTRELVAN_PREVIEW_HEIGHT").toDouble(&ok);
     if (ok && height >= 100 && height <= 10000)
         return height;
     return std::nullopt;
-}
-
-// The desktop's light or dark appearance until the platform look reports it: Qt's palette follows
-// the platform theme where there is one.
-bool systemPrefersDark() {
-    return QApplication::palette().color(QPalette::Window).lightness() < 128;
-}
-
-WidgetLook settingsLook(const AppSettings& settings) {
-    WidgetLook look;
-    switch (settings.glassAppearance()) {
-    case GlassAppearance::light:
-        look.dark = false;
-        break;
-    case GlassAppearance::dark:
-        look.dark = true;
-        break;
-    case GlassAppearance::system:
-        look.dark = systemPrefersDark();
-        break;
-    }
-    look.tint = settings.glassTint();
-    look.textContrast = settings.textContrast();
-    return look;
 }
 
 // The actions the application shell will own; until then they are only logged.
@@ -266,7 +233,7 @@ int main(int argc, char* argv[]) {
     // A screenshot needs no display.
     if (options->screenshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    preferXcbOnWayland();
+    DisplayServer::preferXcbOnWayland();
 
     QApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Ostrelvan"));
@@ -280,18 +247,33 @@ int main(int argc, char* argv[]) {
     WidgetModel model;
     WidgetPanelController controller(feed, loggingActions(), model);
 
+    // The desktop's appearance and motion settings, and whether translucency can be shown.
+    DesktopPreferencesMonitor desktop;
+    const bool compositor = hasCompositor();
     std::unique_ptr<DesignPreview> preview;
     std::unique_ptr<LiveSessions> live;
+    std::function<void()> applyLook;
     if (options->previewTarget) {
         preview = std::make_unique<DesignPreview>(*options->previewTarget, feed);
-        controller.setLook(preview->look(WidgetLook{}));
+        // A preview is dark unless its target says otherwise, so that its pictures do not
+        // depend on the desktop they were taken on.
+        applyLook = [&] {
+            controller.setLook(preview->look(widgetLook(desktop.current(), GlassAppearance::dark,
+                                                        WidgetLook{}.tint, true, compositor)));
+        };
     } else {
         live = std::make_unique<LiveSessions>(processEnvironment(), feed);
-        auto& settings = live->settings();
-        controller.setLook(settingsLook(settings));
-        QObject::connect(&settings, &AppSettings::changed, &controller,
-                         [&] { controller.setLook(settingsLook(settings)); });
+        AppSettings* settings = &live->settings();
+        applyLook = [&, settings] {
+            controller.setLook(widgetLook(desktop.current(), *settings, compositor),
+                               settings->glassBlur());
+        };
+        QObject::connect(settings, &AppSettings::changed, &controller, applyLook);
     }
+    QObject::connect(&desktop, &DesktopPreferencesMonitor::changed, &controller, applyLook);
+    applyLook();
+    if (!compositor)
+        qCInfo(appLog) << "no compositing manager: the glass is drawn opaque";
 
     if (options->screenshot)
         return screenshot(controller, *options->screenshot, options->expanded);

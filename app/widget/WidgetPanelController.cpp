@@ -2,6 +2,7 @@
 
 #include "WidgetPanel.h"
 #include "WidgetRootView.h"
+#include "WindowBlur.h"
 
 #include <QCursor>
 #include <QGuiApplication>
@@ -99,6 +100,7 @@ void WidgetPanelController::show(bool pinnedExpanded, bool watchPointer,
         connect(app, &QGuiApplication::primaryScreenChanged, this,
                 &WidgetPanelController::reposition);
     }
+    applyBlur();
     qCInfo(uiLog) << "widget shown";
 }
 
@@ -112,8 +114,18 @@ void WidgetPanelController::collapse() {
     apply();
 }
 
-void WidgetPanelController::setLook(const WidgetLook& look) {
+void WidgetPanelController::setLook(const WidgetLook& look, double glassBlur) {
     rootView_->setLook(look);
+    blurRadius_ = look.reduceTransparency ? 0 : int(roundHalfAwayFromZero(glassBlur));
+    applyBlur();
+}
+
+void WidgetPanelController::applyBlur() {
+    // Only a window that exists on the server can be given a blur.
+    if (!shown_ || blurRadius_ == appliedBlur_ || !panel_->windowHandle())
+        return;
+    appliedBlur_ = blurRadius_;
+    WindowBlur::set(blurRadius_, *panel_->windowHandle());
 }
 
 WidgetMetrics WidgetPanelController::metrics() const {

@@ -38,7 +38,9 @@ public:
     void show(bool pinnedExpanded, bool watchPointer, std::optional<double> canvasHeight = {});
     void setPinnedOpen(bool open);
     void collapse();
-    void setLook(const WidgetLook& look);
+    // The canvas is drawn with `look`, and the window server is asked to blur what lies behind
+    // the window by the user's `glassBlur` (rounded; none with reduced transparency).
+    void setLook(const WidgetLook& look, double glassBlur = 0);
 
     WidgetPanel& panel() { return *panel_; }
     WidgetRootView& rootView() { return *rootView_; }
@@ -63,6 +65,7 @@ private:
     // Copies the tracker's state into the model and arms the hover delay and the window's mask.
     void apply();
     void updateMask();
+    void applyBlur();
 
     WidgetFeed& feed_;
     WidgetModel& model_;
@@ -80,6 +83,8 @@ private:
     QRect placement_;
     QPointer<QScreen> screen_;
     bool shown_ = false;
+    int blurRadius_ = 0;
+    std::optional<int> appliedBlur_;
 };
 
 } // namespace ostrelvan
