@@ -1,5 +1,6 @@
 #include "WidgetPanelController.h"
 
+#include "WidgetGlass.h"
 #include "WidgetPanel.h"
 #include "WidgetRootView.h"
 #include "WindowBlur.h"
@@ -115,7 +116,10 @@ void WidgetPanelController::collapse() {
 }
 
 void WidgetPanelController::setLook(const WidgetLook& look, double glassBlur) {
+    const bool reshape = look.opaqueGlass != rootView_->look().opaqueGlass;
     rootView_->setLook(look);
+    if (reshape)
+        updateMask();
     blurRadius_ = look.reduceTransparency ? 0 : int(roundHalfAwayFromZero(glassBlur));
     applyBlur();
 }
@@ -212,14 +216,26 @@ void WidgetPanelController::apply() {
 }
 
 // Outside its column and open panel the canvas is see-through, and clicks there must reach the
-// windows below, so the window's shape is the hot area.
+// windows below, so the window's shape is the hot area. Without a compositing manager the
+// see-through pixels would show black, so the shape is then the glass itself.
 void WidgetPanelController::updateMask() {
     if (placement_.isNull() || isOffscreen())
         return;
-    const LayoutRect area = metrics().hotArea(maskExpanded_).flipped(placement_.height());
-    const QRect rect(QPoint(int(std::floor(area.minX())), int(std::floor(area.minY()))),
-                     QPoint(int(std::ceil(area.maxX())) - 1, int(std::ceil(area.maxY())) - 1));
-    panel_->setMask(QRegion(rect));
+    const WidgetMetrics metrics = this->metrics();
+    const double height = placement_.height();
+    auto toCanvas = [height](const LayoutRect& r) {
+        const LayoutRect flipped = r.flipped(height);
+        return QRectF(flipped.x, flipped.y, flipped.width, flipped.height);
+    };
+    if (rootView_->look().opaqueGlass) {
+        QPainterPath glass = WidgetGlass::capsule(toCanvas(metrics.columnRect()));
+        if (maskExpanded_)
+            glass.addPath(
+                WidgetGlass::roundedRect(toCanvas(metrics.panelRect()), WidgetGlass::panelRadius));
+        panel_->setMask(QRegion(glass.toFillPolygon().toPolygon(), Qt::WindingFill));
+        return;
+    }
+    panel_->setMask(QRegion(toCanvas(metrics.hotArea(maskExpanded_)).toAlignedRect()));
 }
 
 } // namespace ostrelvan
