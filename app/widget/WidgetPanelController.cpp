@@ -33,6 +33,11 @@ bool isOffscreen() {
     return QGuiApplication::platformName() == QLatin1String("offscreen");
 }
 
+// Whether the server tells the shaped window when the pointer enters it.
+bool windowReportsEntry() {
+    return QGuiApplication::platformName() == QLatin1String("xcb");
+}
+
 } // namespace
 
 WidgetPanelController::WidgetPanelController(WidgetFeed& feed, WidgetActions actions,
@@ -80,9 +85,9 @@ void WidgetPanelController::show(bool pinnedExpanded, bool watchPointer,
                                  std::optional<double> canvasHeight) {
     fixedCanvasHeight_ = canvasHeight;
     tracker_.setWatchesPointer(watchPointer);
+    if (!watchPointer)
+        pointerTask_.stop();
     reposition();
-    if (watchPointer)
-        pointerTask_.start();
     if (pinnedExpanded)
         tracker_.openPinned();
     apply();
@@ -148,8 +153,24 @@ double WidgetPanelController::now() const {
 void WidgetPanelController::evaluatePointer() {
     if (placement_.isNull())
         return;
-    tracker_.evaluate(metrics(), pointer(), now());
+    const WidgetMetrics metrics = this->metrics();
+    const CanvasPoint at = pointer();
+    tracker_.evaluate(metrics, at, now());
+    pointerAway_ = !metrics.hotArea(tracker_.isExpanded()).contains(at.x, at.y);
     apply();
+}
+
+// On X11 the window's shape is the hot area, so the server reports the pointer entering it (and
+// moving in it) by itself. While the pointer is away from a closed panel and no delay waits,
+// nothing can change until then, and the poll rests instead of asking the server where the
+// pointer is several times a second.
+void WidgetPanelController::updatePointerTask() {
+    const bool resting =
+        windowReportsEntry() && pointerAway_ && !tracker_.isExpanded() && !tracker_.hoverTarget();
+    if (!tracker_.watchesPointer() || resting)
+        pointerTask_.stop();
+    else if (!pointerTask_.isActive())
+        pointerTask_.start();
 }
 
 bool WidgetPanelController::scroll(double delta) {
@@ -160,7 +181,10 @@ bool WidgetPanelController::scroll(double delta) {
 
 void WidgetPanelController::hoverDelayElapsed() {
     armedDeadline_.reset();
-    tracker_.hoverDelayElapsed(metrics(), pointer());
+    const WidgetMetrics metrics = this->metrics();
+    const CanvasPoint at = pointer();
+    tracker_.hoverDelayElapsed(metrics, at);
+    pointerAway_ = !metrics.hotArea(tracker_.isExpanded()).contains(at.x, at.y);
     apply();
 }
 
@@ -205,6 +229,8 @@ void WidgetPanelController::apply() {
         else
             hoverTask_.stop();
     }
+
+    updatePointerTask();
 
     if (tracker_.isExpanded() && !maskExpanded_) {
         maskShrink_.stop();

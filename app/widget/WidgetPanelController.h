@@ -58,6 +58,7 @@ private:
     CanvasPoint pointer() const;
     double now() const;
     void evaluatePointer();
+    void updatePointerTask();
     bool scroll(double delta);
     void hoverDelayElapsed();
     void reposition();
@@ -74,6 +75,8 @@ private:
     PointerTracker tracker_;
     QElapsedTimer clock_;
     QTimer pointerTask_;
+    // The pointer was outside the hot area when last seen.
+    bool pointerAway_ = false;
     QTimer hoverTask_;
     std::optional<double> armedDeadline_;
     // Keeps the open panel's area in the mask while the panel's exit transition plays.

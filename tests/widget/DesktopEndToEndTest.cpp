@@ -120,6 +120,24 @@ TEST_F(DesktopEndToEnd, ALampChangesColourWhenAHookEventArrives) {
     // Nothing is drawn far from the widget.
     EXPECT_EQ(hueOf(screenshot(x).at(area.x + 100, lampY)), Hue::other);
 
+    // Resting the pointer on the lamp opens the list beside it; leaving closes it again.
+    const LayoutRect panel = metrics.panelRect();
+    const int panelX = area.x + area.width - int(WidgetMetrics::canvasWidth) + int(panel.x) + 4;
+    const int panelY = area.y + area.height - int(panel.midY());
+    auto panelShown = [&](bool shown) {
+        return eventually(
+            [&] {
+                const Rgb p = screenshot(x).at(panelX, panelY);
+                return (p.r + p.g + p.b > 30) == shown;
+            },
+            5s);
+    };
+    ASSERT_TRUE(panelShown(false));
+    movePointer(x, lampX, lampY);
+    EXPECT_TRUE(panelShown(true)) << "the list did not open under the pointer";
+    movePointer(x, 10, 10);
+    EXPECT_TRUE(panelShown(false)) << "the list did not close after the pointer left";
+
     // Claude Code asks for permission: the lamp turns orange.
     ASSERT_EQ(hook("PermissionRequest", session, agent.pid(),
                    R"(,"tool_name":"Bash","tool_input":{"command":"npm test"})")
