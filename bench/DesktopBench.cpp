@@ -208,33 +208,57 @@ int main() {
             {"PermissionRequest", bash},
             {"PostToolUse", bash},
         };
-        std::vector<double> painted, missed;
+        // Each change is followed for 1.2 s: when its first frame reached the screen (the pixel,
+        // steady until then, left its old colour), when the colour was half way through its
+        // 0.3 s fade, and when it stopped changing.
+        std::vector<double> painted, halfway, settled;
+        int unseen = 0;
         for (int i = 0; i < 15; ++i) {
             const auto& [event, extra] = events[i == 0 ? 0 : 1 + (i + 1) % 2];
             const Rgb before = screen.at(lampX, lampY);
             desktop.hook(event, 0, extra);
             const auto exited = Clock::now();
-            bool changed = false;
-            while (Clock::now() - exited < 3s) {
-                if (distance(screen.at(lampX, lampY), before) > 24) {
-                    changed = true;
-                    break;
-                }
+            std::vector<std::pair<double, Rgb>> samples;
+            while (Clock::now() - exited < 1200ms) {
+                samples.emplace_back(1000 * seconds(Clock::now() - exited),
+                                     screen.at(lampX, lampY));
                 std::this_thread::sleep_for(1ms);
             }
-            (changed ? painted : missed).push_back(1000 * seconds(Clock::now() - exited));
-            std::this_thread::sleep_for(1200ms); // the colour fade and the pop settle
+            const Rgb after = samples.back().second;
+            constexpr int noise = 2;
+            auto firstWhen = [&](auto holds) {
+                const auto found = std::find_if(samples.begin(), samples.end(), holds);
+                return found == samples.end() ? std::optional<double>() : found->first;
+            };
+            const auto first =
+                firstWhen([&](const auto& s) { return distance(s.second, before) > noise; });
+            if (!first) {
+                ++unseen;
+                continue;
+            }
+            painted.push_back(*first);
+            halfway.push_back(*firstWhen([&](const auto& s) {
+                return distance(s.second, before) >= distance(s.second, after);
+            }));
+            double still = *first;
+            for (const auto& [t, pixel] : samples)
+                if (distance(pixel, after) > noise)
+                    still = t;
+            settled.push_back(still);
         }
         if (painted.empty()) {
-            std::printf("hook helper exit -> changed lamp on screen: never seen in 3 s "
+            std::printf("hook helper exit -> changed lamp on screen: never seen in 1.2 s "
                         "(goal <= 150 ms)\n");
             return 1;
         }
-        std::printf(
-            "hook helper exit -> changed lamp on screen: median %.0f ms, max %.0f ms "
-            "over %zu changes%s (goal <= 150 ms)\n",
-            median(painted), *std::max_element(painted.begin(), painted.end()), painted.size(),
-            missed.empty() ? "" : (", " + std::to_string(missed.size()) + " unseen").c_str());
+        std::printf("hook helper exit -> changed lamp on screen: median %.0f ms, max %.0f ms "
+                    "over %zu changes%s (goal <= 150 ms)\n",
+                    median(painted), *std::max_element(painted.begin(), painted.end()),
+                    painted.size(),
+                    unseen == 0 ? "" : (", " + std::to_string(unseen) + " unseen").c_str());
+        std::printf("  its colour half way through the fade: median %.0f ms; settled: median "
+                    "%.0f ms\n",
+                    median(halfway), median(settled));
     }
     return 0;
 }
