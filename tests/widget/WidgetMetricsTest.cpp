@@ -8,6 +8,7 @@ namespace {
 
 std::vector<double> lampOffsets(const WidgetMetrics& m) {
     std::vector<double> offsets;
+    offsets.reserve(m.grouped.size());
     for (int i = 0; i < m.sessionCount(); ++i)
         offsets.push_back(m.lampOffset(i));
     return offsets;
@@ -15,6 +16,7 @@ std::vector<double> lampOffsets(const WidgetMetrics& m) {
 
 std::vector<double> rowOffsets(const WidgetMetrics& m) {
     std::vector<double> offsets;
+    offsets.reserve(m.grouped.size());
     for (int i = 0; i < m.sessionCount(); ++i)
         offsets.push_back(m.rowOffset(i));
     return offsets;
