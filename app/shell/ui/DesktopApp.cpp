@@ -5,6 +5,7 @@
 #include "LaunchMode.h"
 #include "Log.h"
 #include "MenuBarMenu.h"
+#include "SettingsFileCheck.h"
 #include "SettingsKeyValueStore.h"
 #include "SingleInstance.h"
 #include "TrayIcon.h"
@@ -14,31 +15,6 @@
 namespace ostrelvan {
 
 namespace {
-
-const char* describe(QSettings::Status status) {
-    return status == QSettings::FormatError ? "it is not a well-formed settings file"
-                                            : "it cannot be read";
-}
-
-// Settings that cannot be read or written never stop the app: it runs on the defaults, or on
-// values that last until it quits, and says so once.
-void watchSettingsFile(SettingsKeyValueStore& defaults, AppSettings& settings) {
-    QSettings& file = defaults.settings();
-    if (file.status() != QSettings::NoError) {
-        qCWarning(appLog, "the settings file %s was not read, %s; the defaults are used",
-                  qPrintable(file.fileName()), describe(file.status()));
-    }
-    auto reported = std::make_shared<bool>(false);
-    QObject::connect(&settings, &AppSettings::changed, &settings, [&file, reported] {
-        if (file.status() == QSettings::AccessError && !*reported) {
-            *reported = true;
-            qCWarning(appLog,
-                      "cannot write the settings file %s; changes last until Ostrelvan "
-                      "quits",
-                      qPrintable(file.fileName()));
-        }
-    });
-}
 
 std::vector<std::string> argumentsOf(const QApplication& application) {
     std::vector<std::string> arguments;
@@ -67,8 +43,10 @@ int runDesktopApp(QApplication& application, DesktopParts parts) {
     services.showDesignPreview = std::move(parts.showDesignPreview);
 
     SettingsKeyValueStore defaults;
+    // Before anything is written: QSettings would write back only the part it could read.
+    SettingsFileCheck::inspect(defaults);
     AppState state(mode, defaults, std::move(services));
-    watchSettingsFile(defaults, state.settings());
+    SettingsFileCheck::watchWrites(defaults, state.settings());
     TrayIcon tray(state);
     if (!tray.isAvailable()) {
         state.setAppMenu([&state](QMenu& menu) { MenuBarMenu::fill(menu, state); });
