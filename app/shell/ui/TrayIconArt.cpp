@@ -7,38 +7,35 @@ namespace ostrelvan::TrayIconArt {
 
 namespace {
 
-const QColor light{248, 248, 248};
-const QColor dark{24, 24, 24, 220};
+// BrandColor.tide: a coloured disk stands out on light and dark panels alike, and the white glyph
+// on it keeps its contrast whatever is behind.
+const QColor tide{47, 143, 136};
+const QColor glyph{250, 250, 250};
 
-void drawGlyph(QPainter& painter, double size, const QColor& fill, const QColor* edge) {
+void drawGlyph(QPainter& painter, double size, const QColor& colour) {
     const QPointF centre(size / 2, size / 2);
-    const double ringRadius = size * 0.36;
-    const double ringWidth = size * 0.11;
-    const double dotRadius = size * 0.15;
-    const double edgeWidth = std::max(1.0, size / 16);
+    const double ringRadius = size * 0.3;
     painter.setBrush(Qt::NoBrush);
-    if (edge) {
-        painter.setPen(QPen(*edge, ringWidth + 2 * edgeWidth));
-        painter.drawEllipse(centre, ringRadius, ringRadius);
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(*edge);
-        painter.drawEllipse(centre, dotRadius + edgeWidth, dotRadius + edgeWidth);
-    }
-    painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(fill, ringWidth));
+    painter.setPen(QPen(colour, size * 0.09));
     painter.drawEllipse(centre, ringRadius, ringRadius);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(fill);
-    painter.drawEllipse(centre, dotRadius, dotRadius);
+    painter.setBrush(colour);
+    painter.drawEllipse(centre, size * 0.12, size * 0.12);
+}
+
+void drawDisk(QPainter& painter, double size) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(tide);
+    painter.drawEllipse(QPointF(size / 2, size / 2), size * 0.48, size * 0.48);
 }
 
 void drawAttentionDot(QPainter& painter, double size) {
     const double radius = size * 0.2;
-    const double edgeWidth = std::max(1.0, size / 16);
-    const QPointF centre(size - radius - edgeWidth, radius + edgeWidth);
+    const double edge = std::max(1.0, size / 16);
+    const QPointF centre(size - radius - edge, radius + edge);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(dark);
-    painter.drawEllipse(centre, radius + edgeWidth, radius + edgeWidth);
+    painter.setBrush(glyph);
+    painter.drawEllipse(centre, radius + edge, radius + edge);
     painter.setBrush(attention);
     painter.drawEllipse(centre, radius, radius);
 }
@@ -51,9 +48,10 @@ QImage image(int size, bool needsAttention, Style style) {
     QPainter painter(&result);
     painter.setRenderHint(QPainter::Antialiasing);
     if (style == Style::templateImage && !needsAttention) {
-        drawGlyph(painter, size, Qt::black, nullptr);
+        drawGlyph(painter, size, Qt::black);
     } else {
-        drawGlyph(painter, size, light, &dark);
+        drawDisk(painter, size);
+        drawGlyph(painter, size, glyph);
     }
     if (needsAttention) {
         drawAttentionDot(painter, size);

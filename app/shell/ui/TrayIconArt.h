@@ -6,10 +6,10 @@
 
 namespace ostrelvan {
 
-// The tray / menu-bar glyph: a ring around a small filled circle. It carries its own contrast (a
-// light glyph edged in dark) so it reads on light and dark panels alike; as a template image
-// (macOS) it is plain black and the menu bar tints it. While some session needs the user, an
-// orange dot sits in its corner.
+// The tray / menu-bar glyph: a ring around a small filled circle. It brings its own background
+// (a white glyph on a disk in the brand colour) so it reads on light and dark panels alike; as a
+// template image (macOS) it is plain black and the menu bar tints it. While some session needs
+// the user, an orange dot sits in its corner.
 namespace TrayIconArt {
 
 // The lamps' attention colour.
