@@ -1,5 +1,6 @@
 #include "AppState.h"
 #include "MemoryKeyValueStore.h"
+#include "SettingsWindowController.h"
 #include "ShellTestSupport.h"
 #include "TrayIcon.h"
 #include "TrayIconArt.h"
@@ -96,9 +97,15 @@ private slots:
                                          tail);
         QVERIFY(!state.settings().soundsEnabled());
 
+        // The shortcuts work while the menu is open, although it hangs from no menu bar.
+        QTest::keyClick(&tray.menu(), Qt::Key_Comma, Qt::ControlModifier);
+        QCoreApplication::processEvents();
+        QVERIFY(state.settingsWindow() && state.settingsWindow()->window()->isVisible());
+
         choose(tray.menu(), QStringLiteral("Disconnect"));
         QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
-        choose(tray.menu(), QStringLiteral("Quit Ostrelvan"));
+        QTest::keyClick(&tray.menu(), Qt::Key_Q, Qt::ControlModifier);
+        QCoreApplication::processEvents();
         QCOMPARE(machine.events, QStringList{"quit"});
     }
 

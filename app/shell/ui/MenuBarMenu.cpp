@@ -3,13 +3,52 @@
 #include "AppState.h"
 
 #include <QAction>
+#include <QKeyEvent>
 #include <QKeySequence>
 #include <QMenu>
 #include <QPointer>
 
 namespace ostrelvan::MenuBarMenu {
 
+namespace {
+
+// Qt fires the shortcut of a menu's action only when the menu hangs from a menu bar in the
+// active window. A tray menu hangs from nothing, so its keys are matched here while it is open.
+class ShortcutKeys : public QObject {
+public:
+    explicit ShortcutKeys(QMenu& menu) : QObject(&menu), menu_(menu) {
+        setObjectName(QStringLiteral("ostrelvan-shortcut-keys"));
+        menu.installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (watched != &menu_ || event->type() != QEvent::KeyPress) {
+            return false;
+        }
+        const QKeySequence pressed(static_cast<QKeyEvent*>(event)->keyCombination());
+        for (QAction* action : menu_.actions()) {
+            if (action->isEnabled() && !action->shortcut().isEmpty() &&
+                action->shortcut().matches(pressed) == QKeySequence::ExactMatch) {
+                menu_.close();
+                action->trigger();
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    QMenu& menu_;
+};
+
+} // namespace
+
 void fill(QMenu& menu, AppState& state) {
+    if (!menu.findChild<QObject*>(QStringLiteral("ostrelvan-shortcut-keys"),
+                                  Qt::FindDirectChildrenOnly)) {
+        new ShortcutKeys(menu);
+    }
     menu.clear();
     QPointer<AppState> target(&state);
     for (const MenuEntry& entry : MenuBarContent::entries(state.menuBarState())) {
