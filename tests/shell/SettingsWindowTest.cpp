@@ -107,7 +107,7 @@ private slots:
         QCOMPARE(image.width(), SettingsView::formWidth);
         auto* blur = child<QSlider>(&view, "blur");
         auto* tint = child<QSlider>(&view, "tint");
-        for (const char* text : {"Blur", "Tint", "Appearance", "Review lamp fades"}) {
+        for (const char* text : {"Blur", "Tint", "Appearance"}) {
             QCOMPARE(labelWithText(&view, QString::fromUtf8(text))->width(),
                      SettingsView::labelColumnWidth);
         }

@@ -90,12 +90,13 @@ void SettingsView::build() {
     for (const auto& [fade, text] : reviewFadeChoices) {
         reviewFade_->addItem(QString::fromUtf8(text), int(fade));
     }
-    lampsLayout->addWidget(rowLabel("Review lamp fades", lamps), 0, 0);
-    lampsLayout->addWidget(reviewFade_, 0, 1, 1, 2);
+    lampsLayout->addWidget(new QLabel(QStringLiteral("Review lamp fades"), lamps), 0, 0);
+    lampsLayout->addWidget(reviewFade_, 0, 1);
+    lampsLayout->setColumnStretch(1, 1);
     lampsLayout->addWidget(helpText("The orange lamp after Claude finishes. Opening the session "
                                     "from the widget or writing in it always ends it.",
                                     lamps),
-                           1, 0, 1, 3);
+                           1, 0, 1, 2);
     connect(reviewFade_, &QComboBox::activated, this, [this](int index) {
         settings_.setReviewFade(ReviewFade(reviewFade_->itemData(index).toInt()));
         if (reviewFadeChanged_) {
