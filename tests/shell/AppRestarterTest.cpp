@@ -28,12 +28,11 @@ private slots:
         QCOMPARE(launched.size(), 1u);
         const LaunchCommand& command = launched.front();
         QCOMPARE(command.program, std::string("/bin/sh"));
+        const std::string script = "while kill -0 \"$1\" 2>/dev/null; do sleep 0.2; done; "
+                                   "shift; exec \"$0\" \"$@\"";
         QCOMPARE(command.arguments,
-                 (std::vector<std::string>{
-                     "-c",
-                     "while kill -0 \"$1\" 2>/dev/null; do sleep 0.2; done; shift; exec \"$0\" "
-                     "\"$@\"",
-                     "/usr/bin/ostrelvan-desktop", "4242", "--flag", "two words"}));
+                 (std::vector<std::string>{"-c", script, "/usr/bin/ostrelvan-desktop", "4242",
+                                           "--flag", "two words"}));
 
         refuse = true;
         QTest::ignoreMessage(QtWarningMsg, "restart failed: no processes today");

@@ -83,7 +83,8 @@ TEST(AppUpdater, MakesAnUpdaterOnlyWhenEnabledAndConfigured) {
     EXPECT_FALSE(AppUpdater(without(configured, "SUPublicEDKey"), true, factory).isConfigured());
     EXPECT_TRUE(feeds.empty());
     // Told the feed only when the raw value had to be cleaned.
-    AppUpdater(with(configured, "SUFeedURL", " https://u.example/a.xml"), true, factory);
+    const AppUpdater cleaned(with(configured, "SUFeedURL", " https://u.example/a.xml"), true,
+                             factory);
     EXPECT_EQ(feeds.back(), "https://u.example/a.xml");
 
     AppUpdater updater(configured, true, factory);

@@ -48,14 +48,10 @@ void choose(QMenu& menu, const QString& text) {
     QFAIL(qPrintable(QStringLiteral("no entry ") + text));
 }
 
-const QStringList tail{"-",
-                       "Settings…\tCtrl+,",
-                       "-",
-                       "Tip: the first click asks VS Code to allow the Claude link once. Tick "
-                       "\"Do not ask me again\". (off)",
-                       "-",
-                       "Restart Ostrelvan",
-                       "Quit Ostrelvan\tCtrl+Q"};
+const QString tip = QStringLiteral("Tip: the first click asks VS Code to allow the Claude link "
+                                   "once. Tick \"Do not ask me again\". (off)");
+const QStringList tail{
+    "-", "Settings…\tCtrl+,", "-", tip, "-", "Restart Ostrelvan", "Quit Ostrelvan\tCtrl+Q"};
 
 int count(const QImage& image, const std::function<bool(QColor)>& test) {
     int n = 0;
