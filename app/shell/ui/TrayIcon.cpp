@@ -46,9 +46,9 @@ TrayIcon::TrayIcon(AppState& state, QObject* parent)
                 });
     }
 
-    if (available_) {
-        item_->show();
-    } else {
+    // Asked for even without a tray host: Qt embeds it if a host turns up later.
+    item_->show();
+    if (!available_) {
         qCWarning(uiLog, "no system tray on this desktop; the widget's menu carries the tray "
                          "menu's entries");
     }
