@@ -76,6 +76,21 @@ private slots:
         QVERIFY(!state.hookError());
     }
 
+    // Such entries are never recognised as ours: repairing them at every start would pile them up.
+    void leavesEntriesOfAHelperOutsideAnOstrelvanFolderAlone() {
+        ShellMachine machine;
+        machine.services.environment["OSTRELVAN_DATA_DIR"] = (machine.home / "elsewhere").string();
+        const Path helper = machine.home / "elsewhere/bin/ostrelvan-hook";
+        writeText(machine.settingsFile(), settingsMissingOneEntry(helper));
+        const std::string before = readText(machine.settingsFile());
+        auto defaults = connected(true);
+        AppState state(normal(), defaults, machine.services);
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression("^not repairing hook entries for .*elsewhere.*"));
+        state.start();
+        QCOMPARE(readText(machine.settingsFile()), before);
+    }
+
     void neverReadsClaudeSettingsWhenNotConnected() {
         ShellMachine machine;
         writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));

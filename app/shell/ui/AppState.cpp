@@ -28,6 +28,10 @@ HookPaths hookPathsOf(const AppServices& services) {
             absolutePath(DataPaths::helper(services.environment)), services.bundledHelper};
 }
 
+bool recognisable(const std::filesystem::path& helper) {
+    return helper.string().find(HookInstaller::marker) != std::string::npos;
+}
+
 bool readLaunchAtLogin(const AppServices& services) {
     return LaunchAtLogin::isEnabled(services.environment);
 }
@@ -117,10 +121,20 @@ void AppState::repairHooksIfNeeded() {
     } catch (const std::exception&) {
         return;
     }
-    if (!HookInstaller::isInstalled(current, hookPaths_.helper.string())) {
-        qCInfo(hooksLog, "repairing hook entries");
-        connectHooks();
+    if (HookInstaller::isInstalled(current, hookPaths_.helper.string())) {
+        return;
     }
+    // Entries for a helper outside a folder named Ostrelvan are never recognised as ours, so a
+    // repair at every start would pile them up.
+    if (!recognisable(hookPaths_.helper)) {
+        qCWarning(hooksLog,
+                  "not repairing hook entries for %s, which is not in a folder named "
+                  "Ostrelvan (check OSTRELVAN_DATA_DIR)",
+                  hookPaths_.helper.c_str());
+        return;
+    }
+    qCInfo(hooksLog, "repairing hook entries");
+    connectHooks();
 }
 
 void AppState::playSoundFor(const SessionTransition& transition) {
@@ -148,6 +162,12 @@ void AppState::connectHooks() {
     settings_.setHooksConnected(true);
     setHookError(std::nullopt);
     qCInfo(hooksLog, "connected");
+    if (!recognisable(hookPaths_.helper)) {
+        qCWarning(hooksLog,
+                  "%s is not in a folder named Ostrelvan, so these entries will not be "
+                  "recognised as Ostrelvan's (check OSTRELVAN_DATA_DIR)",
+                  hookPaths_.helper.c_str());
+    }
 }
 
 void AppState::disconnectHooks() {
