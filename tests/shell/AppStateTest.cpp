@@ -7,6 +7,7 @@
 #include "ShellTestSupport.h"
 
 #include <QApplication>
+#include <QMenu>
 #include <QTest>
 #include <QWidget>
 
@@ -56,8 +57,15 @@ private slots:
         ShellMachine machine;
         writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));
         machine.services.soundClock = [] { return addSeconds(wallClockNow(), 10); };
+        WidgetActions given;
+        machine.services.makeWidget = [&](const WidgetContext& context) {
+            given = context.actions;
+            machine.events << QStringLiteral("widget made");
+            return std::make_unique<FakeWidget>(machine.events);
+        };
         auto defaults = connected(true);
         AppState state(normal(), defaults, machine.services);
+        state.setAppMenu([](QMenu& menu) { menu.addAction(QStringLiteral("Sounds")); });
         LogRecorder log;
         state.start();
 
@@ -72,6 +80,12 @@ private slots:
         QCOMPARE(machine.events,
                  (QStringList{"widget made", "widget shown", "updater started", "sound approval"}));
         QCOMPARE(log.count(QStringLiteral("app: sound for needsApproval")), 1);
+        // Without a tray the widget's menu carries the tray's entries; quitting is the app's.
+        QMenu menu;
+        given.extendMenu(menu);
+        QCOMPARE(menu.actions().size(), 1);
+        given.quit();
+        QCOMPARE(machine.events.last(), QStringLiteral("quit"));
         QVERIFY(state.updater().isStarted());
         QVERIFY(!state.hookError());
     }
@@ -145,8 +159,8 @@ private slots:
         QCOMPARE(state->store().sessions().size(), 1u);
         const DisplayedSession row = state->store().sessions().front();
         machine.events.clear();
-        const AppActions actions = state->actions();
-        actions.open(row);
+        const WidgetActions actions = state->actions();
+        actions.open(row, std::nullopt);
         QCOMPARE(state->acknowledged().acknowledgedAt("s1"),
                  std::optional<TimePoint>(row.state.lastEvent));
         QVERIFY(state->store().sessions().front().status == SessionStatus::idle);
@@ -155,7 +169,7 @@ private slots:
         actions.restart();
         QCOMPARE(machine.events.mid(2), (QStringList{"launched 4", "quit"}));
         state.reset();
-        actions.open(row); // the state is gone: nothing happens, nothing crashes
+        actions.open(row, 42); // the state is gone: nothing happens, nothing crashes
         actions.openSettings();
         QCOMPARE(machine.events.size(), 4);
     }

@@ -106,7 +106,8 @@ struct ShellMachine {
             events << QStringLiteral("widget made");
             return std::make_unique<FakeWidget>(events);
         };
-        services.openSession = [this](const DisplayedSession& session) {
+        services.openSession = [this](const DisplayedSession& session,
+                                      std::optional<std::uint32_t>) {
             events << QStringLiteral("opened %1").arg(QString::fromStdString(session.id()));
         };
     }

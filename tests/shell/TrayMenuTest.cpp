@@ -1,5 +1,6 @@
 #include "AppState.h"
 #include "MemoryKeyValueStore.h"
+#include "MenuBarMenu.h"
 #include "SettingsWindowController.h"
 #include "ShellTestSupport.h"
 #include "TrayIcon.h"
@@ -100,6 +101,16 @@ private slots:
 
         choose(tray.menu(), QStringLiteral("Disconnect"));
         QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
+        // Without a tray the widget's menu keeps its own entries and gains the rest.
+        QMenu widgetMenu;
+        widgetMenu.addAction(QStringLiteral("Quit Ostrelvan"));
+        MenuBarMenu::appendToWidgetMenu(widgetMenu, state);
+        QCOMPARE(shown(widgetMenu).mid(0, 4),
+                 (QStringList{"Quit Ostrelvan", "-", "Connect to Claude Code", "-"}));
+        QCOMPARE(shown(widgetMenu).count(QStringLiteral("Quit Ostrelvan\tCtrl+Q")), 0);
+        choose(widgetMenu, QStringLiteral("Connect to Claude Code"));
+        QVERIFY(state.settings().hooksConnected());
+
         QTest::keyClick(&tray.menu(), Qt::Key_Q, Qt::ControlModifier);
         QCoreApplication::processEvents();
         QCOMPARE(machine.events, QStringList{"quit"});

@@ -7,6 +7,7 @@
 #include "SoundPlayer.h"
 #include "WidgetHost.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -29,7 +30,8 @@ struct AppServices {
     AppRestarter::Launcher launchProcess;
     std::function<void()> quit;
     WidgetFactory makeWidget;
-    std::function<void(const DisplayedSession&)> openSession;
+    // With the X server time of the user's click, when there is one.
+    std::function<void(const DisplayedSession&, std::optional<std::uint32_t> userTime)> openSession;
     std::function<void(const DisplayedSession&)> showInFinder;
     std::function<void(const std::string& target)> showDesignPreview;
 

@@ -91,7 +91,7 @@ void AppState::start() {
     };
     store_.start();
     if (services_.makeWidget) {
-        widget_ = services_.makeWidget({store_, settings_, actions(), appMenu_});
+        widget_ = services_.makeWidget({store_, settings_, actions()});
     }
     if (widget_) {
         widget_->show();
@@ -232,10 +232,10 @@ void AppState::openWidgetPinned() {
     }
 }
 
-AppActions AppState::actions() {
+WidgetActions AppState::actions() {
     QPointer<AppState> self(this);
     return {
-        [self](const DisplayedSession& row) {
+        [self](const DisplayedSession& row, std::optional<std::uint32_t> userTime) {
             if (!self) {
                 return;
             }
@@ -247,7 +247,7 @@ AppActions AppState::actions() {
                 self->widget_->collapse();
             }
             if (self->services_.openSession) {
-                self->services_.openSession(session);
+                self->services_.openSession(session, userTime);
             } else {
                 qCInfo(uiLog, "no session opener in this build");
             }
@@ -274,6 +274,12 @@ AppActions AppState::actions() {
                 self->openSettings();
             }
         },
+        [self] {
+            if (self) {
+                self->quit();
+            }
+        },
+        appMenu_,
     };
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "AcknowledgedStore.h"
-#include "AppActions.h"
 #include "AppRestarter.h"
 #include "AppServices.h"
 #include "AppSettings.h"
@@ -50,8 +49,9 @@ public:
     const std::filesystem::path& settingsURL() const { return hookPaths_.settingsFile; }
     const std::filesystem::path& helperURL() const { return hookPaths_.helper; }
 
-    // The widget's five actions.
-    AppActions actions();
+    // The widget's five actions, and quitting; the tray menu's entries for the widget's menu when
+    // there is no tray.
+    WidgetActions actions();
     // What the tray menu shows now.
     MenuBarState menuBarState() const;
     // Given to the widget when the desktop has no tray host; before start().

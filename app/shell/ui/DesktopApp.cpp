@@ -49,7 +49,7 @@ int runDesktopApp(QApplication& application, DesktopParts parts) {
     SettingsFileCheck::watchWrites(defaults, state.settings());
     TrayIcon tray(state);
     if (!tray.isAvailable()) {
-        state.setAppMenu([&state](QMenu& menu) { MenuBarMenu::fill(menu, state); });
+        state.setAppMenu([&state](QMenu& menu) { MenuBarMenu::appendToWidgetMenu(menu, state); });
     }
     QObject::connect(&instance, &SingleInstance::openPinnedRequested, &state,
                      &AppState::openWidgetPinned);

@@ -2,7 +2,9 @@
 
 #include "WidgetHost.h"
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 class QApplication;
@@ -12,7 +14,8 @@ namespace ostrelvan {
 // What the desktop executable brings that the shell does not make itself.
 struct DesktopParts {
     WidgetFactory makeWidget;
-    std::function<void(const DisplayedSession&)> openSession;
+    // With the X server time of the user's click, when there is one.
+    std::function<void(const DisplayedSession&, std::optional<std::uint32_t> userTime)> openSession;
     std::function<void(const DisplayedSession&)> showInFinder;
     std::function<void(const std::string& target)> showDesignPreview;
 };

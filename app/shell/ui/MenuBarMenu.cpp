@@ -42,16 +42,13 @@ private:
     QMenu& menu_;
 };
 
-} // namespace
-
-void fill(QMenu& menu, AppState& state) {
+void add(QMenu& menu, AppState& state, const std::vector<MenuEntry>& entries) {
     if (!menu.findChild<QObject*>(QStringLiteral("ostrelvan-shortcut-keys"),
                                   Qt::FindDirectChildrenOnly)) {
         new ShortcutKeys(menu);
     }
-    menu.clear();
     QPointer<AppState> target(&state);
-    for (const MenuEntry& entry : MenuBarContent::entries(state.menuBarState())) {
+    for (const MenuEntry& entry : entries) {
         if (entry.kind == MenuEntry::Kind::divider) {
             menu.addSeparator();
             continue;
@@ -69,7 +66,7 @@ void fill(QMenu& menu, AppState& state) {
         }
         if (entry.command != MenuCommand::none) {
             const MenuCommand command = entry.command;
-            // Queued: a command may rebuild this very menu.
+            // Queued: a command may rebuild or delete this very menu.
             QObject::connect(
                 action, &QAction::triggered, &state,
                 [target, command] {
@@ -79,6 +76,21 @@ void fill(QMenu& menu, AppState& state) {
                 },
                 Qt::QueuedConnection);
         }
+    }
+}
+
+} // namespace
+
+void fill(QMenu& menu, AppState& state) {
+    menu.clear();
+    add(menu, state, MenuBarContent::entries(state.menuBarState()));
+}
+
+void appendToWidgetMenu(QMenu& menu, AppState& state) {
+    const auto extras = MenuBarContent::widgetMenuExtras(state.menuBarState());
+    if (!extras.empty()) {
+        menu.addSeparator();
+        add(menu, state, extras);
     }
 }
 

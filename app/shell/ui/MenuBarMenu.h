@@ -13,6 +13,9 @@ namespace MenuBarMenu {
 // Replaces the menu's actions with the current entries, each wired to the state.
 void fill(QMenu& menu, AppState& state);
 
+// Appends, after a divider, the entries that the widget's own menu lacks.
+void appendToWidgetMenu(QMenu& menu, AppState& state);
+
 } // namespace MenuBarMenu
 
 } // namespace ostrelvan

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "AppActions.h"
+#include "WidgetActions.h"
 
 #include <functional>
 #include <memory>
-
-class QMenu;
 
 namespace ostrelvan {
 
@@ -27,14 +25,12 @@ public:
     virtual void collapse() = 0;
 };
 
-// What the widget is built from.
+// What the widget is built from. The actions' `extendMenu` is set only when the desktop has no
+// tray host: it adds the tray menu's entries, so that the widget's own menu carries them.
 struct WidgetContext {
     SessionStore& store;
     AppSettings& settings;
-    AppActions actions;
-    // Set only when the desktop has no tray host: fills a menu with the tray menu's entries, so
-    // the widget's own menu can carry them.
-    std::function<void(QMenu&)> appMenu;
+    WidgetActions actions;
 };
 
 using WidgetFactory = std::function<std::unique_ptr<WidgetHost>(const WidgetContext&)>;
