@@ -2,6 +2,7 @@
 
 #include "CanvasGeometry.h"
 #include "LampColumn.h"
+#include "Motion.h"
 #include "SessionPanelView.h"
 #include "WidgetGlass.h"
 
@@ -14,9 +15,9 @@ namespace ostrelvan {
 
 namespace {
 // The panel emerges from the column's side: it starts this far towards the column, transparent.
+// It comes and goes on the hover spring; with reduced motion it only fades, over 0.18 s.
 constexpr double emergeDistance = 24;
-constexpr int emergeInMilliseconds = 220;
-constexpr int emergeOutMilliseconds = 160;
+constexpr int reducedMotionMilliseconds = 180;
 } // namespace
 
 WidgetRootView::WidgetRootView(WidgetFeed& feed, WidgetModel& model, WidgetActions actions,
@@ -100,14 +101,14 @@ void WidgetRootView::relayout() {
 void WidgetRootView::placePanel() {
     const WidgetMetrics metrics = this->metrics();
     const QRect target = CanvasGeometry::toCanvas(metrics.panelRect(), metrics.canvasHeight);
-    const int shift = qRound((1 - emergenceProgress_) * emergeDistance);
+    const int shift = look_.reduceMotion ? 0 : qRound((1 - emergenceProgress_) * emergeDistance);
     panel_->setGeometry(target.translated(shift, 0));
 }
 
 void WidgetRootView::followExpansion() {
     const bool expanded = model_.isExpanded();
     emergence_->stop();
-    if (look_.reduceMotion || !isVisible()) {
+    if (!isVisible()) {
         panel_->setVisible(expanded);
         setEmergence(expanded ? 1 : 0);
         return;
@@ -115,8 +116,14 @@ void WidgetRootView::followExpansion() {
     panel_->show();
     emergence_->setStartValue(emergenceProgress_);
     emergence_->setEndValue(expanded ? 1.0 : 0.0);
-    emergence_->setDuration(expanded ? emergeInMilliseconds : emergeOutMilliseconds);
-    emergence_->setEasingCurve(expanded ? QEasingCurve::OutCubic : QEasingCurve::InCubic);
+    if (look_.reduceMotion) {
+        emergence_->setDuration(reducedMotionMilliseconds);
+        emergence_->setEasingCurve(Motion::easeInOut());
+    } else {
+        static const int springMilliseconds = qRound(Motion::hoverSpring.settlingTime() * 1000);
+        emergence_->setDuration(springMilliseconds);
+        emergence_->setEasingCurve(Motion::hoverCurve());
+    }
     emergence_->start();
 }
 

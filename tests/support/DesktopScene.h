@@ -55,7 +55,9 @@ public:
                         std::nullopt, Streams{"/dev/null", announced});
         if (!eventually([&] { return readText(announced).find('\n') != std::string::npos; }))
             throw std::runtime_error("Xvfb did not start");
-        display_ = ":" + readText(announced).substr(0, readText(announced).find('\n'));
+        // Appended rather than ":" + text, which GCC 12 misreads as an overlapping copy at -O2.
+        const std::string number = readText(announced);
+        display_ = std::string(":").append(number, 0, number.find('\n'));
         windowManager_.emplace(std::vector<std::string>{"openbox"}, environment());
         if (!eventually([&] { return query(&XSession::managed); }))
             throw std::runtime_error("openbox did not start");

@@ -1,0 +1,240 @@
+#include "WidgetPanelController.h"
+
+#include "Log.h"
+#include "WidgetGlass.h"
+#include "WidgetPanel.h"
+#include "WidgetRootView.h"
+#include "WindowBlur.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QLoggingCategory>
+#include <QRegion>
+#include <QScreen>
+#include <chrono>
+#include <cmath>
+
+namespace ostrelvan {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+std::chrono::milliseconds milliseconds(double seconds) {
+    return std::chrono::milliseconds(static_cast<long long>(std::ceil(seconds * 1000)));
+}
+
+// Long enough for the panel's spring to settle (about 0.8 s) before its area stops taking clicks.
+constexpr auto panelExitTime = 900ms;
+
+// Offscreen (tests, screenshots) there is no stacking and nothing to click through.
+bool isOffscreen() {
+    return QGuiApplication::platformName() == QLatin1String("offscreen");
+}
+
+} // namespace
+
+WidgetPanelController::WidgetPanelController(WidgetFeed& feed, WidgetActions actions,
+                                             WidgetModel& model, QObject* parent)
+    : QObject(parent), feed_(feed), model_(model), panel_(std::make_unique<WidgetPanel>()) {
+    clock_.start();
+    rootView_ = new WidgetRootView(feed_, model_, std::move(actions), panel_.get());
+    rootView_->onPointer = [this] { evaluatePointer(); };
+    rootView_->onScroll = [this](double delta) { return scroll(delta); };
+
+    pointerTask_.setInterval(milliseconds(PointerTracker::pollInterval));
+    connect(&pointerTask_, &QTimer::timeout, this, &WidgetPanelController::evaluatePointer);
+    hoverTask_.setSingleShot(true);
+    connect(&hoverTask_, &QTimer::timeout, this, &WidgetPanelController::hoverDelayElapsed);
+    maskShrink_.setSingleShot(true);
+    maskShrink_.setInterval(panelExitTime);
+    connect(&maskShrink_, &QTimer::timeout, this, [this] {
+        maskExpanded_ = false;
+        updateMask();
+    });
+    // A changed list moves the lamps under a pointer that stands still.
+    connect(&feed_, &WidgetFeed::groupsChanged, this, [this] {
+        evaluatePointer();
+        updateMask();
+    });
+}
+
+WidgetPanelController::~WidgetPanelController() = default;
+
+QRect WidgetPanelController::placement(const QRect& available, std::optional<double> canvasHeight) {
+    const double height = canvasHeight.value_or(available.height());
+    const double middle = available.y() + available.height() / 2.0;
+    const int x = available.x() + available.width() - static_cast<int>(WidgetMetrics::canvasWidth);
+    const int y = static_cast<int>(roundHalfAwayFromZero(middle - height / 2));
+    return {x, y, static_cast<int>(WidgetMetrics::canvasWidth),
+            static_cast<int>(roundHalfAwayFromZero(height))};
+}
+
+CanvasPoint WidgetPanelController::canvasPoint(QPoint global, const QRect& placement) {
+    return {double(global.x() - placement.x()),
+            double(placement.height() - (global.y() - placement.y()))};
+}
+
+void WidgetPanelController::show(bool pinnedExpanded, bool watchPointer,
+                                 std::optional<double> canvasHeight) {
+    fixedCanvasHeight_ = canvasHeight;
+    tracker_.setWatchesPointer(watchPointer);
+    reposition();
+    if (watchPointer)
+        pointerTask_.start();
+    if (pinnedExpanded)
+        tracker_.openPinned();
+    apply();
+    panel_->show();
+    // Under some window managers Qt takes a frameless tool window placed before show() to be at
+    // 0,0 while the server has it where it was put; placing it again sets both straight.
+    if (!placement_.isNull())
+        panel_->setGeometry(placement_);
+    if (!isOffscreen())
+        panel_->raise();
+    if (!shown_) {
+        shown_ = true;
+        auto* app = qGuiApp;
+        connect(app, &QGuiApplication::screenAdded, this, &WidgetPanelController::reposition);
+        connect(app, &QGuiApplication::screenRemoved, this, &WidgetPanelController::reposition);
+        connect(app, &QGuiApplication::primaryScreenChanged, this,
+                &WidgetPanelController::reposition);
+    }
+    applyBlur();
+    qCInfo(uiLog) << "widget shown";
+}
+
+void WidgetPanelController::setPinnedOpen(bool open) {
+    tracker_.setPinnedOpen(open, metrics(), pointer(), now());
+    apply();
+}
+
+void WidgetPanelController::collapse() {
+    tracker_.collapse();
+    apply();
+}
+
+void WidgetPanelController::setLook(const WidgetLook& look, double glassBlur) {
+    const bool reshape = look.opaqueGlass != rootView_->look().opaqueGlass;
+    rootView_->setLook(look);
+    if (reshape)
+        updateMask();
+    blurRadius_ = look.reduceTransparency ? 0 : int(roundHalfAwayFromZero(glassBlur));
+    applyBlur();
+}
+
+void WidgetPanelController::applyBlur() {
+    // Only a window that exists on the server can be given a blur.
+    if (!shown_ || blurRadius_ == appliedBlur_ || !panel_->windowHandle())
+        return;
+    appliedBlur_ = blurRadius_;
+    WindowBlur::set(blurRadius_, *panel_->windowHandle());
+}
+
+WidgetMetrics WidgetPanelController::metrics() const {
+    return rootView_->metrics();
+}
+
+CanvasPoint WidgetPanelController::pointer() const {
+    // Measured against the computed placement, not the window's idea of its own position.
+    return canvasPoint(QCursor::pos(), placement_);
+}
+
+double WidgetPanelController::now() const {
+    return double(clock_.nsecsElapsed()) / 1e9;
+}
+
+void WidgetPanelController::evaluatePointer() {
+    if (placement_.isNull())
+        return;
+    tracker_.evaluate(metrics(), pointer(), now());
+    apply();
+}
+
+bool WidgetPanelController::scroll(double delta) {
+    const bool used = tracker_.scroll(metrics(), pointer(), delta, now());
+    apply();
+    return used;
+}
+
+void WidgetPanelController::hoverDelayElapsed() {
+    armedDeadline_.reset();
+    tracker_.hoverDelayElapsed(metrics(), pointer());
+    apply();
+}
+
+void WidgetPanelController::reposition() {
+    followPrimaryScreen();
+    if (!screen_)
+        return;
+    const QRect frame = placement(screen_->availableGeometry(), fixedCanvasHeight_);
+    placement_ = frame;
+    model_.setCanvasHeight(frame.height());
+    panel_->setGeometry(frame);
+    rootView_->setGeometry(0, 0, frame.width(), frame.height());
+    updateMask();
+    evaluatePointer();
+}
+
+void WidgetPanelController::followPrimaryScreen() {
+    QScreen* primary = QGuiApplication::primaryScreen();
+    if (primary == screen_)
+        return;
+    if (screen_)
+        disconnect(screen_, nullptr, this, nullptr);
+    screen_ = primary;
+    if (!screen_)
+        return;
+    connect(screen_, &QScreen::availableGeometryChanged, this, &WidgetPanelController::reposition);
+    connect(screen_, &QScreen::geometryChanged, this, &WidgetPanelController::reposition);
+}
+
+void WidgetPanelController::apply() {
+    const bool wasExpanded = model_.isExpanded();
+    model_.setScrollOffset(tracker_.scrollOffset());
+    model_.setExpansionPinned(tracker_.isExpansionPinned());
+    model_.setExpanded(tracker_.isExpanded());
+    model_.setHoveredIndex(tracker_.hoveredIndex());
+
+    const auto deadline = tracker_.hoverDeadline();
+    if (deadline != armedDeadline_) {
+        armedDeadline_ = deadline;
+        if (deadline)
+            hoverTask_.start(milliseconds(std::max(0.0, *deadline - now())));
+        else
+            hoverTask_.stop();
+    }
+
+    if (tracker_.isExpanded() && !maskExpanded_) {
+        maskShrink_.stop();
+        maskExpanded_ = true;
+        updateMask();
+    } else if (!tracker_.isExpanded() && wasExpanded) {
+        maskShrink_.start();
+    }
+}
+
+// Outside its column and open panel the canvas is see-through, and clicks there must reach the
+// windows below, so the window's shape is the hot area. Without a compositing manager the
+// see-through pixels would show black, so the shape is then the glass itself.
+void WidgetPanelController::updateMask() {
+    if (placement_.isNull() || isOffscreen())
+        return;
+    const WidgetMetrics metrics = this->metrics();
+    const double height = placement_.height();
+    auto toCanvas = [height](const LayoutRect& r) {
+        const LayoutRect flipped = r.flipped(height);
+        return QRectF(flipped.x, flipped.y, flipped.width, flipped.height);
+    };
+    if (rootView_->look().opaqueGlass) {
+        QPainterPath glass = WidgetGlass::capsule(toCanvas(metrics.columnRect()));
+        if (maskExpanded_)
+            glass.addPath(
+                WidgetGlass::roundedRect(toCanvas(metrics.panelRect()), WidgetGlass::panelRadius));
+        panel_->setMask(QRegion(glass.toFillPolygon().toPolygon(), Qt::WindingFill));
+        return;
+    }
+    panel_->setMask(QRegion(toCanvas(metrics.hotArea(maskExpanded_)).toAlignedRect()));
+}
+
+} // namespace ostrelvan

@@ -1,0 +1,181 @@
+#include "WidgetMetrics.h"
+
+#include <gtest/gtest.h>
+
+using namespace ostrelvan;
+
+namespace {
+
+std::vector<double> lampOffsets(const WidgetMetrics& m) {
+    std::vector<double> offsets;
+    for (int i = 0; i < m.sessionCount(); ++i)
+        offsets.push_back(m.lampOffset(i));
+    return offsets;
+}
+
+std::vector<double> rowOffsets(const WidgetMetrics& m) {
+    std::vector<double> offsets;
+    for (int i = 0; i < m.sessionCount(); ++i)
+        offsets.push_back(m.rowOffset(i));
+    return offsets;
+}
+
+// The column's horizontal middle: hit tests below probe along it.
+constexpr double columnX = 376;
+constexpr double panelX = 100;
+
+} // namespace
+
+TEST(WidgetMetrics, NoSessionsShowOnePlaceholderCellAndHitNothing) {
+    const WidgetMetrics m({}, 600);
+    EXPECT_EQ(m.sessionCount(), 0);
+    EXPECT_EQ(m.canvasWidth, 402);
+    EXPECT_EQ(m.maxLamps(), 1);
+    EXPECT_EQ(m.columnRect(), (LayoutRect{358, 278, 36, 44}));
+    EXPECT_EQ(m.panelRect(), (LayoutRect{12, 222, 330, 156}));
+    EXPECT_EQ(m.bodyRect(), (LayoutRect{12, 326, 330, 0}));
+    EXPECT_EQ(m.rowsHeight(), 0);
+    EXPECT_EQ(m.maxScrollOffset(), 0);
+    EXPECT_EQ(m.lampIndex(columnX, 300), std::nullopt);
+    EXPECT_EQ(m.rowIndex(panelX, 326, 0), std::nullopt);
+    EXPECT_EQ(m.rowIndex(panelX, 300, 0), std::nullopt);
+    // Empty groups are dropped, so they change nothing at all.
+    EXPECT_EQ(WidgetMetrics({0, 0}, 600), m);
+}
+
+TEST(WidgetMetrics, SingleSessionGroupsSitAtThePlainPitchWithoutHeaders) {
+    const WidgetMetrics m({1, 1, 1}, 600);
+    EXPECT_EQ(m.grouped, (std::vector<bool>{false, false, false}));
+    EXPECT_EQ(m.opensGroup, (std::vector<bool>{true, true, true}));
+    EXPECT_EQ(lampOffsets(m), (std::vector<double>{0, 26, 52}));
+    EXPECT_EQ(rowOffsets(m), (std::vector<double>{0, 50, 100}));
+    EXPECT_EQ(m.maxLamps(), 3);
+    // 52 + 26 + 18 high, centred: (600 - 96) / 2.
+    EXPECT_EQ(m.columnRect(), (LayoutRect{358, 252, 36, 96}));
+    // 150 of rows + 52 + 8.
+    EXPECT_EQ(m.panelRect(), (LayoutRect{12, 195, 330, 210}));
+    EXPECT_EQ(m.bodyRect(), (LayoutRect{12, 203, 330, 150}));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(m.groupHeaderRect(i, 0), std::nullopt);
+    EXPECT_EQ(m.maxScrollOffset(), 0);
+}
+
+TEST(WidgetMetrics, AGroupOfTwoBetweenSinglesGetsLampGapsAndOneHeader) {
+    const WidgetMetrics m({1, 2, 1}, 600);
+    EXPECT_EQ(m.groupSizes, (std::vector<int>{1, 2, 1}));
+    EXPECT_EQ(m.grouped, (std::vector<bool>{false, true, true, false}));
+    EXPECT_EQ(m.opensGroup, (std::vector<bool>{true, true, false, true}));
+    EXPECT_EQ(lampOffsets(m), (std::vector<double>{0, 36, 62, 98}));
+    EXPECT_EQ(rowOffsets(m), (std::vector<double>{0, 76, 126, 176}));
+    EXPECT_EQ(m.rowsHeight(), 226);
+    EXPECT_EQ(WidgetMetrics({0, 1, 0, 2, -3, 1}, 600), m);
+
+    // The header lies right above the group's first row, inside the list.
+    const LayoutRect body = m.bodyRect();
+    EXPECT_EQ(body, (LayoutRect{12, 165, 330, 226}));
+    EXPECT_EQ(m.rowRect(0, 0), (LayoutRect{12, 341, 330, 50}));
+    EXPECT_EQ(m.groupHeaderRect(1, 0), (LayoutRect{12, 315, 330, 26}));
+    EXPECT_EQ(m.rowRect(1, 0), (LayoutRect{12, 265, 330, 50}));
+    EXPECT_EQ(m.groupHeaderRect(2, 0), std::nullopt);
+    EXPECT_EQ(m.rowRect(3, 0).minY(), body.minY());
+}
+
+TEST(WidgetMetrics, ThirtySessionsInSixHundredPointsOverflowAfterTwenty) {
+    const WidgetMetrics m(std::vector<int>(30, 1), 600);
+    EXPECT_EQ(m.maxLamps(), 20);
+    EXPECT_EQ(m.columnRect(), (LayoutRect{358, 23, 36, 554}));
+    // The panel takes all the height it may: 600 - 84 of rows + 52 + 8.
+    EXPECT_EQ(m.panelRect(), (LayoutRect{12, 12, 330, 576}));
+    EXPECT_EQ(m.bodyRect(), (LayoutRect{12, 20, 330, 516}));
+    EXPECT_EQ(m.maxScrollOffset(), 1500 - 516);
+    EXPECT_EQ(m.clampedScroll(-4), 0);
+    EXPECT_EQ(m.clampedScroll(300), 300);
+    EXPECT_EQ(m.clampedScroll(5000), 984);
+
+    // The last lamp shown, and the overflow mark's band below it, which is no lamp.
+    EXPECT_EQ(m.lampCentreY(19), 61);
+    EXPECT_EQ(m.lampIndex(columnX, 61), 19);
+    EXPECT_EQ(m.lampIndex(columnX, 40), std::nullopt);
+
+    // One session fewer than fits without the allowance, and exactly as many as fit.
+    EXPECT_EQ(WidgetMetrics(std::vector<int>(21, 1), 600).maxLamps(), 21);
+    EXPECT_EQ(WidgetMetrics(std::vector<int>(22, 1), 600).maxLamps(), 20);
+    // With group gaps fewer lamps fit.
+    EXPECT_EQ(WidgetMetrics({2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2}, 600).maxLamps(), 17);
+}
+
+TEST(WidgetMetrics, OriginsRoundHalvesAwayFromZero) {
+    // (49 - 44) / 2 = 2.5: banker's rounding would give 2.
+    EXPECT_EQ(WidgetMetrics({1}, 49).columnRect().y, 3);
+    // (161 - 156) / 2 = 2.5 for the empty panel.
+    EXPECT_EQ(WidgetMetrics({}, 161).panelRect().y, 3);
+    // (55 - 60) / 2 = -2.5: one lamp and the overflow mark in a canvas too short for them.
+    const WidgetMetrics cramped({2}, 55);
+    EXPECT_EQ(cramped.maxLamps(), 1);
+    EXPECT_EQ(cramped.columnRect(), (LayoutRect{358, -3, 36, 60}));
+    EXPECT_EQ(roundHalfAwayFromZero(-0.5), -1);
+    EXPECT_EQ(roundHalfAwayFromZero(0.5), 1);
+    EXPECT_EQ(roundHalfAwayFromZero(1.49), 1);
+}
+
+TEST(WidgetMetrics, LampHitBandsAreOpenAtThirteenPoints) {
+    const WidgetMetrics one({1}, 600);
+    // Column 278..322; the lamp's centre 322 - 9 - 13.
+    EXPECT_EQ(one.lampCentreY(0), 300);
+    EXPECT_EQ(one.lampIndex(columnX, 300), 0);
+    EXPECT_EQ(one.lampIndex(columnX, 312.9), 0);
+    EXPECT_EQ(one.lampIndex(columnX, 287.1), 0);
+    EXPECT_EQ(one.lampIndex(columnX, 313), std::nullopt);
+    EXPECT_EQ(one.lampIndex(columnX, 287), std::nullopt);
+    // Only the column's x range is checked, its edges included.
+    EXPECT_EQ(one.lampIndex(358, 300), 0);
+    EXPECT_EQ(one.lampIndex(394, 300), 0);
+    EXPECT_EQ(one.lampIndex(357.9, 300), std::nullopt);
+    EXPECT_EQ(one.lampIndex(394.1, 300), std::nullopt);
+
+    // Half way between two neighbours is on neither.
+    const WidgetMetrics three({1, 1, 1}, 600);
+    const double first = three.lampCentreY(0);
+    const double second = three.lampCentreY(1);
+    EXPECT_EQ(first - second, 26);
+    EXPECT_EQ(three.lampIndex(columnX, first - 13), std::nullopt);
+    EXPECT_EQ(three.lampIndex(columnX, first - 12.5), 0);
+    EXPECT_EQ(three.lampIndex(columnX, second + 12.5), 1);
+
+    // Across a group gap the band between two lamps is 10 points wider.
+    const WidgetMetrics gapped({1, 2, 1}, 600);
+    const double single = gapped.lampCentreY(0);
+    EXPECT_EQ(single - gapped.lampCentreY(1), 36);
+    EXPECT_EQ(gapped.lampIndex(columnX, single - 18), std::nullopt);
+    EXPECT_EQ(gapped.lampIndex(columnX, single - 24), 1);
+}
+
+TEST(WidgetMetrics, RowHitsFollowTheScrollAndMissHeaders) {
+    const WidgetMetrics m({1, 2}, 600);
+    // Panel 182..418; body top 366; row 0 316..366, header 290..316, row 1 240..290.
+    EXPECT_EQ(m.rowIndex(panelX, 340, 0), 0);
+    EXPECT_EQ(m.rowIndex(panelX, 316, 0), 0); // a shared edge belongs to the first row
+    EXPECT_EQ(m.rowIndex(panelX, 303, 0), std::nullopt);
+    EXPECT_EQ(m.rowIndex(panelX, 290, 0), 1);
+    EXPECT_EQ(m.rowIndex(panelX, 200, 0), 2);
+    EXPECT_EQ(m.rowIndex(panelX, 380, 0), std::nullopt); // the header band
+    EXPECT_EQ(m.rowIndex(11, 340, 0), std::nullopt);
+    EXPECT_EQ(m.rowIndex(343, 340, 0), std::nullopt);
+
+    const WidgetMetrics many(std::vector<int>(30, 1), 600);
+    // Body 20..536.
+    EXPECT_EQ(many.rowIndex(panelX, 526, 0), 0);
+    EXPECT_EQ(many.rowIndex(panelX, 526, 100), 2);
+    EXPECT_EQ(many.rowIndex(panelX, 20, 100), 12);
+    EXPECT_EQ(many.rowIndex(panelX, 20, 984), 29);
+    // Rows scrolled up under the header band are not hit there.
+    EXPECT_EQ(many.rowIndex(panelX, 540, 100), std::nullopt);
+    EXPECT_EQ(many.rowIndex(panelX, 19, 0), std::nullopt);
+}
+
+TEST(WidgetMetrics, HotAreaGrowsTheColumnOrTheOpenPanelByEightPoints) {
+    const WidgetMetrics m({1, 1, 1}, 600);
+    EXPECT_EQ(m.hotArea(false), (LayoutRect{350, 244, 52, 112}));
+    // The panel (195..405) is taller than the column (252..348).
+    EXPECT_EQ(m.hotArea(true), (LayoutRect{4, 187, 398, 226}));
+}

@@ -1,0 +1,166 @@
+// The panel controller with its real window, timers and the platform's pointer, offscreen.
+#include "WidgetPanelController.h"
+
+#include "WidgetPanel.h"
+#include "WidgetRootView.h"
+
+#include <QCursor>
+#include <QScreen>
+#include <QTest>
+#include <QWheelEvent>
+
+namespace ostrelvan {
+
+namespace {
+
+SessionGroup singles(int count) {
+    SessionGroup group{"session-x", "x", {}};
+    for (int i = 0; i < count; ++i) {
+        DisplayedSession session;
+        session.state.sessionId = "s" + std::to_string(i);
+        session.name = session.state.sessionId;
+        group.sessions.push_back(session);
+    }
+    return group;
+}
+
+// One group per session, as the store publishes sessions in different windows.
+std::vector<SessionGroup> separate(int count) {
+    std::vector<SessionGroup> groups;
+    for (int i = 0; i < count; ++i) {
+        auto group = singles(1);
+        group.sessions.front().state.sessionId = group.id = "s" + std::to_string(i);
+        groups.push_back(group);
+    }
+    return groups;
+}
+
+// A canvas point (y up) as a global pointer position.
+QPoint global(const QRect& placement, double x, double y) {
+    return {placement.x() + int(x), placement.y() + placement.height() - int(y)};
+}
+
+} // namespace
+
+class WidgetPanelControllerTest : public QObject {
+    Q_OBJECT
+private slots:
+    void placesTheCanvasAtTheRightEdgeCentredWithHalvesAwayFromZero() {
+        using C = WidgetPanelController;
+        // Below a 24-pixel top bar, following the screen.
+        QCOMPARE(C::placement(QRect(0, 24, 1920, 1056), std::nullopt), QRect(1518, 24, 402, 1056));
+        QCOMPARE(C::placement(QRect(0, 24, 1920, 1056), 600.0), QRect(1518, 252, 402, 600));
+        // A second screen left of and above the first.
+        QCOMPARE(C::placement(QRect(-1280, -601, 1280, 601), 600.0), QRect(-402, -601, 402, 600));
+        QCOMPARE(C::placement(QRect(0, 0, 1000, 601), 600.0), QRect(598, 1, 402, 600));
+        QCOMPARE(C::placement(QRect(0, 0, 1000, 600), 599.0), QRect(598, 1, 402, 599));
+
+        const QRect placement(1518, 24, 402, 1056);
+        QCOMPARE(C::canvasPoint(QPoint(1894, 780), placement), (CanvasPoint{376, 300}));
+        QCOMPARE(C::canvasPoint(QPoint(1518, 1080), placement), (CanvasPoint{0, 0}));
+    }
+
+    void showsAFramelessOnTopWindowThatTakesNoFocus() {
+        WidgetFeed feed;
+        WidgetModel model;
+        WidgetPanelController controller(feed, {}, model);
+        controller.show(false, true);
+
+        const QRect available = QGuiApplication::primaryScreen()->availableGeometry();
+        const QRect expected = WidgetPanelController::placement(available, std::nullopt);
+        QCOMPARE(controller.placement(), expected);
+        QCOMPARE(controller.panel().geometry(), expected);
+        QCOMPARE(controller.rootView().size(), expected.size());
+        QCOMPARE(model.canvasHeight(), double(expected.height()));
+        QVERIFY(controller.panel().isVisible());
+        const auto flags = controller.panel().windowFlags();
+        QVERIFY(flags.testFlag(Qt::Tool));
+        QVERIFY(flags.testFlag(Qt::FramelessWindowHint));
+        QVERIFY(flags.testFlag(Qt::WindowStaysOnTopHint));
+        QVERIFY(flags.testFlag(Qt::WindowDoesNotAcceptFocus));
+        QVERIFY(controller.panel().testAttribute(Qt::WA_TranslucentBackground));
+        QVERIFY(controller.panel().testAttribute(Qt::WA_ShowWithoutActivating));
+        QVERIFY(!QGuiApplication::focusWindow());
+
+        // A fixed canvas height is kept, also when the screen changes.
+        controller.show(false, true, 420.0);
+        QCOMPARE(controller.placement().height(), 420);
+        QCOMPARE(model.canvasHeight(), 420.0);
+        controller.panel().move(0, 0);
+        QScreen* screen = QGuiApplication::primaryScreen();
+        emit screen->availableGeometryChanged(screen->availableGeometry());
+        QCOMPARE(controller.placement(), WidgetPanelController::placement(available, 420.0));
+        QCOMPARE(controller.panel().geometry(), controller.placement());
+        QCOMPARE(model.canvasHeight(), 420.0);
+    }
+
+    void hoverOpensAndClosesThePanelWithThePlatformPointer() {
+        WidgetFeed feed;
+        feed.setGroups(separate(3));
+        WidgetModel model;
+        WidgetPanelController controller(feed, {}, model);
+        QCursor::setPos(0, 0);
+        controller.show(false, true, 600.0);
+        const QRect placement = controller.placement();
+        const WidgetMetrics metrics = controller.rootView().metrics();
+
+        QCursor::setPos(global(placement, 376, metrics.lampCentreY(1)));
+        QTRY_COMPARE_WITH_TIMEOUT(model.hoveredIndex(), std::optional<int>(1), 400);
+        QVERIFY(!model.isExpanded());
+        QTRY_VERIFY_WITH_TIMEOUT(model.isExpanded(), 1000);
+
+        QCursor::setPos(placement.topLeft() - QPoint(100, 100));
+        QTRY_COMPARE_WITH_TIMEOUT(model.hoveredIndex(), std::optional<int>(), 400);
+        QVERIFY(model.isExpanded());
+        QTRY_VERIFY_WITH_TIMEOUT(!model.isExpanded(), 1500);
+
+        // Pinned, it stays open with the pointer away; unpinned, it closes again.
+        controller.setPinnedOpen(true);
+        QVERIFY(model.isExpanded());
+        QVERIFY(model.isExpansionPinned());
+        controller.collapse();
+        QTest::qWait(700);
+        QVERIFY(model.isExpanded());
+        controller.setPinnedOpen(false);
+        QVERIFY(!model.isExpansionPinned());
+        QTRY_VERIFY_WITH_TIMEOUT(!model.isExpanded(), 1500);
+    }
+
+    void theWheelScrollsTheOpenListAndClosingResetsIt() {
+        WidgetFeed feed;
+        feed.setGroups(separate(30));
+        WidgetModel model;
+        WidgetPanelController controller(feed, {}, model);
+        controller.show(true, true, 600.0);
+        QVERIFY(model.isExpanded());
+        const QRect placement = controller.placement();
+        const QPoint inList = global(placement, 100, 300);
+        QCursor::setPos(inList);
+        auto wheel = [&](QPoint pixels, QPoint angle) {
+            const QPointF local = controller.rootView().mapFromGlobal(QPointF(inList));
+            QWheelEvent event(local, QPointF(inList), pixels, angle, Qt::NoButton, Qt::NoModifier,
+                              Qt::NoScrollPhase, false);
+            QCoreApplication::sendEvent(&controller.rootView(), &event);
+            return event.isAccepted();
+        };
+        QVERIFY(wheel({}, {0, -120}));
+        QCOMPARE(model.scrollOffset(), 25.0);
+        QVERIFY(wheel({0, -7}, {0, -120}));
+        QCOMPARE(model.scrollOffset(), 32.0);
+        QVERIFY(wheel({}, {0, 240}));
+        QCOMPARE(model.scrollOffset(), 0.0);
+
+        QVERIFY(wheel({}, {0, -480}));
+        QCOMPARE(model.scrollOffset(), 100.0);
+        controller.setPinnedOpen(false);
+        controller.collapse();
+        QVERIFY(!model.isExpanded());
+        QCOMPARE(model.scrollOffset(), 0.0);
+        QVERIFY(!wheel({}, {0, -120}));
+    }
+};
+
+} // namespace ostrelvan
+
+QTEST_MAIN(ostrelvan::WidgetPanelControllerTest)
+#include "WidgetPanelControllerTest.moc"
