@@ -2,13 +2,19 @@
 // canned demo sessions (--design-preview), or rendered once to a picture (--screenshot).
 #include "AcknowledgedStore.h"
 #include "AppSettings.h"
+#include "ClaudeRegistry.h"
 #include "Compositor.h"
 #include "DataPaths.h"
 #include "DesignPreview.h"
+#include "DesktopApp.h"
 #include "DesktopPreferencesMonitor.h"
 #include "DisplayServer.h"
 #include "Environment.h"
+#include "LiveWidget.h"
+#include "Log.h"
+#include "ProcessLauncher.h"
 #include "ProcessTable.h"
+#include "SessionOpening.h"
 #include "SessionStore.h"
 #include "SettingsKeyValueStore.h"
 #include "WidgetFeed.h"
@@ -33,8 +39,6 @@
 using namespace ostrelvan;
 
 namespace {
-
-Q_LOGGING_CATEGORY(appLog, "app")
 
 constexpr int usageError = 2;
 // A screenshot's canvas unless OSTRELVAN_PREVIEW_HEIGHT says otherwise.
@@ -161,7 +165,8 @@ public:
     LiveSessions(const Environment& environment, WidgetFeed& feed)
         : settings_(defaults_), acknowledged_(defaults_),
           store_(SessionFileStore(DataPaths::sessions(environment)), acknowledged_,
-                 ProcessTable::isAlive, wallClockNow, homeFolder(environment).string(),
+                 ProcessTable::isAlive, wallClockNow,
+                 ClaudeRegistry::configDirectory(homeFolder(environment), environment),
                  ClaudeSystem::live(homeFolder(environment), environment),
                  [this] { return seconds(settings_.reviewFade()); }) {
         QObject::connect(&store_, &SessionStore::groupsChanged, &feed,
@@ -222,6 +227,29 @@ int screenshot(WidgetPanelController& controller, const std::string& file, bool 
     return 0;
 }
 
+// The application: the tray, the settings window, sounds and start-up around the widget, with
+// the opener that takes a click to the session's window.
+int runLive(QApplication& app) {
+    const Environment environment = processEnvironment();
+    ProcessLauncher launcher;
+    SessionOpening opening(
+        launcher,
+        SessionOpening::Machine::live(
+            ClaudeRegistry::configDirectory(homeFolder(environment), environment), environment));
+    DesktopParts parts;
+    parts.makeWidget = [](const WidgetContext& context) {
+        return std::make_unique<LiveWidget>(context);
+    };
+    parts.openSession = [&opening](const DisplayedSession& session,
+                                   std::optional<std::uint32_t> userTime) {
+        opening.open(session, userTime);
+    };
+    parts.showInFinder = [&opening](const DisplayedSession& session) {
+        opening.showInFileManager(session);
+    };
+    return runDesktopApp(app, std::move(parts));
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -242,6 +270,8 @@ int main(int argc, char* argv[]) {
     // The widget and, later, the tray keep running with no window open.
     QApplication::setQuitOnLastWindowClosed(false);
     qCInfo(appLog).noquote() << "platform" << QGuiApplication::platformName();
+    if (!options->previewTarget && !options->screenshot)
+        return runLive(app);
 
     WidgetFeed feed;
     WidgetModel model;

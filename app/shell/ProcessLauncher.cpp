@@ -1,5 +1,7 @@
 #include "ProcessLauncher.h"
 
+#include "Log.h"
+
 #include <QLoggingCategory>
 #include <QProcess>
 #include <QTimer>
@@ -8,8 +10,6 @@
 namespace ostrelvan {
 
 namespace {
-
-Q_LOGGING_CATEGORY(launchLog, "ui")
 
 // A program missing from the machine is an ordinary event here (no file manager, no tmux): it is
 // logged and the caller falls back.
@@ -32,7 +32,7 @@ bool ProcessLauncher::start(const Command& command) {
     prepare(process, command);
     process.setStandardOutputFile(QProcess::nullDevice());
     if (!process.startDetached()) {
-        qCWarning(launchLog, "cannot start %s", command.front().c_str());
+        qCWarning(uiLog, "cannot start %s", command.front().c_str());
         return false;
     }
     return true;
@@ -55,7 +55,7 @@ void ProcessLauncher::run(const Command& command, Finished finished) {
             [process, once, program = command.front()](QProcess::ProcessError error) {
                 if (error != QProcess::FailedToStart)
                     return;
-                qCWarning(launchLog, "cannot start %s", program.c_str());
+                qCWarning(uiLog, "cannot start %s", program.c_str());
                 once({});
                 process->deleteLater();
             });

@@ -2,8 +2,9 @@
 
 #include "ClaudeRegistry.h"
 #include "FileManager.h"
-#include "ProcessTable.h"
 #include "FileSystem.h"
+#include "Log.h"
+#include "ProcessTable.h"
 #include "TmuxClient.h"
 #include "TmuxPane.h"
 #include "Workspace.h"
@@ -15,8 +16,6 @@
 namespace ostrelvan {
 
 namespace {
-
-Q_LOGGING_CATEGORY(openLog, "ui")
 
 std::optional<std::string> readRegistryTmux(const std::filesystem::path& sessions,
                                             std::int32_t pid) {
@@ -91,7 +90,7 @@ void SessionOpening::open(const SessionState& session, std::optional<std::uint32
         if (reached) {
             done();
         } else {
-            qCInfo(openLog, "no terminal window found for the session in %s", folder.c_str());
+            qCInfo(uiLog, "no terminal window found for the session in %s", folder.c_str());
             bringForward(action, folder, userTime, done);
         }
     });
@@ -102,7 +101,7 @@ void SessionOpening::showInFileManager(const std::string& folder,
     machine_.showInFileManager(
         folder, userTime, [this, folder, done = std::move(done)](bool shown) {
             if (!shown) {
-                qCInfo(openLog, "no file manager answered over D-Bus; opening %s", folder.c_str());
+                qCInfo(uiLog, "no file manager answered over D-Bus; opening %s", folder.c_str());
                 launcher_.start(Workspace::openFolder(folder));
             }
             if (done)
@@ -112,7 +111,7 @@ void SessionOpening::showInFileManager(const std::string& folder,
 
 void SessionOpening::startVSCode(const Command& command) {
     if (!launcher_.start(command))
-        qCCritical(openLog, "open folder in VS Code failed: %s could not be started",
+        qCCritical(uiLog, "open folder in VS Code failed: %s could not be started",
                    command.front().c_str());
 }
 
@@ -144,7 +143,7 @@ void SessionOpening::goToTerminal(const SessionState& session,
         launcher_.run(pane.select(client ? std::optional(client->tty) : std::nullopt),
                       [this, pane, client, userTime, then](const Launcher::Result& selected) {
                           if (!selected.succeeded())
-                              qCInfo(openLog, "tmux could not select pane %s", pane.pane.c_str());
+                              qCInfo(uiLog, "tmux could not select pane %s", pane.pane.c_str());
                           // Without an attached client the pane is on no screen: the agent's
                           // own parents end at the tmux server, which has no window.
                           then(client &&
@@ -160,7 +159,7 @@ bool SessionOpening::activateWindowOf(std::int32_t pid, std::optional<std::uint3
     case WindowActivation::Outcome::noWindow:
         return false;
     case WindowActivation::Outcome::unavailable:
-        qCInfo(openLog, "no X11 display to bring a terminal window forward on");
+        qCInfo(uiLog, "no X11 display to bring a terminal window forward on");
         return false;
     }
     return false;

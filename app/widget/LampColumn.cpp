@@ -178,37 +178,29 @@ StatusLamp* LampColumn::makeLamp(std::optional<SessionStatus> status) {
 }
 
 void LampColumn::fadeIn(StatusLamp* lamp) {
-    auto fade = std::make_unique<Fade>();
-    fade->image = lamp->grab();
-    fade->centre = QRectF(lamp->geometry()).center();
-    fade->lamp = lamp;
-    lamp->hide();
-    auto* animation = new QVariantAnimation(this);
-    animation->setStartValue(0.0);
-    animation->setEndValue(1.0);
-    animation->setDuration(fadeMilliseconds);
-    animation->setEasingCurve(QEasingCurve::OutCubic);
-    fade->animation = animation;
-    Fade* raw = fade.get();
-    fades_.push_back(std::move(fade));
-    connect(animation, &QVariantAnimation::valueChanged, this, [this, raw](const QVariant& value) {
-        raw->progress = value.toDouble();
-        update(fadeBounds(*raw));
-    });
-    connect(animation, &QVariantAnimation::finished, this, [this, raw] { endFade(raw); });
-    animation->start();
+    startFade(lamp, true);
 }
 
 void LampColumn::fadeOut(StatusLamp* lamp) {
+    startFade(lamp, false);
+}
+
+// The lamp is drawn from a picture of itself while it fades and scales, so that only its own
+// rectangle is repainted; a lamp that comes in is hidden until its fade ends.
+void LampColumn::startFade(StatusLamp* lamp, bool appearing) {
     auto fade = std::make_unique<Fade>();
     fade->image = lamp->grab();
     fade->centre = QRectF(lamp->geometry()).center();
-    fade->progress = 1;
+    fade->progress = appearing ? 0 : 1;
+    if (appearing) {
+        fade->lamp = lamp;
+        lamp->hide();
+    }
     auto* animation = new QVariantAnimation(this);
-    animation->setStartValue(1.0);
-    animation->setEndValue(0.0);
+    animation->setStartValue(appearing ? 0.0 : 1.0);
+    animation->setEndValue(appearing ? 1.0 : 0.0);
     animation->setDuration(fadeMilliseconds);
-    animation->setEasingCurve(QEasingCurve::InCubic);
+    animation->setEasingCurve(appearing ? QEasingCurve::OutCubic : QEasingCurve::InCubic);
     fade->animation = animation;
     Fade* raw = fade.get();
     fades_.push_back(std::move(fade));

@@ -66,6 +66,7 @@ private:
     StatusLamp* makeLamp(std::optional<SessionStatus> status);
     void fadeIn(StatusLamp* lamp);
     void fadeOut(StatusLamp* lamp);
+    void startFade(StatusLamp* lamp, bool appearing);
     void endFade(Fade* fade);
     QRect fadeBounds(const Fade& fade) const;
     void applyHighlight();

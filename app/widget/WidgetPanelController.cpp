@@ -1,5 +1,6 @@
 #include "WidgetPanelController.h"
 
+#include "Log.h"
 #include "WidgetGlass.h"
 #include "WidgetPanel.h"
 #include "WidgetRootView.h"
@@ -14,8 +15,6 @@
 #include <cmath>
 
 namespace ostrelvan {
-
-Q_LOGGING_CATEGORY(uiLog, "ui")
 
 namespace {
 

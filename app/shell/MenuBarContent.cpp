@@ -1,0 +1,86 @@
+#include "MenuBarContent.h"
+
+#include <algorithm>
+
+namespace ostrelvan::MenuBarContent {
+
+namespace {
+
+MenuEntry button(std::string text, MenuCommand command, std::string shortcut = {}) {
+    return {MenuEntry::Kind::button, std::move(text), command, true, false, std::move(shortcut)};
+}
+
+MenuEntry text(std::string text) {
+    return {MenuEntry::Kind::text, std::move(text), MenuCommand::none, false, false, {}};
+}
+
+MenuEntry toggle(std::string text, MenuCommand command, bool checked) {
+    return {MenuEntry::Kind::toggle, std::move(text), command, true, checked, {}};
+}
+
+MenuEntry divider() {
+    return {};
+}
+
+} // namespace
+
+std::vector<MenuEntry> entries(const MenuBarState& state) {
+    std::vector<MenuEntry> menu;
+    if (state.hooksConnected) {
+        menu.push_back(text("Connected to Claude Code"));
+        menu.push_back(button("Disconnect", MenuCommand::disconnect));
+    } else {
+        menu.push_back(button("Connect to Claude Code", MenuCommand::connect));
+    }
+    if (state.hookError) {
+        menu.push_back(text(*state.hookError));
+    }
+    menu.push_back(divider());
+    menu.push_back(toggle("Sounds", MenuCommand::toggleSounds, state.soundsEnabled));
+    menu.push_back(
+        toggle("Launch at Login", MenuCommand::toggleLaunchAtLogin, state.launchAtLogin));
+    menu.push_back(divider());
+    menu.push_back(button("Settings…", MenuCommand::openSettings, "Ctrl+,"));
+    menu.push_back(divider());
+    menu.push_back(text(std::string(tip)));
+    menu.push_back(divider());
+    if (state.updaterConfigured) {
+        menu.push_back(text(state.versionLine));
+        MenuEntry check = button("Check for Updates…", MenuCommand::checkForUpdates);
+        check.enabled = state.canCheckNow;
+        menu.push_back(check);
+        menu.push_back(divider());
+    }
+    menu.push_back(button("Restart Ostrelvan", MenuCommand::restart));
+    menu.push_back(button("Quit Ostrelvan", MenuCommand::quit, "Ctrl+Q"));
+    return menu;
+}
+
+std::vector<MenuEntry> widgetMenuExtras(const MenuBarState& state) {
+    std::vector<MenuEntry> extras;
+    for (MenuEntry& entry : entries(state)) {
+        const MenuCommand command = entry.command;
+        if (command == MenuCommand::openSettings || command == MenuCommand::restart ||
+            command == MenuCommand::quit) {
+            continue;
+        }
+        const bool divider = entry.kind == MenuEntry::Kind::divider;
+        if (divider && (extras.empty() || extras.back().kind == MenuEntry::Kind::divider)) {
+            continue;
+        }
+        extras.push_back(std::move(entry));
+    }
+    if (!extras.empty() && extras.back().kind == MenuEntry::Kind::divider) {
+        extras.pop_back();
+    }
+    return extras;
+}
+
+bool needsAttention(const std::vector<DisplayedSession>& sessions) {
+    return std::any_of(sessions.begin(), sessions.end(), [](const DisplayedSession& session) {
+        return session.status == SessionStatus::needsApproval ||
+               session.status == SessionStatus::awaitingReview;
+    });
+}
+
+} // namespace ostrelvan::MenuBarContent

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "DisplayedSession.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ostrelvan {
+
+// What a menu entry does when chosen.
+enum class MenuCommand {
+    none,
+    connect,
+    disconnect,
+    toggleSounds,
+    toggleLaunchAtLogin,
+    openSettings,
+    checkForUpdates,
+    restart,
+    quit,
+};
+
+// One line of the tray / menu-bar menu. Text lines are shown and cannot be chosen.
+struct MenuEntry {
+    enum class Kind { button, text, toggle, divider };
+
+    Kind kind = Kind::divider;
+    std::string text;
+    MenuCommand command = MenuCommand::none;
+    bool enabled = true;
+    bool checked = false; // toggles only
+    std::string shortcut; // portable key text: "Ctrl" is Command on macOS
+
+    bool operator==(const MenuEntry&) const = default;
+};
+
+// What the menu shows of the application's state.
+struct MenuBarState {
+    bool hooksConnected = false;
+    std::optional<std::string> hookError;
+    bool soundsEnabled = true;
+    bool launchAtLogin = false;
+    bool updaterConfigured = false;
+    std::string versionLine;
+    bool canCheckNow = false;
+
+    bool operator==(const MenuBarState&) const = default;
+};
+
+// The menu's entries, top to bottom, drawn fresh from the state: the menu holds nothing itself.
+namespace MenuBarContent {
+
+inline constexpr std::string_view tip = "Tip: the first click asks VS Code to allow the Claude "
+                                        "link once. Tick \"Do not ask me again\".";
+
+// The version line and "Check for Updates…" only where an updater is configured.
+std::vector<MenuEntry> entries(const MenuBarState& state);
+
+// The entries that the widget's own menu lacks (it has "Settings…", "Restart Ostrelvan" and
+// "Quit Ostrelvan"), for a desktop without a tray; no divider first, last or twice in a row.
+std::vector<MenuEntry> widgetMenuExtras(const MenuBarState& state);
+
+// Some session needs approval or waits for review: the tray icon shows a dot.
+bool needsAttention(const std::vector<DisplayedSession>& sessions);
+
+} // namespace MenuBarContent
+
+} // namespace ostrelvan

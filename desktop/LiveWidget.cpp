@@ -1,0 +1,50 @@
+#include "LiveWidget.h"
+
+#include "AppSettings.h"
+#include "Compositor.h"
+#include "Log.h"
+#include "SessionStore.h"
+#include "WidgetLook.h"
+
+namespace ostrelvan {
+
+LiveWidget::LiveWidget(const WidgetContext& context)
+    : store_(context.store), settings_(context.settings),
+      controller_(feed_, context.actions, model_), compositor_(hasCompositor()) {
+    QObject::connect(&store_, &SessionStore::groupsChanged, &feed_,
+                     [this] { feed_.setGroups(store_.groups()); });
+    QObject::connect(&settings_, &AppSettings::changed, &feed_, [this] {
+        feed_.setConnected(settings_.hooksConnected());
+        applyLook();
+    });
+    QObject::connect(&desktop_, &DesktopPreferencesMonitor::changed, &feed_,
+                     [this] { applyLook(); });
+    feed_.setGroups(store_.groups());
+    feed_.setConnected(settings_.hooksConnected());
+    applyLook();
+    if (!compositor_)
+        qCInfo(appLog) << "no compositing manager: the glass is drawn opaque";
+}
+
+void LiveWidget::applyLook() {
+    controller_.setLook(widgetLook(desktop_.current(), settings_, compositor_),
+                        settings_.glassBlur());
+}
+
+void LiveWidget::show() {
+    controller_.show(false, true);
+}
+
+void LiveWidget::setPinnedOpen(bool pinned) {
+    controller_.setPinnedOpen(pinned);
+}
+
+void LiveWidget::openPinned() {
+    controller_.setPinnedOpen(true);
+}
+
+void LiveWidget::collapse() {
+    controller_.collapse();
+}
+
+} // namespace ostrelvan

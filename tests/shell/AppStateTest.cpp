@@ -1,0 +1,200 @@
+#include "AppState.h"
+
+#include "HookInstallerError.h"
+#include "LaunchAtLogin.h"
+#include "MemoryKeyValueStore.h"
+#include "SettingsWindowController.h"
+#include "ShellTestSupport.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QTest>
+#include <QWidget>
+
+namespace ostrelvan::test {
+
+namespace {
+
+LaunchMode normal() {
+    return {LaunchMode::Kind::normal, {}};
+}
+
+MemoryKeyValueStore connected(bool hooksConnected) {
+    return MemoryKeyValueStore({{QStringLiteral("hooks.connected"), hooksConnected}});
+}
+
+// Claude Code's settings with Ostrelvan's entries for every event but "Stop".
+std::string settingsMissingOneEntry(const Path& helper) {
+    auto settings = HookInstaller::installing(nlohmann::json::object(), helper.string());
+    settings["hooks"].erase("Stop");
+    return HookInstaller::serialise(settings);
+}
+
+} // namespace
+
+class AppStateTest : public QObject {
+    Q_OBJECT
+private slots:
+    void testsModeStartsNothing() {
+        ShellMachine machine;
+        writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));
+        OpenWatch watch(machine.settingsFile());
+        auto defaults = connected(true);
+        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        state.start();
+        QVERIFY(!watch.opened());
+        QVERIFY(!std::filesystem::exists(machine.helper()));
+        QVERIFY(!state.store().isWatching());
+        QVERIFY(!state.widget());
+        QVERIFY(!state.updater().isConfigured());
+        QCOMPARE(machine.events, QStringList());
+        QCOMPARE(defaults.writes(), 0);
+    }
+
+    // Each step sees the one before it done: the helper is in place for the repair, the widget
+    // comes after the store and before the updater, and the sounds hear the store.
+    void startsInOrderAndRepairsMissingEntriesOnce() {
+        ShellMachine machine;
+        writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));
+        machine.services.soundClock = [] { return addSeconds(wallClockNow(), 10); };
+        WidgetActions given;
+        machine.services.makeWidget = [&](const WidgetContext& context) {
+            given = context.actions;
+            machine.events << QStringLiteral("widget made");
+            return std::make_unique<FakeWidget>(machine.events);
+        };
+        auto defaults = connected(true);
+        AppState state(normal(), defaults, machine.services);
+        state.setAppMenu([](QMenu& menu) { menu.addAction(QStringLiteral("Sounds")); });
+        LogRecorder log;
+        state.start();
+
+        QCOMPARE(log.count(QStringLiteral("hooks: repairing hook entries")), 1);
+        QCOMPARE(log.count(QStringLiteral("hooks: connected")), 1);
+        QVERIFY(HookInstaller::isInstalled(HookInstaller::readSettings(machine.settingsFile()),
+                                           machine.helper().string()));
+        QVERIFY(std::filesystem::exists(machine.helper()));
+        QVERIFY(state.store().isWatching());
+        machine.putWaitingSession("s1");
+        state.store().reload();
+        QCOMPARE(machine.events,
+                 (QStringList{"widget made", "widget shown", "updater started", "sound approval"}));
+        QCOMPARE(log.count(QStringLiteral("app: sound for needsApproval")), 1);
+        // Without a tray the widget's menu carries the tray's entries; quitting is the app's.
+        QMenu menu;
+        given.extendMenu(menu);
+        QCOMPARE(menu.actions().size(), 1);
+        given.quit();
+        QCOMPARE(machine.events.last(), QStringLiteral("quit"));
+        QVERIFY(state.updater().isStarted());
+        QVERIFY(!state.hookError());
+    }
+
+    void neverReadsClaudeSettingsWhenNotConnected() {
+        ShellMachine machine;
+        writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));
+        const std::string before = readText(machine.settingsFile());
+        OpenWatch watch(machine.settingsFile());
+        auto defaults = connected(false);
+        AppState state(normal(), defaults, machine.services);
+        state.start();
+        QVERIFY(!watch.opened());
+        QCOMPARE(readText(machine.settingsFile()), before);
+        QVERIFY(std::filesystem::exists(machine.helper())); // refreshed all the same
+        QVERIFY(machine.events.contains(QStringLiteral("widget shown")));
+    }
+
+    void aFailedConnectShowsItsTextAndChangesNothing_data() {
+        QTest::addColumn<bool>("hooksConnected");
+        QTest::newRow("not connected") << false;
+        QTest::newRow("connected") << true;
+    }
+
+    void aFailedConnectShowsItsTextAndChangesNothing() {
+        QFETCH(bool, hooksConnected);
+        ShellMachine machine;
+        writeText(machine.settingsFile(), "{\"hooks\": {\"Stop\": [}\n");
+        auto defaults = connected(hooksConnected);
+        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        QTest::ignoreMessage(QtWarningMsg, QByteArray("connect failed: ") +
+                                               HookInstallerError::invalidJSON(machine.settingsFile()).what());
+        state.connectHooks();
+        QCOMPARE(state.hookError(),
+                 std::optional<std::string>(HookInstallerError::invalidJSON(machine.settingsFile()).what()));
+        QCOMPARE(state.settings().hooksConnected(), hooksConnected);
+        QCOMPARE(readText(machine.settingsFile()), std::string("{\"hooks\": {\"Stop\": [}\n"));
+        QCOMPARE(listing(machine.settingsFile().parent_path()), std::string("settings.json\n"));
+
+        // Mended by hand, the next connect succeeds and clears the error; disconnect undoes it.
+        writeText(machine.settingsFile(), "{}");
+        state.connectHooks();
+        QVERIFY(!state.hookError());
+        QVERIFY(state.settings().hooksConnected());
+        state.disconnectHooks();
+        QVERIFY(!state.settings().hooksConnected());
+        QCOMPARE(readText(machine.settingsFile()), std::string("{}\n"));
+    }
+
+    void openingASessionAcknowledgesItFirst() {
+        ShellMachine machine;
+        machine.putWaitingSession("s1", SessionStatus::awaitingReview);
+        MemoryKeyValueStore defaults;
+        auto state = std::make_unique<AppState>(normal(), defaults, machine.services);
+        state->start();
+        QCOMPARE(state->store().sessions().size(), 1u);
+        const DisplayedSession row = state->store().sessions().front();
+        machine.events.clear();
+        const WidgetActions actions = state->actions();
+        actions.open(row, std::nullopt);
+        QCOMPARE(state->acknowledged().acknowledgedAt("s1"),
+                 std::optional<TimePoint>(row.state.lastEvent));
+        QVERIFY(state->store().sessions().front().status == SessionStatus::idle);
+        QCOMPARE(machine.events, (QStringList{"collapsed", "opened s1"}));
+
+        actions.restart();
+        QCOMPARE(machine.events.mid(2), (QStringList{"launched 4", "quit"}));
+        state.reset();
+        actions.open(row, 42); // the state is gone: nothing happens, nothing crashes
+        actions.openSettings();
+        QCOMPARE(machine.events.size(), 4);
+    }
+
+    void oneSettingsWindowPinsTheWidgetWhileVisible() {
+        ShellMachine machine;
+        MemoryKeyValueStore defaults;
+        AppState state(normal(), defaults, machine.services);
+        state.start();
+        machine.events.clear();
+        state.actions().openSettings();
+        QWidget* window = state.settingsWindow()->window();
+        QVERIFY(window && window->isVisible());
+        QCOMPARE(window->windowTitle(), QStringLiteral("Ostrelvan Settings"));
+        state.openSettings();
+        QCOMPARE(state.settingsWindow()->window(), window);
+        QCOMPARE(QApplication::topLevelWidgets().count(window), 1);
+        window->close();
+        QCOMPARE(machine.events, (QStringList{"pinned 1", "pinned 0"}));
+    }
+
+    void launchAtLoginShowsWhatTheSystemSays() {
+        ShellMachine machine;
+        MemoryKeyValueStore defaults;
+        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        QVERIFY(!state.launchAtLogin());
+        state.setLaunchAtLogin(true);
+        QVERIFY(state.launchAtLogin());
+        QVERIFY(LaunchAtLogin::isEnabled(machine.services.environment));
+        // The entry goes with its folder, and a file where the folder was makes switching on
+        // fail: logged, and the toggle shows what is true, off.
+        std::filesystem::remove_all(machine.home / "config");
+        writeText(machine.home / "config", "");
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^launch at login failed: .*"));
+        state.setLaunchAtLogin(true);
+        QVERIFY(!state.launchAtLogin());
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_MAIN(ostrelvan::test::AppStateTest)
+#include "AppStateTest.moc"

@@ -1,0 +1,32 @@
+// The live desktop shell with a stand-in for the widget, which logs what it is asked to do: end-to-
+// end checks of the tray, the single instance and the sound cues run it as they will run
+// ostrelvan-desktop.
+#include "DesktopApp.h"
+#include "Log.h"
+
+#include <QApplication>
+
+namespace {
+
+class LoggingWidget : public ostrelvan::WidgetHost {
+public:
+    void show() override { qCInfo(ostrelvan::uiLog, "widget shown"); }
+    void setPinnedOpen(bool pinned) override {
+        qCInfo(ostrelvan::uiLog, "widget pinned open: %s", pinned ? "yes" : "no");
+    }
+    void openPinned() override { qCInfo(ostrelvan::uiLog, "widget opened pinned"); }
+    void collapse() override { qCInfo(ostrelvan::uiLog, "widget collapsed"); }
+};
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Ostrelvan"));
+    QApplication::setOrganizationName(QStringLiteral("Ostrelvan"));
+    ostrelvan::DesktopParts parts;
+    parts.makeWidget = [](const ostrelvan::WidgetContext&) {
+        return std::make_unique<LoggingWidget>();
+    };
+    return ostrelvan::runDesktopApp(application, std::move(parts));
+}

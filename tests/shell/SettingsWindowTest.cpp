@@ -1,0 +1,158 @@
+#include "MemoryKeyValueStore.h"
+#include "SettingsView.h"
+#include "SettingsWindowController.h"
+
+#include <QAbstractButton>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QPushButton>
+#include <QSlider>
+#include <QTest>
+
+namespace ostrelvan::test {
+
+namespace {
+
+template <class T> T* child(QWidget* root, const char* name) {
+    T* found = root->findChild<T*>(QString::fromUtf8(name));
+    if (!found) {
+        qFatal("no %s", name);
+    }
+    return found;
+}
+
+QLabel* labelWithText(QWidget* root, const QString& text) {
+    for (QLabel* label : root->findChildren<QLabel*>()) {
+        if (label->text() == text) {
+            return label;
+        }
+    }
+    qFatal("no label %s", qPrintable(text));
+}
+
+} // namespace
+
+class SettingsWindowTest : public QObject {
+    Q_OBJECT
+private slots:
+    void valueLabelsAreFormattedAsWritten() {
+        QCOMPARE(SettingsView::tintText(0.255), QStringLiteral("26 %"));
+        QCOMPARE(SettingsView::tintText(0.6), QStringLiteral("60 %"));
+        QCOMPARE(SettingsView::blurText(20), QStringLiteral("20 pt"));
+        QCOMPARE(SettingsView::blurText(12.5), QStringLiteral("12 pt"));
+        QCOMPARE(SettingsView::blurText(0), QStringLiteral("0 pt"));
+    }
+
+    void everyControlWritesThroughTheSettings() {
+        MemoryKeyValueStore defaults;
+        AppSettings settings(defaults);
+        int fadeChanges = 0;
+        SettingsView view(settings, [&] { ++fadeChanges; });
+        view.show();
+
+        auto* fade = child<QComboBox>(&view, "reviewFade");
+        QStringList choices;
+        for (int i = 0; i < fade->count(); ++i) {
+            choices << fade->itemText(i);
+        }
+        QCOMPARE(choices, (QStringList{"After 5 minutes", "After 10 minutes", "After 30 minutes",
+                                       "Never (until opened)"}));
+        QCOMPARE(fade->currentText(), QStringLiteral("After 10 minutes"));
+        fade->setCurrentIndex(3);
+        emit fade->activated(3);
+        QVERIFY(settings.reviewFade() == ReviewFade::never);
+        QCOMPARE(defaults.value(QStringLiteral("review.fade")), QVariant(QStringLiteral("never")));
+        QCOMPARE(fadeChanges, 1);
+
+        QTest::mouseClick(child<QPushButton>(&view, "appearance.dark"), Qt::LeftButton);
+        QCOMPARE(defaults.value(QStringLiteral("glass.appearance")),
+                 QVariant(QStringLiteral("dark")));
+
+        child<QSlider>(&view, "blur")->setValue(12);
+        QCOMPARE(defaults.value(QStringLiteral("glass.blurRadius")), QVariant(12.0));
+        QCOMPARE(child<QLabel>(&view, "blurValue")->text(), QStringLiteral("12 pt"));
+
+        child<QSlider>(&view, "tint")->setValue(40);
+        QCOMPARE(defaults.value(QStringLiteral("glass.tintOpacity")), QVariant(0.4));
+        QCOMPARE(child<QLabel>(&view, "tintValue")->text(), QStringLiteral("40 %"));
+
+        child<QCheckBox>(&view, "textContrast")->click();
+        QCOMPARE(defaults.value(QStringLiteral("glass.textContrast")), QVariant(false));
+
+        // A change made elsewhere shows, and showing it writes nothing back.
+        settings.setGlassTint(0.255);
+        const int writes = defaults.writes();
+        QCOMPARE(child<QLabel>(&view, "tintValue")->text(), QStringLiteral("26 %"));
+        QCOMPARE(defaults.writes(), writes);
+
+        child<QPushButton>(&view, "resetGlass")->click();
+        QCOMPARE(settings.glassBlur(), 8.0);
+        QCOMPARE(settings.glassTint(), 0.25);
+        QVERIFY(settings.glassAppearance() == GlassAppearance::system);
+        QVERIFY(settings.textContrast());
+        QVERIFY(settings.reviewFade() == ReviewFade::never);
+        QCOMPARE(child<QLabel>(&view, "blurValue")->text(), QStringLiteral("8 pt"));
+        QVERIFY(child<QPushButton>(&view, "appearance.system")->isChecked());
+        QVERIFY(!child<QPushButton>(&view, "appearance.dark")->isChecked());
+        QVERIFY(child<QCheckBox>(&view, "textContrast")->isChecked());
+    }
+
+    void slidersLineUpBehindAFixedLabelColumn() {
+        MemoryKeyValueStore defaults;
+        AppSettings settings(defaults);
+        SettingsView view(settings, {});
+        view.show();
+        const QImage image = view.grab().toImage();
+        QCOMPARE(image.width(), SettingsView::formWidth);
+        auto* blur = child<QSlider>(&view, "blur");
+        auto* tint = child<QSlider>(&view, "tint");
+        for (const char* text : {"Blur", "Tint", "Appearance"}) {
+            QCOMPARE(labelWithText(&view, QString::fromUtf8(text))->width(),
+                     SettingsView::labelColumnWidth);
+        }
+        const QPoint blurAt = blur->mapTo(&view, QPoint(0, 0));
+        const QPoint tintAt = tint->mapTo(&view, QPoint(0, 0));
+        QCOMPARE(blurAt.x(), tintAt.x());
+        QCOMPARE(blur->width(), tint->width());
+        QVERIFY(blurAt.x() >= SettingsView::labelColumnWidth);
+        // Something is drawn where the sliders are: not one flat colour across the groove.
+        const QRect groove(blurAt, blur->size());
+        QSet<QRgb> colours;
+        for (int x = groove.left(); x <= groove.right(); ++x) {
+            colours.insert(image.pixel(x, groove.center().y()));
+        }
+        QVERIFY(colours.size() > 1);
+        QVERIFY(labelWithText(&view,
+                              QStringLiteral("The orange lamp after Claude finishes. Opening the "
+                                             "session from the widget or writing in it always ends "
+                                             "it.")));
+        QVERIFY(labelWithText(
+            &view, QStringLiteral("Dark glass reads best over dark pages, light glass "
+                                  "over light ones. Text contrast adds a soft halo under "
+                                  "the widget's text.")));
+    }
+
+    void oneWindowReportsWhenItShowsAndGoes() {
+        MemoryKeyValueStore defaults;
+        AppSettings settings(defaults);
+        QList<bool> reports;
+        SettingsWindowController controller(settings, {},
+                                            [&](bool visible) { reports << visible; });
+        QVERIFY(!controller.window());
+        controller.show();
+        QWidget* window = controller.window();
+        QVERIFY(window->isVisible());
+        controller.show();
+        QCOMPARE(controller.window(), window);
+        QCOMPARE(reports, QList<bool>{true});
+        window->close();
+        controller.show();
+        QCOMPARE(reports, (QList<bool>{true, false, true}));
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_MAIN(ostrelvan::test::SettingsWindowTest)
+#include "SettingsWindowTest.moc"

@@ -1,0 +1,131 @@
+#pragma once
+
+#include "AppServices.h"
+#include "HookInstaller.h"
+#include "SessionFileStore.h"
+#include "TestSupport.h"
+
+#include <QList>
+#include <QString>
+#include <QtGlobal>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+namespace ostrelvan::test {
+
+// Every log line as "category: message", for tests that check what was logged and how often.
+class LogRecorder {
+public:
+    LogRecorder() {
+        lines().clear();
+        previous_ = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext& context, const QString& message) {
+                lines() << QString::fromUtf8(context.category) + QStringLiteral(": ") + message;
+            });
+    }
+    ~LogRecorder() { qInstallMessageHandler(previous_); }
+
+    static QStringList& lines() {
+        static QStringList recorded;
+        return recorded;
+    }
+    qsizetype count(const QString& line) const { return lines().count(line); }
+
+private:
+    QtMessageHandler previous_ = nullptr;
+};
+
+// Whether anything opened a file since the watch began: the kernel tells, the reader cannot hide.
+class OpenWatch {
+public:
+    explicit OpenWatch(const Path& path) : fd_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        ::inotify_add_watch(fd_, path.c_str(), IN_OPEN);
+    }
+    ~OpenWatch() { ::close(fd_); }
+    bool opened() const {
+        char events[4096];
+        return ::read(fd_, events, sizeof events) > 0;
+    }
+
+private:
+    int fd_;
+};
+
+// A widget that writes down what it was asked to do.
+struct FakeWidget : WidgetHost {
+    QStringList& events;
+    explicit FakeWidget(QStringList& log) : events(log) {}
+    void show() override { events << QStringLiteral("widget shown"); }
+    void setPinnedOpen(bool pinned) override { events << QStringLiteral("pinned %1").arg(pinned); }
+    void openPinned() override { events << QStringLiteral("opened pinned"); }
+    void collapse() override { events << QStringLiteral("collapsed"); }
+};
+
+struct FakeUpdateService : UpdateService {
+    QStringList& events;
+    explicit FakeUpdateService(QStringList& log) : events(log) {}
+    void start(std::function<void(bool)> canCheck) override {
+        events << QStringLiteral("updater started");
+        canCheck(true);
+    }
+    void checkForUpdates() override { events << QStringLiteral("checked for updates"); }
+};
+
+// A home folder with a bundled helper, and services that write down into `events` what the
+// app did with the machine.
+struct ShellMachine {
+    TempDir home;
+    QStringList events;
+    AppServices services;
+
+    ShellMachine() {
+        writeText(home / "bundle/ostrelvan-hook", "#!/bin/sh\nexit 0\n");
+        services.environment = {{"HOME", home.path().string()},
+                                {"OSTRELVAN_DATA_DIR", (home / "data/Ostrelvan").string()},
+                                {"XDG_CONFIG_HOME", (home / "config").string()}};
+        services.home = home.path();
+        services.process = {"/usr/bin/ostrelvan-desktop", {}, 4242};
+        services.bundledHelper = home / "bundle/ostrelvan-hook";
+        services.bundleInfo = {{"SUFeedURL", "https://updates.example.com/appcast.xml"},
+                               {"SUPublicEDKey", "c2lnbmluZy1rZXk="},
+                               {"CFBundleVersion", "37"},
+                               {"CFBundleShortVersionString", "1.4"}};
+        services.makeUpdateService = [this](const std::optional<std::string>&) {
+            return std::make_unique<FakeUpdateService>(events);
+        };
+        services.playSound = [this](SoundPlayer::Cue cue) {
+            events << (cue == SoundPlayer::Cue::approval ? QStringLiteral("sound approval")
+                                                         : QStringLiteral("sound done"));
+        };
+        services.launchProcess = [this](const LaunchCommand& command, std::string&) {
+            events << QStringLiteral("launched %1").arg(command.arguments.size());
+            return true;
+        };
+        services.quit = [this] { events << QStringLiteral("quit"); };
+        services.makeWidget = [this](const WidgetContext&) {
+            events << QStringLiteral("widget made");
+            return std::make_unique<FakeWidget>(events);
+        };
+        services.openSession = [this](const DisplayedSession& session,
+                                      std::optional<std::uint32_t>) {
+            events << QStringLiteral("opened %1").arg(QString::fromStdString(session.id()));
+        };
+    }
+
+    Path settingsFile() const { return home / ".claude/settings.json"; }
+    Path helper() const { return home / "data/Ostrelvan/bin/ostrelvan-hook"; }
+
+    // A session of a live process (this one) that waits for the user.
+    void putWaitingSession(const std::string& id,
+                           SessionStatus status = SessionStatus::needsApproval) {
+        auto state = SessionState::make(id, "/work/" + id, SessionHost::terminal, std::nullopt,
+                                        std::int32_t(::getpid()), wallClockNow());
+        state.status = status;
+        state.startedConversation = true;
+        const Path sessions = home / "data/Ostrelvan/sessions";
+        std::filesystem::create_directories(sessions);
+        SessionFileStore::write(state, sessions / (id + ".json"));
+    }
+};
+
+} // namespace ostrelvan::test

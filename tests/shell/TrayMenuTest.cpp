@@ -1,0 +1,178 @@
+#include "AppState.h"
+#include "MemoryKeyValueStore.h"
+#include "MenuBarMenu.h"
+#include "SettingsWindowController.h"
+#include "ShellTestSupport.h"
+#include "TrayIcon.h"
+#include "TrayIconArt.h"
+
+#include <QAction>
+#include <QMenu>
+#include <QTest>
+
+namespace ostrelvan::test {
+
+namespace {
+
+// The menu as the user sees it: "-" for a divider, "[x]" for a checked toggle, "(off)" for what
+// cannot be chosen, the shortcut after a tab.
+QStringList shown(const QMenu& menu) {
+    QStringList lines;
+    for (const QAction* action : menu.actions()) {
+        if (action->isSeparator()) {
+            lines << QStringLiteral("-");
+            continue;
+        }
+        QString line = action->text();
+        if (action->isCheckable()) {
+            line.prepend(action->isChecked() ? QStringLiteral("[x] ") : QStringLiteral("[ ] "));
+        }
+        if (!action->isEnabled()) {
+            line += QStringLiteral(" (off)");
+        }
+        if (!action->shortcut().isEmpty()) {
+            line += QStringLiteral("\t") + action->shortcut().toString();
+        }
+        lines << line;
+    }
+    return lines;
+}
+
+void choose(QMenu& menu, const QString& text) {
+    for (QAction* action : menu.actions()) {
+        if (action->text() == text) {
+            action->trigger();
+            QCoreApplication::processEvents(); // commands arrive queued
+            return;
+        }
+    }
+    QFAIL(qPrintable(QStringLiteral("no entry ") + text));
+}
+
+const QString tip = QStringLiteral("Tip: the first click asks VS Code to allow the Claude link "
+                                   "once. Tick \"Do not ask me again\". (off)");
+const QStringList tail{
+    "-", "Settings…\tCtrl+,", "-", tip, "-", "Restart Ostrelvan", "Quit Ostrelvan\tCtrl+Q"};
+
+int count(const QImage& image, const std::function<bool(QColor)>& test) {
+    int n = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            n += test(image.pixelColor(x, y)) ? 1 : 0;
+        }
+    }
+    return n;
+}
+
+} // namespace
+
+class TrayMenuTest : public QObject {
+    Q_OBJECT
+private slots:
+    void followsTheConnectionState() {
+        ShellMachine machine;
+        writeText(machine.settingsFile(), "not json");
+        MemoryKeyValueStore defaults;
+        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^no system tray.*"));
+        TrayIcon tray(state);
+        QVERIFY(!tray.isAvailable()); // offscreen has no tray host; the app runs on
+        QCOMPARE(shown(tray.menu()),
+                 QStringList({"Connect to Claude Code", "-", "[x] Sounds", "[ ] Launch at Login"}) +
+                     tail);
+
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^connect failed: .*"));
+        choose(tray.menu(), QStringLiteral("Connect to Claude Code"));
+        const QString error = QString::fromStdString(*state.hookError()) + QStringLiteral(" (off)");
+        QCOMPARE(shown(tray.menu()).mid(0, 3), (QStringList{"Connect to Claude Code", error, "-"}));
+
+        writeText(machine.settingsFile(), "{}");
+        choose(tray.menu(), QStringLiteral("Connect to Claude Code"));
+        choose(tray.menu(), QStringLiteral("Sounds"));
+        QCOMPARE(shown(tray.menu()), QStringList({"Connected to Claude Code (off)", "Disconnect",
+                                                  "-", "[ ] Sounds", "[ ] Launch at Login"}) +
+                                         tail);
+        QVERIFY(!state.settings().soundsEnabled());
+
+        // The shortcuts work while the menu is open, although it hangs from no menu bar.
+        QTest::keyClick(&tray.menu(), Qt::Key_Comma, Qt::ControlModifier);
+        QCoreApplication::processEvents();
+        QVERIFY(state.settingsWindow() && state.settingsWindow()->window()->isVisible());
+
+        choose(tray.menu(), QStringLiteral("Disconnect"));
+        QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
+        // Without a tray the widget's menu keeps its own entries and gains the rest.
+        QMenu widgetMenu;
+        widgetMenu.addAction(QStringLiteral("Quit Ostrelvan"));
+        MenuBarMenu::appendToWidgetMenu(widgetMenu, state);
+        QCOMPARE(shown(widgetMenu).mid(0, 4),
+                 (QStringList{"Quit Ostrelvan", "-", "Connect to Claude Code", "-"}));
+        QCOMPARE(shown(widgetMenu).count(QStringLiteral("Quit Ostrelvan\tCtrl+Q")), 0);
+        choose(widgetMenu, QStringLiteral("Connect to Claude Code"));
+        QVERIFY(state.settings().hooksConnected());
+
+        QTest::keyClick(&tray.menu(), Qt::Key_Q, Qt::ControlModifier);
+        QCoreApplication::processEvents();
+        QCOMPARE(machine.events, QStringList{"quit"});
+    }
+
+    void showsTheUpdaterOnlyWhereConfigured() {
+        ShellMachine machine;
+        MemoryKeyValueStore defaults;
+        AppState state({LaunchMode::Kind::normal, {}}, defaults, machine.services);
+        TrayIcon tray(state);
+        QVERIFY(shown(tray.menu()).contains(QStringLiteral("Check for Updates… (off)")));
+        state.updater().start(); // the fake updater says it can check
+        QVERIFY(shown(tray.menu()).contains(QStringLiteral("Version 1.4 (37) (off)")));
+        choose(tray.menu(), QStringLiteral("Check for Updates…"));
+        QVERIFY(machine.events.contains(QStringLiteral("checked for updates")));
+
+        machine.services.bundleInfo = {{"CFBundleShortVersionString", "0.1.0"}}; // as on Linux
+        AppState unversioned({LaunchMode::Kind::normal, {}}, defaults, machine.services);
+        TrayIcon plain(unversioned);
+        QVERIFY(!shown(plain.menu()).join("|").contains(QStringLiteral("Version")));
+        QVERIFY(!shown(plain.menu()).join("|").contains(QStringLiteral("Updates")));
+    }
+
+    void theIconShowsADotWhileASessionWaits() {
+        ShellMachine machine;
+        MemoryKeyValueStore defaults;
+        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        TrayIcon tray(state);
+        QVERIFY(!tray.showsAttention());
+        machine.putWaitingSession("s1");
+        state.store().reload();
+        QVERIFY(tray.showsAttention());
+
+        using TrayIconArt::Style;
+        const auto orange = [](QColor c) {
+            return c.alpha() == 255 && c.red() > 240 && c.green() > 140 && c.green() < 180 &&
+                   c.blue() < 90;
+        };
+        const auto light = [](QColor c) { return c.alpha() == 255 && c.lightness() > 230; };
+        const auto disk = [](QColor c) {
+            return c.alpha() == 255 && c.green() > c.red() + 60 && c.lightness() < 120;
+        };
+        for (int size : {16, 22, 32}) {
+            const QImage calm = TrayIconArt::image(size, false, Style::contrasted);
+            const QImage waiting = TrayIconArt::image(size, true, Style::contrasted);
+            // A white glyph on a mid-dark coloured disk: it stands out on dark and light panels.
+            QVERIFY(count(calm, light) > 0 && count(calm, disk) > size * size / 4);
+            QCOMPARE(count(calm, orange), 0);
+            QVERIFY(count(waiting, orange) >= size * size / 20);
+            QCOMPARE(waiting.pixelColor(size - size / 5 - 1, size / 5 + 1).rgb(),
+                     TrayIconArt::attention.rgb());
+            QCOMPARE(calm.pixelColor(0, size - 1).alpha(), 0);
+        }
+        const QImage mask = TrayIconArt::image(22, false, Style::templateImage);
+        QCOMPARE(count(mask, [](QColor c) { return c.alpha() > 0 && c.lightness() > 0; }), 0);
+        QVERIFY(count(mask, [](QColor c) { return c.alpha() == 255; }) > 0);
+        QVERIFY(TrayIconArt::icon(false, Style::templateImage).isMask());
+        QVERIFY(!TrayIconArt::icon(true, Style::templateImage).isMask());
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_MAIN(ostrelvan::test::TrayMenuTest)
+#include "TrayMenuTest.moc"
