@@ -46,7 +46,7 @@ private slots:
             {"session-docs",
              "docs",
              {shown("docs", "docs", SessionStatus::idle, now - 2h),
-              shown("spec", "spec", SessionStatus::awaitingReview, now - 3min)}},
+              shown("notes", "notes", SessionStatus::awaitingReview, now - 3min)}},
         };
         QCOMPARE(StatusFormat::human(groups, now, {false, 0}),
                  std::string("api (2 sessions)\n"
@@ -54,7 +54,7 @@ private slots:
                              "  ▲ Fix the build  web  Needs approval    2m\n"
                              "docs (2 sessions)\n"
                              "  ○ docs                Idle              2h\n"
-                             "  ◆ spec                Awaiting review   3m\n"));
+                             "  ◆ notes               Awaiting review   3m\n"));
         // The two orange lamps keep their own shapes in colour too; the selected row is marked.
         const auto coloured = StatusFormat::list(groups, now, {true, 80}, 1);
         QCOMPARE(coloured[2].text, std::string("> \033[38;5;208m▲\033[0m \033[7mFix the build  "
