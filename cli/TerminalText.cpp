@@ -106,14 +106,19 @@ bool isDirectionControl(char32_t value) {
     return (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
 }
 
+// Columns a code point takes; an invalid byte shows as one replacement character.
+std::size_t columnsOf(const CodePoint& point) {
+    const int w = point.valid ? cellWidth(point.value) : 1;
+    return w > 0 ? static_cast<std::size_t>(w) : 0;
+}
+
 } // namespace
 
 std::size_t columns(std::string_view text) {
     std::size_t total = 0;
     for (std::size_t at = 0; at < text.size();) {
         const CodePoint point = decode(text, at);
-        const int w = point.valid ? cellWidth(point.value) : 1;
-        total += w > 0 ? static_cast<std::size_t>(w) : 0;
+        total += columnsOf(point);
         at += point.length;
     }
     return total;
@@ -130,8 +135,7 @@ std::string truncated(std::string_view text, std::size_t width) {
     std::size_t end = 0;
     while (end < text.size()) {
         const CodePoint point = decode(text, end);
-        const int w = point.valid ? cellWidth(point.value) : 1;
-        const std::size_t taken = w > 0 ? static_cast<std::size_t>(w) : 0;
+        const std::size_t taken = columnsOf(point);
         if (used + taken > width - 1) {
             break;
         }
@@ -198,8 +202,7 @@ std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
             std::size_t cutWidth = 0;
             while (cut < word.size()) {
                 const CodePoint point = decode(word, cut);
-                const int w = point.valid ? cellWidth(point.value) : 1;
-                const std::size_t taken = w > 0 ? static_cast<std::size_t>(w) : 0;
+                const std::size_t taken = columnsOf(point);
                 if (cutWidth + taken > width && cut > 0) {
                     break;
                 }
