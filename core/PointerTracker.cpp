@@ -9,19 +9,33 @@ double PointerTracker::scrollDelta(double deltaY, bool precise) {
 }
 
 bool PointerTracker::isInside(const WidgetMetrics& metrics, CanvasPoint pointer) const {
-    return metrics.hotArea(expanded_).contains(pointer.x, pointer.y);
+    return !isStale(pointer) && metrics.hotArea(expanded_).contains(pointer.x, pointer.y);
+}
+
+void PointerTracker::notice(CanvasPoint pointer) {
+    if (stale_ && *stale_ != pointer)
+        stale_.reset();
 }
 
 void PointerTracker::evaluate(const WidgetMetrics& metrics, CanvasPoint pointer, double now) {
+    notice(pointer);
     // Hit-test against the offset the list is drawn with, which stays in range when it shrinks.
     const double offset = metrics.clampedScroll(scrollOffset_);
-    hovered_ = metrics.lampIndex(pointer.x, pointer.y);
-    if (!hovered_ && expanded_)
-        hovered_ = metrics.rowIndex(pointer.x, pointer.y, offset);
+    hovered_.reset();
+    if (!isStale(pointer)) {
+        hovered_ = metrics.lampIndex(pointer.x, pointer.y);
+        if (!hovered_ && expanded_)
+            hovered_ = metrics.rowIndex(pointer.x, pointer.y, offset);
+    }
 
+    const bool inside = isInside(metrics, pointer);
+    pointerInside_ = inside;
     if (pinned_)
         return;
-    const bool inside = isInside(metrics, pointer);
+    // From here on a presented panel is a hovered one.
+    if (inside)
+        presented_ = false;
+    // A presented panel waiting for the pointer keeps its pending close (target false) as it is.
     if (inside == expanded_) {
         cancelHoverDelay();
         return;
@@ -36,6 +50,7 @@ void PointerTracker::evaluate(const WidgetMetrics& metrics, CanvasPoint pointer,
 void PointerTracker::hoverDelayElapsed(const WidgetMetrics& metrics, CanvasPoint pointer) {
     if (!hoverTarget_)
         return;
+    notice(pointer);
     const bool target = *hoverTarget_;
     cancelHoverDelay();
     // Pinning while a collapse was pending must not let it fire later.
@@ -43,6 +58,17 @@ void PointerTracker::hoverDelayElapsed(const WidgetMetrics& metrics, CanvasPoint
         return;
     if (isInside(metrics, pointer) == target)
         setExpanded(target);
+    pointerInside_ = isInside(metrics, pointer);
+}
+
+void PointerTracker::pointerLeft(const WidgetMetrics& metrics, CanvasPoint polled, double now) {
+    stale_ = polled;
+    evaluate(metrics, polled, now);
+}
+
+void PointerTracker::pointerEntered(const WidgetMetrics& metrics, CanvasPoint pointer, double now) {
+    stale_.reset();
+    evaluate(metrics, pointer, now);
 }
 
 bool PointerTracker::scroll(const WidgetMetrics& metrics, CanvasPoint pointer, double delta,
@@ -78,6 +104,18 @@ void PointerTracker::openPinned() {
     setExpanded(true);
 }
 
+void PointerTracker::present(const WidgetMetrics& metrics, CanvasPoint pointer, double now) {
+    if (pinned_)
+        return;
+    // The pointer has to come to the list; staying where it was is not coming.
+    stale_ = pointer;
+    setExpanded(true);
+    presented_ = true;
+    hoverTarget_ = false;
+    hoverDeadline_ = now + presentedTimeout;
+    evaluate(metrics, pointer, now);
+}
+
 void PointerTracker::collapse() {
     if (pinned_)
         return;
@@ -94,6 +132,7 @@ void PointerTracker::setExpanded(bool expanded) {
 }
 
 void PointerTracker::cancelHoverDelay() {
+    presented_ = false;
     hoverTarget_.reset();
     hoverDeadline_.reset();
 }

@@ -39,8 +39,8 @@ void LiveWidget::setPinnedOpen(bool pinned) {
     controller_.setPinnedOpen(pinned);
 }
 
-void LiveWidget::openPinned() {
-    controller_.setPinnedOpen(true);
+void LiveWidget::present() {
+    controller_.present();
 }
 
 void LiveWidget::collapse() {

@@ -16,7 +16,7 @@ public:
 
     void show() override;
     void setPinnedOpen(bool pinned) override;
-    void openPinned() override;
+    void present() override;
     void collapse() override;
 
 private:

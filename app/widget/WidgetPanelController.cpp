@@ -6,6 +6,7 @@
 #include "WidgetRootView.h"
 #include "WindowBlur.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QGuiApplication>
 #include <QLoggingCategory>
@@ -44,7 +45,7 @@ WidgetPanelController::WidgetPanelController(WidgetFeed& feed, WidgetActions act
     : QObject(parent), feed_(feed), model_(model), panel_(std::make_unique<WidgetPanel>()) {
     clock_.start();
     rootView_ = new WidgetRootView(feed_, model_, std::move(actions), panel_.get());
-    rootView_->onPointer = [this] { evaluatePointer(); };
+    rootView_->onPointer = [this](PointerCrossing crossing) { pointerCrossed(crossing); };
     rootView_->onScroll = [this](double delta) { return scroll(delta); };
 
     pointerTask_.setInterval(milliseconds(PointerTracker::pollInterval));
@@ -114,6 +115,11 @@ void WidgetPanelController::setPinnedOpen(bool open) {
     apply();
 }
 
+void WidgetPanelController::present() {
+    tracker_.present(metrics(), pointer(), now());
+    apply();
+}
+
 void WidgetPanelController::collapse() {
     tracker_.collapse();
     apply();
@@ -152,10 +158,28 @@ double WidgetPanelController::now() const {
 void WidgetPanelController::evaluatePointer() {
     if (placement_.isNull())
         return;
-    const WidgetMetrics metrics = this->metrics();
-    const CanvasPoint at = pointer();
-    tracker_.evaluate(metrics, at, now());
-    pointerAway_ = !metrics.hotArea(tracker_.isExpanded()).contains(at.x, at.y);
+    tracker_.evaluate(metrics(), pointer(), now());
+    apply();
+}
+
+void WidgetPanelController::pointerCrossed(PointerCrossing crossing) {
+    if (placement_.isNull())
+        return;
+    switch (crossing) {
+    case PointerCrossing::moved:
+        tracker_.evaluate(metrics(), pointer(), now());
+        break;
+    case PointerCrossing::entered:
+        tracker_.pointerEntered(metrics(), pointer(), now());
+        break;
+    case PointerCrossing::left:
+        // A menu of our own taking the pointer is no leaving: it opens where the pointer is.
+        if (QApplication::activePopupWidget())
+            tracker_.evaluate(metrics(), pointer(), now());
+        else
+            tracker_.pointerLeft(metrics(), pointer(), now());
+        break;
+    }
     apply();
 }
 
@@ -164,8 +188,8 @@ void WidgetPanelController::evaluatePointer() {
 // nothing can change until then, and the poll rests instead of asking the server where the
 // pointer is several times a second.
 void WidgetPanelController::updatePointerTask() {
-    const bool resting =
-        windowReportsEntry() && pointerAway_ && !tracker_.isExpanded() && !tracker_.hoverTarget();
+    const bool resting = windowReportsEntry() && !tracker_.isPointerInside() &&
+                         !tracker_.isExpanded() && !tracker_.hoverTarget();
     if (!tracker_.watchesPointer() || resting)
         pointerTask_.stop();
     else if (!pointerTask_.isActive())
@@ -180,10 +204,7 @@ bool WidgetPanelController::scroll(double delta) {
 
 void WidgetPanelController::hoverDelayElapsed() {
     armedDeadline_.reset();
-    const WidgetMetrics metrics = this->metrics();
-    const CanvasPoint at = pointer();
-    tracker_.hoverDelayElapsed(metrics, at);
-    pointerAway_ = !metrics.hotArea(tracker_.isExpanded()).contains(at.x, at.y);
+    tracker_.hoverDelayElapsed(metrics(), pointer());
     apply();
 }
 

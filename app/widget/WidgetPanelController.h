@@ -23,9 +23,9 @@ class WidgetRootView;
 
 // Owns the widget's window and canvas and is the only writer of the model: it places the window at
 // the right edge of the primary screen (again whenever the screens change), polls the pointer,
-// opens and closes the panel on hover after its delays, pins it open on request, and scrolls the
-// list. The decisions are PointerTracker's; this class gives it the time and the pointer and
-// copies its state into the model.
+// opens and closes the panel on hover after its delays, pins it open or presents it on request,
+// and scrolls the list. The decisions are PointerTracker's; this class gives it the time and the
+// pointer and copies its state into the model.
 class WidgetPanelController : public QObject {
     Q_OBJECT
 public:
@@ -37,6 +37,9 @@ public:
     // screen; none follows the screen's available height.
     void show(bool pinnedExpanded, bool watchPointer, std::optional<double> canvasHeight = {});
     void setPinnedOpen(bool open);
+    // Opens the panel until the pointer has come and gone, or for a few seconds if it never
+    // comes (see PointerTracker::present).
+    void present();
     void collapse();
     // The canvas is drawn with `look`, and the window server is asked to blur what lies behind
     // the window by the user's `glassBlur` (rounded; none with reduced transparency).
@@ -58,6 +61,7 @@ private:
     CanvasPoint pointer() const;
     double now() const;
     void evaluatePointer();
+    void pointerCrossed(PointerCrossing crossing);
     void updatePointerTask();
     bool scroll(double delta);
     void hoverDelayElapsed();
@@ -75,8 +79,6 @@ private:
     PointerTracker tracker_;
     QElapsedTimer clock_;
     QTimer pointerTask_;
-    // The pointer was outside the hot area when last seen.
-    bool pointerAway_ = false;
     QTimer hoverTask_;
     std::optional<double> armedDeadline_;
     // Keeps the open panel's area in the mask while the panel's exit transition plays.

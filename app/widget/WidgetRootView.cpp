@@ -164,17 +164,17 @@ void WidgetRootView::showEvent(QShowEvent*) {
 
 void WidgetRootView::enterEvent(QEnterEvent*) {
     if (onPointer)
-        onPointer();
+        onPointer(PointerCrossing::entered);
 }
 
 void WidgetRootView::leaveEvent(QEvent*) {
     if (onPointer)
-        onPointer();
+        onPointer(PointerCrossing::left);
 }
 
 void WidgetRootView::mouseMoveEvent(QMouseEvent*) {
     if (onPointer)
-        onPointer();
+        onPointer(PointerCrossing::moved);
 }
 
 void WidgetRootView::wheelEvent(QWheelEvent* event) {

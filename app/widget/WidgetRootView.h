@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PointerTracker.h"
 #include "WidgetActions.h"
 #include "WidgetFeed.h"
 #include "WidgetLook.h"
@@ -39,7 +40,7 @@ public:
     QSize sizeHint() const override;
 
     // Called at once on every pointer enter, move and leave.
-    std::function<void()> onPointer;
+    std::function<void(PointerCrossing)> onPointer;
     // Called with a wheel event's vertical delta in points (25 a notch, pixel deltas as they
     // come); true when the delta was used.
     std::function<bool(double delta)> onScroll;

@@ -14,7 +14,7 @@ public:
     void setPinnedOpen(bool pinned) override {
         qCInfo(ostrelvan::uiLog, "widget pinned open: %s", pinned ? "yes" : "no");
     }
-    void openPinned() override { qCInfo(ostrelvan::uiLog, "widget opened pinned"); }
+    void present() override { qCInfo(ostrelvan::uiLog, "widget presented"); }
     void collapse() override { qCInfo(ostrelvan::uiLog, "widget collapsed"); }
 };
 

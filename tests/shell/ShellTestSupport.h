@@ -57,7 +57,7 @@ struct FakeWidget : WidgetHost {
     explicit FakeWidget(QStringList& log) : events(log) {}
     void show() override { events << QStringLiteral("widget shown"); }
     void setPinnedOpen(bool pinned) override { events << QStringLiteral("pinned %1").arg(pinned); }
-    void openPinned() override { events << QStringLiteral("opened pinned"); }
+    void present() override { events << QStringLiteral("presented"); }
     void collapse() override { events << QStringLiteral("collapsed"); }
 };
 

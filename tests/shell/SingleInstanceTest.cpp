@@ -33,7 +33,7 @@ private slots:
         SingleInstance first(path);
         QVERIFY(first.claim(std::chrono::milliseconds(200)));
         QVERIFY(first.isListening());
-        QSignalSpy requests(&first, &SingleInstance::openPinnedRequested);
+        QSignalSpy requests(&first, &SingleInstance::presentRequested);
 
         auto second = std::async(std::launch::async, [path] {
             SingleInstance other(path);

@@ -26,6 +26,15 @@ struct Simulation {
     }
     // A move between polls that the window does not see.
     void slip(CanvasPoint to) { pointer = to; }
+    // The window reports the pointer gone; polls go on answering `frozen`.
+    void leave(CanvasPoint frozen) {
+        pointer = frozen;
+        tracker.pointerLeft(metrics, pointer, now);
+    }
+    void enter(CanvasPoint at) {
+        pointer = at;
+        tracker.pointerEntered(metrics, pointer, now);
+    }
 
     void runUntil(double until) {
         for (;;) {
@@ -281,4 +290,137 @@ TEST(PointerTracker, CollapsingPutsTheListBackAtTheTop) {
     pinned.collapse();
     EXPECT_FALSE(pinned.isExpanded());
     EXPECT_EQ(pinned.scrollOffset(), 0);
+}
+
+TEST(PointerTracker, AfterTheWindowSaysThePointerLeftAPollThatDoesNotMoveIsStale) {
+    // Onto a native window of a Wayland desktop: the poll keeps answering the row it left from.
+    Simulation s({1, 1, 1});
+    s.move(onLamp0);
+    s.runUntil(1);
+    ASSERT_TRUE(s.expanded());
+    s.move(onRow0);
+    EXPECT_EQ(s.tracker.hoveredIndex(), 0);
+    s.runUntil(2);
+    s.leave(onRow0);
+    EXPECT_EQ(s.tracker.hoveredIndex(), std::nullopt);
+    EXPECT_FALSE(s.tracker.isPointerInside());
+    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 2.45);
+    s.runUntil(2.449);
+    EXPECT_TRUE(s.expanded());
+    s.runUntil(2.45);
+    EXPECT_FALSE(s.expanded());
+    s.runUntil(10); // polls answering the frozen point open nothing
+    EXPECT_FALSE(s.expanded());
+    EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
+
+    // Back on the window, where the frozen point happens to be the real one again.
+    s.enter(onLamp0);
+    s.slip(onRow0);
+    s.enter(onRow0);
+    EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt); // closed: the row is not in the hot area
+    s.enter(onLamp0);
+    s.leave(onLamp0);
+    s.runUntil(11);
+    EXPECT_FALSE(s.expanded());
+    s.enter(onLamp0);
+    EXPECT_EQ(s.tracker.hoveredIndex(), 0);
+    s.runUntil(11.28);
+    EXPECT_TRUE(s.expanded());
+
+    // Onto another X11 window the poll moves on: a real move is believed at once.
+    s.leave(onRow0);
+    s.runUntil(11.4);
+    s.slip(onLamp2);
+    s.runUntil(12);
+    EXPECT_TRUE(s.expanded());
+    EXPECT_EQ(s.tracker.hoveredIndex(), 2);
+    EXPECT_TRUE(s.tracker.isPointerInside());
+
+    // A leave seen where the pointer really is outside changes nothing.
+    s.leave(away);
+    s.runUntil(12.45);
+    EXPECT_FALSE(s.expanded());
+    s.slip(onLamp0);
+    s.runUntil(13);
+    EXPECT_TRUE(s.expanded());
+}
+
+TEST(PointerTracker, APresentedPanelClosesOnceThePointerHasComeAndGoneOrAfterSixSeconds) {
+    // The pointer never comes: closed six seconds later, however long the polls go on.
+    Simulation s({1, 1, 1});
+    s.move(away);
+    s.runUntil(1);
+    s.tracker.present(s.metrics, s.pointer, s.now);
+    EXPECT_TRUE(s.expanded());
+    EXPECT_TRUE(s.tracker.isPresented());
+    EXPECT_FALSE(s.tracker.isExpansionPinned());
+    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 1 + PointerTracker::presentedTimeout);
+    s.move({200, 520}); // moving about elsewhere does not shorten it
+    s.runUntil(6.99);
+    EXPECT_TRUE(s.expanded());
+    s.runUntil(7);
+    EXPECT_FALSE(s.expanded());
+    EXPECT_FALSE(s.tracker.isPresented());
+
+    // It comes, stays a while, and goes: closed after the usual delay.
+    s.tracker.present(s.metrics, s.pointer, s.now);
+    s.runUntil(8);
+    s.move(onRow0);
+    EXPECT_FALSE(s.tracker.isPresented());
+    EXPECT_EQ(s.tracker.hoverDeadline(), std::nullopt);
+    s.runUntil(20); // no timeout while it is there
+    EXPECT_TRUE(s.expanded());
+    s.move(away);
+    s.runUntil(20.449);
+    EXPECT_TRUE(s.expanded());
+    s.runUntil(20.45);
+    EXPECT_FALSE(s.expanded());
+
+    // A pointer resting where the list opens has not come to it; once it moves, it has.
+    s.slip(onRow0);
+    s.runUntil(21);
+    s.tracker.present(s.metrics, s.pointer, s.now);
+    EXPECT_EQ(s.tracker.hoveredIndex(), std::nullopt);
+    s.runUntil(26.99);
+    EXPECT_TRUE(s.expanded());
+    s.runUntil(27);
+    EXPECT_FALSE(s.expanded());
+    s.tracker.present(s.metrics, s.pointer, s.now);
+    s.slip({101, 340});
+    s.runUntil(40);
+    EXPECT_TRUE(s.expanded());
+    EXPECT_FALSE(s.tracker.isPresented());
+
+    // Unwatched for hover, the timeout still closes it.
+    PointerTracker still(false);
+    still.present(s.metrics, away, 0);
+    ASSERT_TRUE(still.isExpanded());
+    still.hoverDelayElapsed(s.metrics, away);
+    EXPECT_FALSE(still.isExpanded());
+}
+
+TEST(PointerTracker, APinStaysAPinWhateverIsPresented) {
+    Simulation s({1, 1, 1});
+    s.move(away);
+    s.tracker.setPinnedOpen(true, s.metrics, s.pointer, s.now);
+    s.tracker.present(s.metrics, s.pointer, s.now);
+    EXPECT_TRUE(s.tracker.isExpansionPinned());
+    EXPECT_FALSE(s.tracker.isPresented());
+    EXPECT_EQ(s.tracker.hoverDeadline(), std::nullopt);
+    s.leave(onRow0);
+    s.runUntil(30);
+    EXPECT_TRUE(s.expanded());
+
+    // Pinned while presented: the timeout is gone; unpinned, hover decides.
+    Simulation p({1, 1, 1});
+    p.move(away);
+    p.tracker.present(p.metrics, p.pointer, p.now);
+    p.runUntil(2);
+    p.tracker.setPinnedOpen(true, p.metrics, p.pointer, p.now);
+    p.runUntil(30);
+    EXPECT_TRUE(p.expanded());
+    p.tracker.setPinnedOpen(false, p.metrics, p.pointer, p.now);
+    EXPECT_DOUBLE_EQ(*p.tracker.hoverDeadline(), 30.45);
+    p.runUntil(30.45);
+    EXPECT_FALSE(p.expanded());
 }

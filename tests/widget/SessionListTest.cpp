@@ -226,7 +226,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(h.view.get()));
         int pointer = 0;
         std::vector<double> scrolls;
-        h.view->onPointer = [&] { ++pointer; };
+        h.view->onPointer = [&](PointerCrossing) { ++pointer; };
         h.view->onScroll = [&](double delta) {
             scrolls.push_back(delta);
             return true;

@@ -45,7 +45,8 @@ AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices service
       hookPaths_(hookPathsOf(services_)), mode_(std::move(mode)), settings_(defaults),
       acknowledged_(defaults),
       store_(SessionFileStore(DataPaths::sessions(services_.environment)), acknowledged_,
-             ProcessTable::isAlive, wallClockNow, ClaudeRegistry::configDirectory(services_.home, services_.environment),
+             ProcessTable::isAlive, wallClockNow,
+             ClaudeRegistry::configDirectory(services_.home, services_.environment),
              mode_.kind == LaunchMode::Kind::normal
                  ? ClaudeSystem::live(services_.home, services_.environment)
                  : ClaudeSystem::none(),
@@ -206,9 +207,9 @@ void AppState::quit() {
     }
 }
 
-void AppState::openWidgetPinned() {
+void AppState::presentWidget() {
     if (widget_) {
-        widget_->openPinned();
+        widget_->present();
     }
 }
 

@@ -69,7 +69,7 @@ public:
     void quit();
     void perform(MenuCommand command);
     // Another start of the app asked for the panel.
-    void openWidgetPinned();
+    void presentWidget();
 
 signals:
     void hookErrorChanged();

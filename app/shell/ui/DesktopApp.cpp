@@ -51,8 +51,8 @@ int runDesktopApp(QApplication& application, DesktopParts parts) {
     if (!tray.isAvailable()) {
         state.setAppMenu([&state](QMenu& menu) { MenuBarMenu::appendToWidgetMenu(menu, state); });
     }
-    QObject::connect(&instance, &SingleInstance::openPinnedRequested, &state,
-                     &AppState::openWidgetPinned);
+    QObject::connect(&instance, &SingleInstance::presentRequested, &state,
+                     &AppState::presentWidget);
     state.start();
     return application.exec();
 }

@@ -22,7 +22,7 @@ struct DesktopParts {
 
 // Runs the app in the application object that main() made, and returns main's exit status:
 // 0 at once when another instance for this user and data folder is running (it is asked to
-// open its panel pinned). Otherwise: the user's settings, the application state, the tray item
+// show its panel). Otherwise: the user's settings, the application state, the tray item
 // and start-up as the launch mode says, then the event loop.
 int runDesktopApp(QApplication& application, DesktopParts parts);
 

@@ -12,6 +12,8 @@ namespace ostrelvan {
 
 namespace {
 
+// The words predate presenting the panel; kept so that starts of other versions understand each
+// other.
 const QByteArray request = "open-pinned\n";
 const QByteArray reply = "ok\n";
 
@@ -81,7 +83,7 @@ void SingleInstance::answer() {
             if (socket->readLine() == request) {
                 socket->write(reply);
                 socket->flush();
-                emit openPinnedRequested();
+                emit presentRequested();
             }
             socket->disconnectFromServer();
         });

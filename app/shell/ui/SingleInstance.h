@@ -10,8 +10,7 @@
 namespace ostrelvan {
 
 // One running app per user and data folder. The first start listens on a local socket in the
-// user's runtime folder; a later start finds it there, asks it to open its panel pinned, and
-// leaves.
+// user's runtime folder; a later start finds it there, asks it to show its panel, and leaves.
 class SingleInstance : public QObject {
     Q_OBJECT
 public:
@@ -22,13 +21,13 @@ public:
     explicit SingleInstance(QString socketPath, QObject* parent = nullptr);
 
     // True when this process is now the one instance. False when another one answered: it has
-    // been asked to open its panel pinned, and this process should exit.
+    // been asked to show its panel, and this process should exit.
     bool claim(std::chrono::milliseconds timeout = std::chrono::milliseconds(2000));
 
     bool isListening() const { return server_.isListening(); }
 
 signals:
-    void openPinnedRequested();
+    void presentRequested();
 
 private:
     bool askRunningInstance(std::chrono::milliseconds timeout);

@@ -19,8 +19,9 @@ public:
     virtual void show() = 0;
     // Kept expanded while the settings window is visible, released when it closes.
     virtual void setPinnedOpen(bool pinned) = 0;
-    // Another start of the app asked for the panel: expand it and keep it open.
-    virtual void openPinned() = 0;
+    // Another start of the app asked for the panel: open it until the pointer has come and gone,
+    // or for a few seconds if it never comes.
+    virtual void present() = 0;
     // A session was just opened from a row.
     virtual void collapse() = 0;
 };
