@@ -157,6 +157,119 @@ TEST_F(DesktopEndToEnd, ALampChangesColourWhenAHookEventArrives) {
     EXPECT_EQ(::kill(app.pid(), 0), 0) << "ostrelvan-desktop died\n" << readText(log);
 }
 
+// How many pixels of a rectangle (every second one each way) differ clearly between two
+// pictures of the same screen; -1 when they cannot be compared.
+int changedPixels(const Screenshot& a, const Screenshot& b, int left, int top, int width,
+                  int height) {
+    if (a.width != b.width || a.height != b.height || a.width < left + width ||
+        a.height < top + height)
+        return -1;
+    int changed = 0;
+    for (int y = top; y < top + height; y += 2)
+        for (int x = left; x < left + width; x += 2) {
+            const Rgb p = a.at(x, y), q = b.at(x, y);
+            if (std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b) > 40)
+                ++changed;
+        }
+    return changed;
+}
+
+TEST_F(DesktopEndToEnd, ASecondStartShowsTheListUntilThePointerHasComeAndGone) {
+    if (!XSession::available())
+        GTEST_SKIP() << "Xvfb is not installed";
+    XSession x;
+    std::filesystem::create_directories(home);
+    Process agent({"/bin/sleep", "600"});
+    ASSERT_EQ(hook("SessionStart", "e2e-present", agent.pid(), R"(,"source":"startup")").code, 0);
+    ASSERT_EQ(hook("UserPromptSubmit", "e2e-present", agent.pid(), R"(,"prompt":"go")").code, 0);
+
+    const WorkArea area = workArea(x);
+    ASSERT_GT(area.height, 0) << "no work area on the root window";
+    const WidgetMetrics metrics({1}, area.height);
+    const int canvasX = area.x + area.width - int(WidgetMetrics::canvasWidth);
+    const LayoutRect panel = metrics.panelRect();
+    const int listX = canvasX + int(panel.x), listY = area.y + area.height - int(panel.maxY());
+    const int listWidth = int(panel.width), listHeight = int(panel.height);
+    // Where a click on the open list would land: on a row's name, away from its buttons.
+    const int spotX = listX + 60, spotY = listY + listHeight / 2;
+
+    // A window below the list that reports every click it gets.
+    const Path clicks = root / "clicks.log";
+    Process below({"xev", "-event", "button", "-geometry",
+                   std::to_string(listWidth + 40) + "x" + std::to_string(listHeight + 40) + "+" +
+                       std::to_string(listX - 20) + "+" + std::to_string(listY - 20)},
+                  x.environment(), {"/dev/null", clicks, clicks});
+    auto clicksSeen = [&] {
+        const std::string text = readText(clicks);
+        int n = 0;
+        for (auto at = text.find("ButtonPress"); at != std::string::npos;
+             at = text.find("ButtonPress", at + 1))
+            ++n;
+        return n;
+    };
+    auto click = [&] {
+        movePointer(x, spotX, spotY);
+        run({"xdotool", "click", "1"}, x.environment());
+    };
+    // Clicks reach it before the app runs.
+    ASSERT_TRUE(eventually([&] {
+        click();
+        return clicksSeen() > 0;
+    })) << "the window below never got a click\n"
+        << readText(clicks);
+
+    movePointer(x, 10, 10);
+    const Path log = root / "desktop.log";
+    Process app({OSTRELVAN_DESKTOP}, appEnvironment(x), {"/dev/null", log, log});
+    ASSERT_TRUE(
+        eventually([&] { return readText(log).find("widget shown") != std::string::npos; }, 20s))
+        << readText(log);
+    // Settled: the lamp drawn, nothing else.
+    Screenshot closed;
+    ASSERT_TRUE(eventually([&] {
+        const Screenshot before = screenshot(x);
+        closed = screenshot(x);
+        return changedPixels(before, closed, 0, 0, closed.width, closed.height) == 0 &&
+               closed.width > 0;
+    }));
+    auto listOpen = [&](bool open) {
+        return eventually(
+            [&] {
+                // Below the window's title bar, left of any tool tip by the lamps.
+                const int changed = changedPixels(closed, screenshot(x), listX, listY + 30,
+                                                  int(listWidth * 0.4), listHeight - 40);
+                return open ? changed > 200 : changed >= 0 && changed < 20;
+            },
+            15s);
+    };
+    ASSERT_TRUE(listOpen(false));
+
+    // A second start asks this one to show its list, and leaves.
+    const Outcome second = run({OSTRELVAN_DESKTOP}, appEnvironment(x));
+    EXPECT_EQ(second.code, 0) << second.err;
+    ASSERT_TRUE(listOpen(true)) << "a second start did not show the list\n" << readText(log);
+
+    // The pointer comes to the list and goes: it closes, and clicks there reach the window below.
+    movePointer(x, spotX, spotY);
+    movePointer(x, spotX + 20, spotY + 10);
+    movePointer(x, 10, 10);
+    EXPECT_TRUE(listOpen(false)) << "the list stayed open after the pointer left";
+    const int before = clicksSeen();
+    EXPECT_TRUE(eventually([&] {
+        click();
+        movePointer(x, 10, 10);
+        return clicksSeen() > before;
+    })) << "clicks where the list was do not reach the window below";
+    EXPECT_TRUE(listOpen(false)) << "the click opened the list";
+
+    // Shown again with the pointer far away: it closes by itself.
+    movePointer(x, 10, 10);
+    ASSERT_EQ(run({OSTRELVAN_DESKTOP}, appEnvironment(x)).code, 0);
+    ASSERT_TRUE(listOpen(true)) << "a third start did not show the list";
+    EXPECT_TRUE(listOpen(false)) << "the list stayed open without the pointer";
+    EXPECT_EQ(::kill(app.pid(), 0), 0) << "ostrelvan-desktop died\n" << readText(log);
+}
+
 TEST(DesktopCommandLine, HelpVersionBadArgumentsAndAnOffscreenScreenshot) {
     const Variables environment{{"PATH", "/usr/bin:/bin"}, {"LANG", "C.UTF-8"}};
     const Outcome help = run({OSTRELVAN_DESKTOP, "--help"}, environment);
