@@ -1,4 +1,5 @@
-#include "ScreenPixels.h"
+#include "ScreenChanges.h"
+#include "WidgetMetrics.h"
 #include "WindowActivation.h"
 
 #include <QTest>
@@ -18,6 +19,7 @@ class KWinEndToEndTest : public QObject {
     std::optional<Process> kwin_;
     std::string outer_;
     std::string xwayland_;
+    static constexpr int width = 1280, height = 800;
 
     Variables environment(Variables more = {}) const {
         Variables result{
@@ -50,19 +52,6 @@ class KWinEndToEndTest : public QObject {
         return std::stoi(owner.out.substr(equals + 2));
     }
 
-    // How many pixels (every fourth one each way) of KWin's output differ from `before`.
-    int changedSince(const Screenshot& before) const {
-        const Screenshot now = outerScreenshot();
-        if (now.width != before.width || now.height != before.height)
-            return -1;
-        int changed = 0;
-        for (int y = 0; y < now.height; y += 4)
-            for (int x = 0; x < now.width; x += 4) {
-                const Rgb p = now.at(x, y), q = before.at(x, y);
-                changed += std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b) > 40;
-            }
-        return changed;
-    }
     Screenshot outerScreenshot() const {
         const Path file = scratch_ / "screen.ppm";
         std::filesystem::remove(file);
@@ -115,7 +104,8 @@ private slots:
         Variables variables = environment({{"DISPLAY", outer_}});
         variables.erase("WAYLAND_DISPLAY");
         kwin_.emplace(
-            std::vector<std::string>{kwin, "--x11-display", outer_, "--xwayland",
+            std::vector<std::string>{kwin, "--x11-display", outer_, "--xwayland", "--width",
+                                     std::to_string(width), "--height", std::to_string(height),
                                      "sh -c 'echo $DISPLAY > " + announced.string() + "'"},
             variables, Streams{"/dev/null", log, log});
         QTRY_VERIFY2_WITH_TIMEOUT(readText(announced).find('\n') != std::string::npos,
@@ -139,7 +129,8 @@ private slots:
         Process dialog({"zenity", "--info", "--text=native"},
                        environment({{"GDK_BACKEND", "wayland"}}));
         // Up before the terminal, which then takes the focus from it.
-        QTRY_VERIFY_WITH_TIMEOUT(changedSince(bare) > 500, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            changedPixels(bare, outerScreenshot(), {0, 0, width, height}) > 500, 20000);
         Process terminal({"xterm"}, environment());
         QTRY_COMPARE_WITH_TIMEOUT(activeX11Owner(), std::optional(terminal.pid()), 20000);
 
@@ -153,6 +144,75 @@ private slots:
         // Without an X11 display to ask, the terminal too comes forward through KWin.
         QCOMPARE(activate({terminal.pid()}, false), WindowActivation::Outcome::activated);
         QTRY_COMPARE_WITH_TIMEOUT(activeX11Owner(), std::optional(terminal.pid()), 10000);
+    }
+
+    // The widget runs through XWayland here as on GNOME, and XWayland is told nothing once the
+    // pointer is on a native window: the list must close all the same.
+    void theWidgetsListClosesWhenThePointerMovesOntoANativeWindow() {
+        TempDir root;
+        const Path data = root / "data";
+        Process agent({"/bin/sleep", "600"});
+        for (const auto& [event, extra] :
+             {std::pair<std::string, std::string>{"SessionStart", R"(,"source":"startup")"},
+              {"UserPromptSubmit", R"(,"prompt":"run the tests")"}}) {
+            const Outcome out = run({OSTRELVAN_HOOK},
+                                    Variables{{"OSTRELVAN_DATA_DIR", data.string()},
+                                              {"PATH", "/usr/bin:/bin"},
+                                              {"CLAUDE_PID", std::to_string(agent.pid())},
+                                              {"CLAUDE_CODE_ENTRYPOINT", "cli"}},
+                                    payload(event, "on-kwin", extra));
+            QCOMPARE(out.code, 0);
+        }
+        // No work area on XWayland's root here: the canvas is as tall as the screen.
+        const WidgetMetrics metrics({1}, height);
+        const int canvasX = width - int(WidgetMetrics::canvasWidth);
+        const LayoutRect column = metrics.columnRect(), panel = metrics.panelRect();
+        const int lampX = canvasX + int(column.x + column.width / 2);
+        const int lampY = height - int(metrics.lampCentreY(0));
+        const ScreenRect list{canvasX + int(panel.x), height - int(panel.maxY()),
+                              int(panel.width * 0.4), int(panel.height)};
+        auto movePointer = [&](int x, int y) {
+            run({"xdotool", "mousemove", std::to_string(x), std::to_string(y)},
+                environment({{"DISPLAY", outer_}}));
+        };
+
+        movePointer(10, 10);
+        const Screenshot bare = outerScreenshot();
+        Process dialog({"zenity", "--info", "--text=native"},
+                       environment({{"GDK_BACKEND", "wayland"}}));
+        std::optional<ScreenRect> native;
+        QTRY_VERIFY_WITH_TIMEOUT((native = changedBox(bare, outerScreenshot(), {})) &&
+                                     native->width > 100 && native->height > 50,
+                                 20000);
+        QVERIFY(!native->contains(list.x + list.width, list.y + list.height / 2));
+
+        const Path log = root / "desktop.log";
+        const Screenshot withDialog = outerScreenshot();
+        Process app({OSTRELVAN_DESKTOP},
+                    environment({{"HOME", (root / "home").string()},
+                                 {"XDG_CONFIG_HOME", (root / "home" / ".config").string()},
+                                 {"XDG_SESSION_TYPE", "wayland"},
+                                 {"OSTRELVAN_DATA_DIR", data.string()},
+                                 {"CLAUDE_CONFIG_DIR", (root / "claude").string()}}),
+                    {"/dev/null", log, log});
+        QTRY_VERIFY2_WITH_TIMEOUT(changedPixels(withDialog, outerScreenshot(),
+                                                {canvasX, 0, width - canvasX, height}) > 50,
+                                  qPrintable(QString::fromStdString("no lamps\n" + readText(log))),
+                                  30000);
+        const Screenshot closed = outerScreenshot();
+        auto listOpen = [&](bool open) {
+            return eventually(
+                [&] {
+                    const int changed = changedPixels(closed, outerScreenshot(), list);
+                    return open ? changed > 200 : changed >= 0 && changed < 20;
+                },
+                std::chrono::seconds(15));
+        };
+
+        movePointer(lampX, lampY);
+        QVERIFY2(listOpen(true), "the list did not open under the pointer");
+        movePointer(native->x + native->width / 2, native->y + native->height / 2);
+        QVERIFY2(listOpen(false), "the list stayed open over the Wayland window");
     }
 };
 

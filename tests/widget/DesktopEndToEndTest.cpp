@@ -1,5 +1,6 @@
 // The real ostrelvan-desktop on a private X server with a window manager, over a data folder that
 // the real hook helper writes, looked at from outside through screenshots of the whole screen.
+#include "ScreenChanges.h"
 #include "ScreenPixels.h"
 #include "WidgetMetrics.h"
 
@@ -157,23 +158,6 @@ TEST_F(DesktopEndToEnd, ALampChangesColourWhenAHookEventArrives) {
     EXPECT_EQ(::kill(app.pid(), 0), 0) << "ostrelvan-desktop died\n" << readText(log);
 }
 
-// How many pixels of a rectangle (every second one each way) differ clearly between two
-// pictures of the same screen; -1 when they cannot be compared.
-int changedPixels(const Screenshot& a, const Screenshot& b, int left, int top, int width,
-                  int height) {
-    if (a.width != b.width || a.height != b.height || a.width < left + width ||
-        a.height < top + height)
-        return -1;
-    int changed = 0;
-    for (int y = top; y < top + height; y += 2)
-        for (int x = left; x < left + width; x += 2) {
-            const Rgb p = a.at(x, y), q = b.at(x, y);
-            if (std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b) > 40)
-                ++changed;
-        }
-    return changed;
-}
-
 TEST_F(DesktopEndToEnd, ASecondStartShowsTheListUntilThePointerHasComeAndGone) {
     if (!XSession::available())
         GTEST_SKIP() << "Xvfb is not installed";
@@ -229,15 +213,16 @@ TEST_F(DesktopEndToEnd, ASecondStartShowsTheListUntilThePointerHasComeAndGone) {
     ASSERT_TRUE(eventually([&] {
         const Screenshot before = screenshot(x);
         closed = screenshot(x);
-        return changedPixels(before, closed, 0, 0, closed.width, closed.height) == 0 &&
+        return changedPixels(before, closed, {0, 0, closed.width, closed.height}) == 0 &&
                closed.width > 0;
     }));
     auto listOpen = [&](bool open) {
         return eventually(
             [&] {
                 // Below the window's title bar, left of any tool tip by the lamps.
-                const int changed = changedPixels(closed, screenshot(x), listX, listY + 30,
-                                                  int(listWidth * 0.4), listHeight - 40);
+                const int changed =
+                    changedPixels(closed, screenshot(x),
+                                  {listX, listY + 30, int(listWidth * 0.4), listHeight - 40});
                 return open ? changed > 200 : changed >= 0 && changed < 20;
             },
             15s);

@@ -1,6 +1,7 @@
 // The real ostrelvan-desktop on GNOME Shell's Wayland session, where it runs through XWayland
 // beside native Wayland windows, driven and looked at from the display the shell is nested in.
 #include "GnomeShell.h"
+#include "ScreenChanges.h"
 #include "WidgetMetrics.h"
 
 #include <gtest/gtest.h>
@@ -10,52 +11,6 @@ namespace {
 
 using namespace test;
 using namespace std::chrono_literals;
-
-struct ScreenRect {
-    int x = 0, y = 0, width = 0, height = 0;
-
-    bool contains(int px, int py) const {
-        return px >= x && px < x + width && py >= y && py < y + height;
-    }
-};
-
-// How many pixels of `area` (every second one each way) differ clearly between two pictures.
-int changedPixels(const Screenshot& a, const Screenshot& b, const ScreenRect& area) {
-    if (a.width != b.width || a.height != b.height || a.width < area.x + area.width ||
-        a.height < area.y + area.height)
-        return -1;
-    int changed = 0;
-    for (int y = area.y; y < area.y + area.height; y += 2)
-        for (int x = area.x; x < area.x + area.width; x += 2) {
-            const Rgb p = a.at(x, y), q = b.at(x, y);
-            if (std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b) > 40)
-                ++changed;
-        }
-    return changed;
-}
-
-// The bounding box of what differs between two pictures outside `ignored`.
-std::optional<ScreenRect> changedBox(const Screenshot& a, const Screenshot& b,
-                                     const ScreenRect& ignored) {
-    if (a.width != b.width || a.height != b.height || a.width == 0)
-        return std::nullopt;
-    int left = a.width, top = a.height, right = -1, bottom = -1;
-    for (int y = 0; y < a.height; y += 2)
-        for (int x = 0; x < a.width; x += 2) {
-            if (ignored.contains(x, y))
-                continue;
-            const Rgb p = a.at(x, y), q = b.at(x, y);
-            if (std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b) <= 40)
-                continue;
-            left = std::min(left, x);
-            top = std::min(top, y);
-            right = std::max(right, x);
-            bottom = std::max(bottom, y);
-        }
-    if (right < 0)
-        return std::nullopt;
-    return ScreenRect{left, top, right - left + 1, bottom - top + 1};
-}
 
 // One working session, recorded by the real hook helper for a live agent, and the real app on
 // GNOME Shell; where its lamp and list are on the screen.
