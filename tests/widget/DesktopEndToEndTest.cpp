@@ -167,8 +167,10 @@ TEST_F(DesktopEndToEnd, ASecondStartShowsTheListUntilThePointerHasComeAndGone) {
     ASSERT_EQ(hook("SessionStart", "e2e-present", agent.pid(), R"(,"source":"startup")").code, 0);
     ASSERT_EQ(hook("UserPromptSubmit", "e2e-present", agent.pid(), R"(,"prompt":"go")").code, 0);
 
-    const WorkArea area = workArea(x);
-    ASSERT_GT(area.height, 0) << "no work area on the root window";
+    // openbox publishes the work area a moment after it starts managing.
+    WorkArea area;
+    ASSERT_TRUE(eventually([&] { return (area = workArea(x)).height > 0; }))
+        << "no work area on the root window";
     const WidgetMetrics metrics({1}, area.height);
     const int canvasX = area.x + area.width - int(WidgetMetrics::canvasWidth);
     const LayoutRect panel = metrics.panelRect();

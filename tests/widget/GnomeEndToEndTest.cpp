@@ -30,8 +30,7 @@ public:
             if (out.code != 0)
                 throw std::runtime_error("the hook helper failed: " + out.err);
         }
-        area = shell.workArea();
-        if (area.height <= 0)
+        if (!eventually([&] { return (area = shell.workArea()).height > 0; }))
             throw std::runtime_error("no work area\n" + shell.log());
         const WidgetMetrics metrics({1}, area.height);
         const int canvasX = area.x + area.width - int(WidgetMetrics::canvasWidth);
