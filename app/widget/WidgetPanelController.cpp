@@ -252,11 +252,14 @@ void WidgetPanelController::apply() {
 
     updatePointerTask();
 
-    if (tracker_.isExpanded() && !maskExpanded_) {
+    if (tracker_.isExpanded()) {
+        // Opened again while the last closing plays: its shrinking must not clip the open panel.
         maskShrink_.stop();
-        maskExpanded_ = true;
-        updateMask();
-    } else if (!tracker_.isExpanded() && wasExpanded) {
+        if (!maskExpanded_) {
+            maskExpanded_ = true;
+            updateMask();
+        }
+    } else if (wasExpanded) {
         maskShrink_.start();
     }
 }
