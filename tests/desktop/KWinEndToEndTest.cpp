@@ -201,12 +201,7 @@ private slots:
                                   30000);
         const Screenshot closed = outerScreenshot();
         auto listOpen = [&](bool open) {
-            return eventually(
-                [&] {
-                    const int changed = changedPixels(closed, outerScreenshot(), list);
-                    return open ? changed > 200 : changed >= 0 && changed < 20;
-                },
-                std::chrono::seconds(15));
+            return eventuallyDiffers(closed, list, open, [&] { return outerScreenshot(); });
         };
 
         movePointer(lampX, lampY);

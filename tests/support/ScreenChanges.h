@@ -4,6 +4,7 @@
 #include "ScreenPixels.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <optional>
 
@@ -53,6 +54,24 @@ inline std::optional<ScreenRect> changedBox(const Screenshot& a, const Screensho
     if (right < 0)
         return std::nullopt;
     return ScreenRect{left, top, right - left + 1, bottom - top + 1};
+}
+
+// Waits until `area` of the screen, as `shoot` takes it, differs clearly from `reference` (when
+// `differs`) or matches it again. A match has to hold on two pictures in a row, so that a frame
+// caught mid-repaint does not pass for the settled screen.
+template <class Shoot>
+bool eventuallyDiffers(const Screenshot& reference, const ScreenRect& area, bool differs,
+                       Shoot shoot, std::chrono::milliseconds limit = std::chrono::seconds(15)) {
+    int matches = 0;
+    return eventually(
+        [&] {
+            const int changed = changedPixels(reference, shoot(), area);
+            if (differs)
+                return changed > 200;
+            matches = changed >= 0 && changed < 20 ? matches + 1 : 0;
+            return matches >= 2;
+        },
+        limit);
 }
 
 } // namespace ostrelvan::test

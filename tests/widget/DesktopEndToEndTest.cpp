@@ -219,15 +219,9 @@ TEST_F(DesktopEndToEnd, ASecondStartShowsTheListUntilThePointerHasComeAndGone) {
                closed.width > 0;
     }));
     auto listOpen = [&](bool open) {
-        return eventually(
-            [&] {
-                // Below the window's title bar, left of any tool tip by the lamps.
-                const int changed =
-                    changedPixels(closed, screenshot(x),
-                                  {listX, listY + 30, int(listWidth * 0.4), listHeight - 40});
-                return open ? changed > 200 : changed >= 0 && changed < 20;
-            },
-            15s);
+        // Below the window's title bar, left of any tool tip by the lamps.
+        return eventuallyDiffers(closed, {listX, listY + 30, int(listWidth * 0.4), listHeight - 40},
+                                 open, [&] { return screenshot(x); });
     };
     ASSERT_TRUE(listOpen(false));
 

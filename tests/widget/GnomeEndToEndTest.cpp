@@ -69,12 +69,7 @@ public:
     }
 
     bool listOpen(bool open) const {
-        return eventually(
-            [&] {
-                const int changed = changedPixels(closed, shell.screenshot(), list);
-                return open ? changed > 200 : changed >= 0 && changed < 20;
-            },
-            15s);
+        return eventuallyDiffers(closed, list, open, [&] { return shell.screenshot(); });
     }
 
     std::string appLog() const { return readText(log); }
