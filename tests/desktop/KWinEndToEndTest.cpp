@@ -124,7 +124,7 @@ private slots:
     }
 
     void bringsANativeWaylandWindowAndAnX11OneForward() {
-        // A native Wayland window first, then a terminal on XWayland, which KWin activates.
+        // A native Wayland window, then a terminal on XWayland in front of it.
         const Screenshot bare = outerScreenshot();
         Process dialog({"zenity", "--info", "--text=native"},
                        environment({{"GDK_BACKEND", "wayland"}}));
@@ -132,7 +132,11 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(
             changedPixels(bare, outerScreenshot(), {0, 0, width, height}) > 500, 20000);
         Process terminal({"xterm"}, environment());
-        QTRY_COMPARE_WITH_TIMEOUT(activeX11Owner(), std::optional(terminal.pid()), 20000);
+        // Brought forward as soon as it is there, should the dialog have come up after it.
+        QTRY_VERIFY_WITH_TIMEOUT(activate({terminal.pid()}, true) ==
+                                         WindowActivation::Outcome::activated &&
+                                     activeX11Owner() == terminal.pid(),
+                                 20000);
 
         // X11 sees no window of the dialog's: KWin's script finds it, by the first process of
         // the chain that has a window.
@@ -177,7 +181,15 @@ private slots:
         };
 
         movePointer(10, 10);
-        const Screenshot bare = outerScreenshot();
+        // Settled, with no window of an earlier test still going away.
+        Screenshot bare;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            [&] {
+                const Screenshot before = outerScreenshot();
+                bare = outerScreenshot();
+                return changedPixels(before, bare, {0, 0, width, height}) == 0;
+            }(),
+            20000);
         Process dialog({"zenity", "--info", "--text=native"},
                        environment({{"GDK_BACKEND", "wayland"}}));
         std::optional<ScreenRect> native;
