@@ -166,7 +166,7 @@ public:
         : settings_(defaults_), acknowledged_(defaults_),
           store_(SessionFileStore(DataPaths::sessions(environment)), acknowledged_,
                  ProcessTable::isAlive, wallClockNow,
-                 ClaudeRegistry::configDirectory(homeFolder(environment), environment),
+                 ClaudeRegistry::ownFolders(homeFolder(environment), environment),
                  ClaudeSystem::live(homeFolder(environment), environment),
                  [this] { return seconds(settings_.reviewFade()); }) {
         QObject::connect(&store_, &SessionStore::groupsChanged, &feed,

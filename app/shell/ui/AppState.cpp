@@ -45,7 +45,8 @@ AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices service
       hookPaths_(hookPathsOf(services_)), mode_(std::move(mode)), settings_(defaults),
       acknowledged_(defaults),
       store_(SessionFileStore(DataPaths::sessions(services_.environment)), acknowledged_,
-             ProcessTable::isAlive, wallClockNow, ClaudeRegistry::configDirectory(services_.home, services_.environment),
+             ProcessTable::isAlive, wallClockNow,
+             ClaudeRegistry::ownFolders(services_.home, services_.environment),
              mode_.kind == LaunchMode::Kind::normal
                  ? ClaudeSystem::live(services_.home, services_.environment)
                  : ClaudeSystem::none(),
