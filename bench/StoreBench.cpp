@@ -101,20 +101,33 @@ void reload(benchmark::State& state) {
 }
 BENCHMARK(reload)->Arg(50)->Arg(100)->Arg(200)->Unit(benchmark::kMillisecond);
 
+// A started store over a fresh data folder, and the environment in which the real helper writes
+// there for a session of this (live) process.
+struct HookedStore {
+    QTemporaryDir root;
+    MemoryKeyValueStore defaults;
+    AcknowledgedStore acknowledged{defaults};
+    SessionStore store{SessionFileStore(root.filePath("sessions").toStdString()),
+                       acknowledged,
+                       ProcessTable::isAlive,
+                       wallClockNow,
+                       {root.filePath("home/.claude").toStdString()},
+                       ClaudeSystem::none()};
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+
+    HookedStore() {
+        store.start();
+        environment.insert("OSTRELVAN_DATA_DIR", root.path());
+        environment.insert("CLAUDE_PID", QString::number(QCoreApplication::applicationPid()));
+    }
+};
+
 // From the moment the hook helper exits to the store publishing what it wrote, after a quiet
 // spell.
 void helperExitToPublish(benchmark::State& state) {
-    QTemporaryDir root;
-    SessionFileStore files(root.filePath("sessions").toStdString());
-    MemoryKeyValueStore defaults;
-    AcknowledgedStore acknowledged(defaults);
-    SessionStore store(files, acknowledged, ProcessTable::isAlive, wallClockNow,
-                       {root.filePath("home/.claude").toStdString()}, ClaudeSystem::none());
-    store.start();
-
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("OSTRELVAN_DATA_DIR", root.path());
-    environment.insert("CLAUDE_PID", QString::number(QCoreApplication::applicationPid()));
+    HookedStore hooked;
+    SessionStore& store = hooked.store;
+    const QProcessEnvironment& environment = hooked.environment;
     bool working = false;
     for (auto _ : state) {
         // After a quiet spell, as a hook event mostly comes; a burst is measured below.
@@ -151,19 +164,11 @@ BENCHMARK(helperExitToPublish)->UseManualTime()->Iterations(20)->Unit(benchmark:
 // 200 hook events over 20 sessions, as fast as the helpers run one after the other: how many
 // reloads they cost, and how long after the last helper exits its change is published.
 void burstOf200(benchmark::State& state) {
-    QTemporaryDir root;
-    SessionFileStore files(root.filePath("sessions").toStdString());
-    MemoryKeyValueStore defaults;
-    AcknowledgedStore acknowledged(defaults);
-    SessionStore store(files, acknowledged, ProcessTable::isAlive, wallClockNow,
-                       {root.filePath("home/.claude").toStdString()}, ClaudeSystem::none());
-    store.start();
+    HookedStore hooked;
+    SessionStore& store = hooked.store;
+    const QProcessEnvironment& environment = hooked.environment;
     int reloads = 0;
     QObject::connect(&store, &SessionStore::sessionsChanged, [&] { ++reloads; });
-
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert("OSTRELVAN_DATA_DIR", root.path());
-    environment.insert("CLAUDE_PID", QString::number(QCoreApplication::applicationPid()));
     int round = 0;
     for (auto _ : state) {
         reloads = 0;
