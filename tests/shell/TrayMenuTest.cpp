@@ -51,8 +51,8 @@ void choose(QMenu& menu, const QString& text) {
 
 const QString tip = QStringLiteral("Tip: the first click asks VS Code to allow the Claude link "
                                    "once. Tick \"Do not ask me again\". (off)");
-const QStringList tail{
-    "-", "Settings…\tCtrl+,", "-", tip, "-", "Restart Ostrelvan", "Quit Ostrelvan\tCtrl+Q"};
+// No shortcut texts: they are shown in the macOS menu bar only.
+const QStringList tail{"-", "Settings…", "-", tip, "-", "Restart Ostrelvan", "Quit Ostrelvan"};
 
 int count(const QImage& image, const std::function<bool(QColor)>& test) {
     int n = 0;
@@ -101,15 +101,20 @@ private slots:
 
         choose(tray.menu(), QStringLiteral("Disconnect"));
         QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
-        // Without a tray the widget's menu keeps its own entries and gains the rest.
+        // The widget's menu is the tray's, entry for entry; a row's puts its own entries first.
         QMenu widgetMenu;
-        widgetMenu.addAction(QStringLiteral("Quit Ostrelvan"));
-        MenuBarMenu::appendToWidgetMenu(widgetMenu, state);
-        QCOMPARE(shown(widgetMenu).mid(0, 4),
-                 (QStringList{"Quit Ostrelvan", "-", "Connect to Claude Code", "-"}));
-        QCOMPARE(shown(widgetMenu).count(QStringLiteral("Quit Ostrelvan\tCtrl+Q")), 0);
+        state.actions().appMenu(widgetMenu);
+        QCOMPARE(shown(widgetMenu), shown(tray.menu()));
+        QMenu rowMenu;
+        rowMenu.addAction(QStringLiteral("Show in File Manager"));
+        rowMenu.addSeparator();
+        MenuBarMenu::append(rowMenu, state);
+        QCOMPARE(shown(rowMenu), QStringList({"Show in File Manager", "-"}) + shown(tray.menu()));
         choose(widgetMenu, QStringLiteral("Connect to Claude Code"));
         QVERIFY(state.settings().hooksConnected());
+        QTest::keyClick(&rowMenu, Qt::Key_Comma, Qt::ControlModifier);
+        QCoreApplication::processEvents();
+        QVERIFY(state.settingsWindow()->window()->isVisible());
 
         QTest::keyClick(&tray.menu(), Qt::Key_Q, Qt::ControlModifier);
         QCoreApplication::processEvents();
