@@ -14,9 +14,9 @@ namespace ostrelvan::FloatingWindow {
 Qt::WindowFlags type();
 
 // Puts `window` on every workspace (virtual desktop, Space) and keeps it out of task bars,
-// pagers and window switchers. Call it each time the window is about to be shown: X11 window
-// managers forget a window's state when it is hidden. On a window already shown the window
-// manager is asked instead.
+// pagers and window switchers. Call it each time the window is about to be shown (its native
+// window made, not yet mapped): X11 window managers read a window's state when it is mapped and
+// forget it when it is hidden.
 void joinAllWorkspaces(QWindow& window);
 
 } // namespace ostrelvan::FloatingWindow

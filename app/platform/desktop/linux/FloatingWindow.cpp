@@ -14,17 +14,8 @@ namespace ostrelvan::FloatingWindow {
 namespace {
 
 constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
-constexpr std::uint32_t addState = 1;
 
 template <class Reply> using Owned = std::unique_ptr<Reply, decltype(&std::free)>;
-
-bool isMapped(xcb_connection_t* connection, xcb_window_t window) {
-    const Owned<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, window),
-                                        nullptr),
-        &std::free);
-    return attributes && attributes->map_state != XCB_MAP_STATE_UNMAPPED;
-}
 
 // A window manager reads these when the window is mapped. Qt adds its own states to whatever the
 // property holds by then, so these survive its show().
@@ -50,19 +41,6 @@ void setBeforeMap(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t 
                         XCB_ATOM_CARDINAL, 32, 1, &allDesktops);
 }
 
-void askWindowManager(xcb_connection_t* connection, xcb_window_t window, xcb_atom_t type,
-                      std::array<std::uint32_t, 5> data) {
-    xcb_client_message_event_t event{};
-    event.response_type = XCB_CLIENT_MESSAGE;
-    event.format = 32;
-    event.window = window;
-    event.type = type;
-    std::copy(data.begin(), data.end(), event.data.data32);
-    xcb_send_event(connection, 0, X11::rootWindow(connection),
-                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&event));
-}
-
 } // namespace
 
 Qt::WindowFlags type() {
@@ -79,15 +57,7 @@ void joinAllWorkspaces(QWindow& window) {
     const std::array states{X11::atom(connection, "_NET_WM_STATE_STICKY"),
                             X11::atom(connection, "_NET_WM_STATE_SKIP_TASKBAR"),
                             X11::atom(connection, "_NET_WM_STATE_SKIP_PAGER")};
-    if (!isMapped(connection, id)) {
-        setBeforeMap(connection, id, stateProperty, states, desktopProperty);
-    } else {
-        // A message names at most two states; source 2: a pager-like request, which window
-        // managers never refuse for focus-stealing reasons.
-        askWindowManager(connection, id, stateProperty, {addState, states[0], states[1], 2, 0});
-        askWindowManager(connection, id, stateProperty, {addState, states[2], 0, 2, 0});
-        askWindowManager(connection, id, desktopProperty, {allDesktops, 2, 0, 0, 0});
-    }
+    setBeforeMap(connection, id, stateProperty, states, desktopProperty);
     xcb_flush(connection);
 }
 
