@@ -1,3 +1,4 @@
+#include "AppIcon.h"
 #include "AppState.h"
 #include "MemoryKeyValueStore.h"
 #include "MenuBarMenu.h"
@@ -174,6 +175,27 @@ private slots:
         QVERIFY(count(mask, [](QColor c) { return c.alpha() == 255; }) > 0);
         QVERIFY(TrayIconArt::icon(false, Style::templateImage).isMask());
         QVERIFY(!TrayIconArt::icon(true, Style::templateImage).isMask());
+    }
+
+    // The windows' icon, as the SVG draws it: an orange lamp inside a white ring on a teal tile
+    // with transparent corners, at every size a task bar asks for.
+    void theAppIconIsTheLampInItsRingOnTheTile() {
+        for (int size : {16, 32, 48, 128}) {
+            const QImage icon = AppIcon::image(size);
+            const auto at = [&](double x, double y) {
+                return icon.pixelColor(int(x * size / 128), int(y * size / 128));
+            };
+            QCOMPARE(at(1, 1).alpha(), 0);
+            const QColor tile = at(20, 64), ring = at(64, 29.5), lamp = at(66, 66);
+            QVERIFY2(tile.green() > tile.red() + 60 && tile.alpha() == 255,
+                     qPrintable(tile.name()));
+            QVERIFY2(ring.lightness() > 200, qPrintable(ring.name()));
+            QVERIFY2(lamp.red() > 200 && lamp.blue() < 150, qPrintable(lamp.name()));
+        }
+        QCOMPARE(AppIcon::icon().availableSizes().size(), 6);
+        AppIcon::applyToApplication();
+        QCOMPARE(QGuiApplication::desktopFileName(), QStringLiteral("ostrelvan"));
+        QVERIFY(!QGuiApplication::windowIcon().isNull());
     }
 };
 
