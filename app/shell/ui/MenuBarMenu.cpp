@@ -96,13 +96,13 @@ void add(QMenu& menu, AppState& state, const std::vector<MenuEntry>& entries) {
 
 } // namespace
 
-void fill(QMenu& menu, AppState& state) {
-    menu.clear();
+void append(QMenu& menu, AppState& state) {
     add(menu, state, MenuBarContent::entries(state.menuBarState()));
 }
 
-void append(QMenu& menu, AppState& state) {
-    add(menu, state, MenuBarContent::entries(state.menuBarState()));
+void fill(QMenu& menu, AppState& state) {
+    menu.clear();
+    append(menu, state);
 }
 
 } // namespace ostrelvan::MenuBarMenu
