@@ -186,8 +186,9 @@ void expectOnEveryWorkspace(const Desktop& x, pid_t app, std::pair<int, int> lam
     const std::string state = xprop(x, *widget, "_NET_WM_STATE");
     EXPECT_TRUE(contains(state, "_NET_WM_STATE_SKIP_TASKBAR")) << state;
     EXPECT_TRUE(contains(state, "_NET_WM_STATE_SKIP_PAGER")) << state;
-    if (sticky)
+    if (sticky) {
         EXPECT_TRUE(contains(state, "_NET_WM_STATE_STICKY")) << state;
+    }
     EXPECT_TRUE(contains(xprop(x, *widget, "_NET_WM_DESKTOP"), "= 4294967295"))
         << xprop(x, *widget, "_NET_WM_DESKTOP");
     for (const auto& [id, name] : managedWindows(x, app)) {

@@ -17,7 +17,7 @@ SessionGroup singles(int count) {
     SessionGroup group{"session-x", "x", {}};
     for (int i = 0; i < count; ++i) {
         DisplayedSession session;
-        session.state.sessionId = "s" + std::to_string(i);
+        session.state.sessionId = std::string("s").append(std::to_string(i));
         session.name = session.state.sessionId;
         group.sessions.push_back(session);
     }
@@ -29,7 +29,8 @@ std::vector<SessionGroup> separate(int count) {
     std::vector<SessionGroup> groups;
     for (int i = 0; i < count; ++i) {
         auto group = singles(1);
-        group.sessions.front().state.sessionId = group.id = "s" + std::to_string(i);
+        group.sessions.front().state.sessionId = group.id =
+            std::string("s").append(std::to_string(i));
         groups.push_back(group);
     }
     return groups;
