@@ -1,6 +1,7 @@
 // ostrelvan-desktop: the widget at the right edge of the screen, over this machine's sessions, over
 // canned demo sessions (--design-preview), or rendered once to a picture (--screenshot).
 #include "AcknowledgedStore.h"
+#include "AppIcon.h"
 #include "AppSettings.h"
 #include "ClaudeRegistry.h"
 #include "Compositor.h"
@@ -267,6 +268,7 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setOrganizationName(QStringLiteral("Ostrelvan"));
     QCoreApplication::setApplicationName(QStringLiteral("Ostrelvan"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OSTRELVAN_VERSION));
+    AppIcon::applyToApplication();
     // The widget and, later, the tray keep running with no window open.
     QApplication::setQuitOnLastWindowClosed(false);
     qCInfo(appLog).noquote() << "platform" << QGuiApplication::platformName();

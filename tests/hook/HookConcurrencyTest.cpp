@@ -31,7 +31,7 @@ TEST(HookConcurrency, ManyHelpersAtOnceKeepEveryFileWhole) {
     for (int s = 0; s < sessions; ++s)
         for (int e = 0; e < eventsPerSession; ++e)
             sequences[s].push_back(payloadFile(
-                payload(cycle[e % 6], "s" + std::to_string(s),
+                payload(cycle[e % 6], std::string("s").append(std::to_string(s)),
                         R"(,"tool_name":"Bash","tool_input":{"command":"step )" +
                             std::to_string(e) + R"("},"background_tasks":[)" +
                             std::string(s > 0 ? R"({"status":"running"})" : "") + "]")));
@@ -72,7 +72,8 @@ TEST(HookConcurrency, ManyHelpersAtOnceKeepEveryFileWhole) {
               "s0.json\ns0.lock\ns1.json\ns1.lock\ns2.json\ns2.lock\ns3.json\ns3.lock\n"
               "shared.json\nshared.lock\n");
     for (int s = 0; s < sessions; ++s) {
-        auto state = SessionFileStore::read(f.sessions() / ("s" + std::to_string(s) + ".json"));
+        auto state = SessionFileStore::read(
+            f.sessions() / (std::string("s").append(std::to_string(s)).append(".json")));
         ASSERT_TRUE(state);
         EXPECT_EQ(state->status, SessionStatus::awaitingReview); // the last event was a Stop
         EXPECT_EQ(state->backgroundTasks, s > 0 ? 1 : 0);

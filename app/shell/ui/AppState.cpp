@@ -6,6 +6,7 @@
 #include "HookInstaller.h"
 #include "LaunchAtLogin.h"
 #include "Log.h"
+#include "MenuBarMenu.h"
 #include "ProcessTable.h"
 #include "SettingsWindowController.h"
 
@@ -260,7 +261,11 @@ WidgetActions AppState::actions() {
                 self->quit();
             }
         },
-        appMenu_,
+        [self](QMenu& menu) {
+            if (self) {
+                MenuBarMenu::append(menu, *self);
+            }
+        },
     };
 }
 
