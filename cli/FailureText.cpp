@@ -82,11 +82,12 @@ std::string inWords(const std::exception& failure) {
     if (const auto* error = dynamic_cast<const std::filesystem::filesystem_error*>(&failure)) {
         std::string text = operation(error->what());
         const std::string action = text;
+        // Appended piece by piece: GCC 12 takes " " + a string for an overlapping copy at -O2.
         if (!error->path1().empty()) {
-            text += " " + error->path1().string();
+            text.append(" ").append(error->path1().string());
         }
         if (!error->path2().empty()) {
-            text += " to " + error->path2().string();
+            text.append(" to ").append(error->path2().string());
         }
         // Creating folders through a file reports that something exists there.
         std::error_code code = error->code();

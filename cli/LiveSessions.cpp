@@ -103,7 +103,7 @@ LiveSessions::LiveSessions(const CommandContext& context, KeyValueStore& default
       processes_(std::make_shared<std::vector<ClaudeProcess>>()),
       store_(SessionFileStore(DataPaths::sessions(context.environment)), acknowledged_,
              ProcessTable::isAlive, wallClockNow,
-             ClaudeRegistry::configDirectory(context.home, context.environment),
+             ClaudeRegistry::ownFolders(context.home, context.environment),
              recording(ClaudeSystem::live(context.home, context.environment), processes_),
              [&settings = context.settings] { return seconds(settings.reviewFade()); }) {}
 
@@ -128,7 +128,8 @@ Notices LiveSessions::notices() const {
                                         std::nullopt, process.pid, process.startedAt);
         state.startedConversation = true;
         if (interactive && !shown.contains(process.sessionId) &&
-            DisplayRules::isShown(state, ClaudeRegistry::configDirectory(context_.home, context_.environment).string(), true)) {
+            DisplayRules::isShown(
+                state, ClaudeRegistry::ownFolders(context_.home, context_.environment), true)) {
             ++notices.waitingForPrompt;
         }
     }

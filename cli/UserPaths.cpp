@@ -32,7 +32,8 @@ std::optional<std::string> settle(Environment& environment) {
         if (!value || value->front() == '/') {
             continue;
         }
-        const std::string shown = "\"" + TerminalText::sanitized(*value) + "\"";
+        const std::string shown =
+            std::string("\"").append(TerminalText::sanitized(*value)).append("\"");
         if (value->front() == '~') {
             return std::string(name) + " is " + shown +
                    ", but \"~\" is only expanded by a shell; give the full path.";

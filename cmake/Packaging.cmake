@@ -65,8 +65,10 @@ if(NOT APPLE)
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
     if(TARGET ostrelvan-desktop)
         set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins")
-        # Sounds reach PulseAudio or PipeWire's Pulse server through this backend, in this theme.
-        set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libcanberra-pulse, sound-theme-freedesktop")
+        # Sounds reach PulseAudio or PipeWire's Pulse server through this backend, in this theme;
+        # the widget's text is set in these typefaces.
+        set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
+            "libcanberra-pulse, sound-theme-freedesktop, fonts-inter, fonts-manrope")
     endif()
     include(CPack)
 endif()

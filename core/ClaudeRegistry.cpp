@@ -64,6 +64,15 @@ std::filesystem::path configDirectory(const std::filesystem::path& home,
     return home / ".claude";
 }
 
+std::vector<std::filesystem::path> ownFolders(const std::filesystem::path& home,
+                                              const Environment& environment) {
+    std::vector<std::filesystem::path> folders{home / ".claude"};
+    const auto config = configDirectory(home, environment);
+    if (config.lexically_normal() != folders.front().lexically_normal())
+        folders.push_back(config);
+    return folders;
+}
+
 std::filesystem::path sessionsDirectory(const std::filesystem::path& config) {
     return config / "sessions";
 }

@@ -16,6 +16,10 @@ namespace ostrelvan::ClaudeRegistry {
 std::filesystem::path configDirectory(const std::filesystem::path& home,
                                       const Environment& environment);
 std::filesystem::path sessionsDirectory(const std::filesystem::path& config);
+// Every folder that is Claude Code's own: <home>/.claude, and CLAUDE_CONFIG_DIR when it points
+// elsewhere (the home folder's one still holds what an earlier configuration left there).
+std::vector<std::filesystem::path> ownFolders(const std::filesystem::path& home,
+                                              const Environment& environment);
 
 // Reads one file whole; none when it cannot be read (missing, a folder, unreadable).
 using FileReader = std::function<std::optional<std::string>(const std::filesystem::path&)>;

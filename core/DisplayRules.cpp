@@ -25,16 +25,21 @@ SessionStatus displayStatus(const SessionState& state, TimePoint now,
                                                                 : SessionStatus::awaitingReview;
 }
 
-bool isShown(const SessionState& state, std::string_view claudeFolder, bool hasTranscript) {
+namespace {
+bool isInside(std::string_view folder, std::string_view parent) {
+    if (parent.ends_with('/'))
+        parent.remove_suffix(1);
+    return !parent.empty() && folder.starts_with(parent) &&
+           (folder.size() == parent.size() || folder[parent.size()] == '/');
+}
+} // namespace
+
+bool isShown(const SessionState& state, const std::vector<std::filesystem::path>& claudeFolders,
+             bool hasTranscript) {
     if (!state.startedConversation.value_or(hasTranscript))
         return false;
-    if (claudeFolder.ends_with('/'))
-        claudeFolder.remove_suffix(1);
-    const std::string_view folder = state.folder();
-    const bool inside =
-        !claudeFolder.empty() && folder.starts_with(claudeFolder) &&
-        (folder.size() == claudeFolder.size() || folder[claudeFolder.size()] == '/');
-    return !inside;
+    return std::none_of(claudeFolders.begin(), claudeFolders.end(),
+                        [&](const auto& own) { return isInside(state.folder(), own.native()); });
 }
 
 std::vector<SessionState> ordered(std::vector<SessionState> states) {

@@ -5,6 +5,7 @@
 #include "SessionStatus.h"
 #include "Time.h"
 
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <optional>
@@ -27,9 +28,10 @@ SessionStatus displayStatus(const SessionState& state, TimePoint now,
                             std::optional<TimePoint> acknowledgedAt,
                             std::optional<double> reviewFade);
 
-// Hides a session never given a prompt, and one run inside Claude Code's own folder
-// (`claudeFolder`, CLAUDE_CONFIG_DIR or ~/.claude), such as its internal helper runs.
-bool isShown(const SessionState& state, std::string_view claudeFolder, bool hasTranscript);
+// Hides a session never given a prompt, and one run inside any of Claude Code's own folders
+// (`claudeFolders`, see ClaudeRegistry::ownFolders), such as its internal helper runs.
+bool isShown(const SessionState& state, const std::vector<std::filesystem::path>& claudeFolders,
+             bool hasTranscript);
 
 std::vector<SessionState> ordered(std::vector<SessionState> states);
 

@@ -1,6 +1,7 @@
 // ostrelvan-desktop: the widget at the right edge of the screen, over this machine's sessions, over
 // canned demo sessions (--design-preview), or rendered once to a picture (--screenshot).
 #include "AcknowledgedStore.h"
+#include "AppIcon.h"
 #include "AppSettings.h"
 #include "ClaudeRegistry.h"
 #include "Compositor.h"
@@ -166,7 +167,7 @@ public:
         : settings_(defaults_), acknowledged_(defaults_),
           store_(SessionFileStore(DataPaths::sessions(environment)), acknowledged_,
                  ProcessTable::isAlive, wallClockNow,
-                 ClaudeRegistry::configDirectory(homeFolder(environment), environment),
+                 ClaudeRegistry::ownFolders(homeFolder(environment), environment),
                  ClaudeSystem::live(homeFolder(environment), environment),
                  [this] { return seconds(settings_.reviewFade()); }) {
         QObject::connect(&store_, &SessionStore::groupsChanged, &feed,
@@ -267,6 +268,7 @@ int main(int argc, char* argv[]) {
     QCoreApplication::setOrganizationName(QStringLiteral("Ostrelvan"));
     QCoreApplication::setApplicationName(QStringLiteral("Ostrelvan"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OSTRELVAN_VERSION));
+    AppIcon::applyToApplication();
     // The widget and, later, the tray keep running with no window open.
     QApplication::setQuitOnLastWindowClosed(false);
     qCInfo(appLog).noquote() << "platform" << QGuiApplication::platformName();

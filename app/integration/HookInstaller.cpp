@@ -136,8 +136,12 @@ SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
         fs::create_directories(file.parent_path());
     }
     // Claude Code's settings are the user's: flushed to disk before they replace the old ones.
-    const fs::path temporary = file.parent_path() / ("." + file.filename().string() +
-                                                     ".ostrelvan-" + std::to_string(::getpid()));
+    // Appended rather than "." + name, which GCC 12 misreads as an overlapping copy at -O2.
+    std::string hidden(".");
+    hidden.append(file.filename().string())
+        .append(".ostrelvan-")
+        .append(std::to_string(::getpid()));
+    const fs::path temporary = file.parent_path() / hidden;
     TemporaryFile written(temporary, serialise(settings), mode, true);
     if (!written.moveTo(file))
         throw std::system_error(errno, std::generic_category(), "cannot write " + file.string());

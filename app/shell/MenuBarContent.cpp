@@ -56,26 +56,6 @@ std::vector<MenuEntry> entries(const MenuBarState& state) {
     return menu;
 }
 
-std::vector<MenuEntry> widgetMenuExtras(const MenuBarState& state) {
-    std::vector<MenuEntry> extras;
-    for (MenuEntry& entry : entries(state)) {
-        const MenuCommand command = entry.command;
-        if (command == MenuCommand::openSettings || command == MenuCommand::restart ||
-            command == MenuCommand::quit) {
-            continue;
-        }
-        const bool divider = entry.kind == MenuEntry::Kind::divider;
-        if (divider && (extras.empty() || extras.back().kind == MenuEntry::Kind::divider)) {
-            continue;
-        }
-        extras.push_back(std::move(entry));
-    }
-    if (!extras.empty() && extras.back().kind == MenuEntry::Kind::divider) {
-        extras.pop_back();
-    }
-    return extras;
-}
-
 bool needsAttention(const std::vector<DisplayedSession>& sessions) {
     return std::any_of(sessions.begin(), sessions.end(), [](const DisplayedSession& session) {
         return session.status == SessionStatus::needsApproval ||

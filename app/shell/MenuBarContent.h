@@ -55,12 +55,9 @@ namespace MenuBarContent {
 inline constexpr std::string_view tip = "Tip: the first click asks VS Code to allow the Claude "
                                         "link once. Tick \"Do not ask me again\".";
 
-// The version line and "Check for Updates…" only where an updater is configured.
+// The version line and "Check for Updates…" only where an updater is configured. The one list of
+// the app's menu: the tray's, the menu bar's and the widget's show these, in this order.
 std::vector<MenuEntry> entries(const MenuBarState& state);
-
-// The entries that the widget's own menu lacks (it has "Settings…", "Restart Ostrelvan" and
-// "Quit Ostrelvan"), for a desktop without a tray; no divider first, last or twice in a row.
-std::vector<MenuEntry> widgetMenuExtras(const MenuBarState& state);
 
 // Some session needs approval or waits for review: the tray icon shows a dot.
 bool needsAttention(const std::vector<DisplayedSession>& sessions);

@@ -18,11 +18,12 @@ std::optional<double> SessionStore::defaultReviewFade() {
 }
 
 SessionStore::SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged,
-                           IsAlive isAlive, Clock clock, std::filesystem::path claudeFolder,
-                           ClaudeSystem system, ReviewFadeSource reviewFade, QObject* parent)
+                           IsAlive isAlive, Clock clock,
+                           std::vector<std::filesystem::path> claudeFolders, ClaudeSystem system,
+                           ReviewFadeSource reviewFade, QObject* parent)
     : QObject(parent), fileStore_(std::move(fileStore)), acknowledged_(acknowledged),
       isAlive_(std::move(isAlive)), clock_(std::move(clock)),
-      claudeFolder_(std::move(claudeFolder)), system_(std::move(system)),
+      claudeFolders_(std::move(claudeFolders)), system_(std::move(system)),
       reviewFade_(std::move(reviewFade)) {
     refreshTask_.setInterval(refreshInterval);
     refreshTask_.setTimerType(Qt::PreciseTimer);
@@ -30,13 +31,12 @@ SessionStore::SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknow
 }
 
 void SessionStore::start() {
-    // Without the folder there is nothing to watch; the reloads still run.
+    // A folder that cannot be made now is watched for when the helper makes it.
     std::error_code ignored;
     FileSystem::createPrivateDirectories(fileStore_.directory(), ignored);
-    watcher_ = SessionFolderWatcher::create(QString::fromStdString(fileStore_.directory()));
-    if (watcher_) {
-        connect(watcher_.get(), &SessionFolderWatcher::changed, this, &SessionStore::reload);
-    }
+    watcher_ =
+        std::make_unique<SessionFolderWatcher>(QString::fromStdString(fileStore_.directory()));
+    connect(watcher_.get(), &SessionFolderWatcher::changed, this, &SessionStore::reload);
     refreshTask_.start();
     reload();
 }
@@ -54,7 +54,7 @@ void SessionStore::reload() {
     WindowKeys windows;
     for (SessionState state : merged) {
         const TranscriptInfo info = system_.transcript(state);
-        if (!DisplayRules::isShown(state, claudeFolder_.native(), info.exists)) {
+        if (!DisplayRules::isShown(state, claudeFolders_, info.exists)) {
             continue;
         }
         if (info.title) {

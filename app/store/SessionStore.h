@@ -43,11 +43,11 @@ public:
 
     static std::optional<double> defaultReviewFade();
 
-    // `claudeFolder` is Claude Code's own folder (ClaudeRegistry::configDirectory): sessions run
-    // inside it are hidden.
+    // `claudeFolders` are Claude Code's own folders (ClaudeRegistry::ownFolders): sessions run
+    // inside them are hidden.
     SessionStore(SessionFileStore fileStore, AcknowledgedStore& acknowledged,
                  IsAlive isAlive = ProcessTable::isAlive, Clock clock = wallClockNow,
-                 std::filesystem::path claudeFolder = {},
+                 std::vector<std::filesystem::path> claudeFolders = {},
                  ClaudeSystem system = ClaudeSystem::none(),
                  ReviewFadeSource reviewFade = defaultReviewFade, QObject* parent = nullptr);
 
@@ -86,7 +86,7 @@ private:
     AcknowledgedStore& acknowledged_;
     IsAlive isAlive_;
     Clock clock_;
-    std::filesystem::path claudeFolder_;
+    std::vector<std::filesystem::path> claudeFolders_;
     ClaudeSystem system_;
     ReviewFadeSource reviewFade_;
     // Most session files are unchanged since the previous reload.

@@ -22,9 +22,9 @@ struct WidgetActions {
     // Not one of the application's five: quitting is the same everywhere. Unset, the widget menu
     // quits the Qt application itself.
     std::function<void()> quit;
-    // Appends the application's own entries to the widget menu, for a desktop without a tray
-    // host where the widget's menu is the only one the user has.
-    std::function<void(QMenu&)> extendMenu;
+    // Adds the application's menu, the very entries of the tray's, in place of the widget's own
+    // three: one menu, in one order, wherever it opens. Unset, the widget offers its own.
+    std::function<void(QMenu&)> appMenu;
 };
 
 } // namespace ostrelvan

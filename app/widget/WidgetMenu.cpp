@@ -18,14 +18,16 @@ void addEntry(QMenu& menu, const QString& text, std::function<void()> action) {
 } // namespace
 
 void WidgetMenu::addTo(QMenu& menu) const {
+    if (actions_.appMenu) {
+        actions_.appMenu(menu);
+        return;
+    }
     addEntry(menu, QStringLiteral("Settings\u2026"), actions_.openSettings);
     addEntry(menu, QStringLiteral("Restart Ostrelvan"), actions_.restart);
     std::function<void()> quit = actions_.quit;
     if (!quit)
         quit = [] { QCoreApplication::quit(); };
     addEntry(menu, QStringLiteral("Quit Ostrelvan"), std::move(quit));
-    if (actions_.extendMenu)
-        actions_.extendMenu(menu);
 }
 
 void WidgetMenu::popup(QWidget* owner, QPoint globalPos) const {

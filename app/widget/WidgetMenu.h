@@ -9,8 +9,9 @@ class QWidget;
 
 namespace ostrelvan {
 
-// The widget's own menu: "Settings…", "Restart Ostrelvan", "Quit Ostrelvan", then whatever the
-// application appends. The same entries end the menus of the column, the panel and every row.
+// The widget's menu: the application's menu when it gives one (the tray's entries, in the tray's
+// order), else "Settings…", "Restart Ostrelvan" and "Quit Ostrelvan". The same entries make the
+// menus of the column and the panel and end every row's.
 class WidgetMenu {
 public:
     explicit WidgetMenu(const WidgetActions& actions) : actions_(actions) {}

@@ -157,8 +157,9 @@ private slots:
         const TimePoint now = wallClockNow();
         for (int i = 0; i < 30; ++i) {
             auto state = SessionState::make(
-                "s" + std::to_string(100 + i), "/work/project-" + std::to_string(i % 7),
-                SessionHost::terminal, std::nullopt, std::nullopt, now - 1h + 1s * i);
+                std::string("s").append(std::to_string(100 + i)),
+                std::string("/work/project-").append(std::to_string(i % 7)), SessionHost::terminal,
+                std::nullopt, std::nullopt, now - 1h + 1s * i);
             state.status = statuses[static_cast<std::size_t>(i) % statuses.size()];
             state.activity = i % 3 ? SessionActivity::runningTests : SessionActivity::thinking;
             state.statusSince = state.lastEvent = now - 15s * i;

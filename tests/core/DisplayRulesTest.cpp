@@ -1,5 +1,7 @@
 #include "DisplayRules.h"
 
+#include "ClaudeRegistry.h"
+
 #include <gtest/gtest.h>
 
 using namespace ostrelvan;
@@ -50,22 +52,26 @@ TEST(DisplayRules, FadeStaleAndAcknowledgementBoundaries) {
 // test.
 
 TEST(DisplayRules, Visibility) {
+    const Environment moved{{"HOME", "/Users/a"}, {"CLAUDE_CONFIG_DIR", "/srv/claude/"}};
+    const auto own = ClaudeRegistry::ownFolders("/Users/a", moved);
+    const auto home = ClaudeRegistry::ownFolders("/Users/a", {{"HOME", "/Users/a"}});
+    EXPECT_EQ(home.size(), 1u);
+
     SessionState s = session("a", 0, "/Users/a/src");
-    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/.claude/", false));
-    s.root = "/Users/a/.claude/x";
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude/", true));
-    EXPECT_TRUE(DisplayRules::isShown(s, "/srv/claude", true)); // CLAUDE_CONFIG_DIR elsewhere
+    EXPECT_TRUE(DisplayRules::isShown(s, own, false));
+    for (const char* inside : {"/Users/a/.claude/x", "/Users/a/.claude", "/srv/claude/projects"}) {
+        s.root = inside;
+        EXPECT_FALSE(DisplayRules::isShown(s, own, true)) << inside;
+    }
     s.root = "/srv/claude/projects";
-    EXPECT_FALSE(DisplayRules::isShown(s, "/srv/claude", true));
-    s.root = "/Users/a/.claude";
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude", true));
+    EXPECT_TRUE(DisplayRules::isShown(s, home, true)); // only while CLAUDE_CONFIG_DIR points there
     s.root = "/Users/a/.claudex";
-    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/.claude", true));
+    EXPECT_TRUE(DisplayRules::isShown(s, own, true));
     s.startedConversation = false;
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude", true));
+    EXPECT_FALSE(DisplayRules::isShown(s, own, true));
     s.startedConversation.reset();
-    EXPECT_TRUE(DisplayRules::isShown(s, "/Users/a/.claude", true));
-    EXPECT_FALSE(DisplayRules::isShown(s, "/Users/a/.claude", false));
+    EXPECT_TRUE(DisplayRules::isShown(s, own, true));
+    EXPECT_FALSE(DisplayRules::isShown(s, own, false));
 }
 
 TEST(DisplayRules, OrderGroupsAndNames) {

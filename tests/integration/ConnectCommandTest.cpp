@@ -118,7 +118,7 @@ TEST(ConnectCommand, aDataFolderOfAnyNameKeepsOneEntryPerEvent) {
     const std::string original = R"({"model": "opus", "hooks": {"Stop": [{"hooks": [)"
                                  R"({"type": "command", "command": "notify-send done"}]}]}})";
     writeText(front.settingsFile(), original);
-    const std::string ours = "\"" + front.helper().string() + "\"";
+    const std::string ours = std::string("\"").append(front.helper().string()).append("\"");
     std::map<std::string, std::vector<std::string>> expected;
     for (const auto& event : HookInstaller::events)
         expected[std::string(event.name)] = {ours};

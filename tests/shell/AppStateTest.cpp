@@ -65,7 +65,6 @@ private slots:
         };
         auto defaults = connected(true);
         AppState state(normal(), defaults, machine.services);
-        state.setAppMenu([](QMenu& menu) { menu.addAction(QStringLiteral("Sounds")); });
         LogRecorder log;
         state.start();
 
@@ -80,10 +79,12 @@ private slots:
         QCOMPARE(machine.events,
                  (QStringList{"widget made", "widget shown", "updater started", "sound approval"}));
         QCOMPARE(log.count(QStringLiteral("app: sound for needsApproval")), 1);
-        // Without a tray the widget's menu carries the tray's entries; quitting is the app's.
+        // The widget's menu carries the tray's entries; quitting is the app's.
         QMenu menu;
-        given.extendMenu(menu);
-        QCOMPARE(menu.actions().size(), 1);
+        given.appMenu(menu);
+        QCOMPARE(menu.actions().size(),
+                 qsizetype(MenuBarContent::entries(state.menuBarState()).size()));
+        QCOMPARE(menu.actions().last()->text(), QStringLiteral("Quit Ostrelvan"));
         given.quit();
         QCOMPARE(machine.events.last(), QStringLiteral("quit"));
         QVERIFY(state.updater().isStarted());
@@ -116,11 +117,13 @@ private slots:
         writeText(machine.settingsFile(), "{\"hooks\": {\"Stop\": [}\n");
         auto defaults = connected(hooksConnected);
         AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
-        QTest::ignoreMessage(QtWarningMsg, QByteArray("connect failed: ") +
-                                               HookInstallerError::invalidJSON(machine.settingsFile()).what());
+        QTest::ignoreMessage(QtWarningMsg,
+                             QByteArray("connect failed: ") +
+                                 HookInstallerError::invalidJSON(machine.settingsFile()).what());
         state.connectHooks();
         QCOMPARE(state.hookError(),
-                 std::optional<std::string>(HookInstallerError::invalidJSON(machine.settingsFile()).what()));
+                 std::optional<std::string>(
+                     HookInstallerError::invalidJSON(machine.settingsFile()).what()));
         QCOMPARE(state.settings().hooksConnected(), hooksConnected);
         QCOMPARE(readText(machine.settingsFile()), std::string("{\"hooks\": {\"Stop\": [}\n"));
         QCOMPARE(listing(machine.settingsFile().parent_path()), std::string("settings.json\n"));

@@ -76,23 +76,6 @@ TEST(MenuBarContent, ConnectedOffersDisconnectAndTheUpdaterWhenConfigured) {
     EXPECT_EQ(MenuBarContent::entries(state)[11].command, MenuCommand::checkForUpdates);
 }
 
-TEST(MenuBarContent, TheWidgetMenuGetsOnlyWhatItLacks) {
-    MenuBarState state{true, "no", true, false, true, "Version 2.0 (3)", true};
-    EXPECT_EQ(describe(MenuBarContent::widgetMenuExtras(state)),
-              "(text) Connected to Claude Code\n"
-              "Disconnect\n"
-              "(text) no\n"
-              "-\n"
-              "[x] Sounds\n"
-              "[ ] Launch at Login\n"
-              "-\n"
-              "(text) Tip: the first click asks VS Code to allow the Claude link once. Tick \"Do "
-              "not ask me again\".\n"
-              "-\n"
-              "(text) Version 2.0 (3)\n"
-              "Check for Updates…\n");
-}
-
 TEST(MenuBarContent, AttentionMeansApprovalOrReview) {
     std::vector<DisplayedSession> sessions(2);
     sessions[0].status = SessionStatus::working;

@@ -3,6 +3,7 @@
 #include "SettingsWindowController.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -131,6 +132,58 @@ private slots:
             &view, QStringLiteral("Dark glass reads best over dark pages, light glass "
                                   "over light ones. Text contrast adds a soft halo under "
                                   "the widget's text.")));
+    }
+
+    // What a screen reader hears and does: every control is named after its label, the sliders
+    // take a value and the buttons an action.
+    void everyControlIsNamedAndWorksThroughAccessibility() {
+        MemoryKeyValueStore defaults;
+        AppSettings settings(defaults);
+        SettingsView view(settings, {});
+        view.show();
+        QStringList named;
+        for (QWidget* control : view.findChildren<QWidget*>()) {
+            if (!qobject_cast<QAbstractButton*>(control) && !qobject_cast<QSlider*>(control) &&
+                !qobject_cast<QComboBox*>(control)) {
+                continue;
+            }
+            const QString name =
+                QAccessible::queryAccessibleInterface(control)->text(QAccessible::Name);
+            QVERIFY2(!name.isEmpty(), qPrintable(control->objectName()));
+            named << name;
+        }
+        named.sort();
+        QCOMPARE(named, (QStringList{"After 10 minutes", "Blur", "Dark", "Light",
+                                     "Reset to Defaults", "System", "Text contrast", "Tint"}));
+        // A combo box is named by its choice; its label reaches a screen reader as a relation.
+        for (const auto& [name, label] : {std::pair{"reviewFade", "Review lamp fades"},
+                                          std::pair{"tint", "Tint"}, std::pair{"blur", "Blur"}}) {
+            QStringList labels;
+            for (const auto& [labelling, relation] :
+                 QAccessible::queryAccessibleInterface(child<QWidget>(&view, name))
+                     ->relations(QAccessible::Label)) {
+                labels << labelling->text(QAccessible::Name);
+            }
+            QVERIFY2(labels.contains(QString::fromUtf8(label)), qPrintable(labels.join(", ")));
+        }
+        QCOMPARE(child<QSlider>(&view, "tint"), labelWithText(&view, "Tint")->buddy());
+
+        QAccessibleInterface* tint =
+            QAccessible::queryAccessibleInterface(child<QSlider>(&view, "tint"));
+        QVERIFY(tint->valueInterface());
+        tint->valueInterface()->setCurrentValue(45);
+        QCOMPARE(settings.glassTint(), 0.45);
+        QCOMPARE(child<QLabel>(&view, "tintValue")->text(), QStringLiteral("45 %"));
+
+        const bool contrast = settings.textContrast();
+        QAccessibleInterface* check =
+            QAccessible::queryAccessibleInterface(child<QCheckBox>(&view, "textContrast"));
+        check->actionInterface()->doAction(QAccessibleActionInterface::toggleAction());
+        QCOMPARE(settings.textContrast(), !contrast);
+        QAccessible::queryAccessibleInterface(child<QPushButton>(&view, "appearance.light"))
+            ->actionInterface()
+            ->doAction(QAccessibleActionInterface::pressAction());
+        QTRY_VERIFY(settings.glassAppearance() == GlassAppearance::light); // an animated click
     }
 
     void oneWindowReportsWhenItShowsAndGoes() {

@@ -1,3 +1,4 @@
+#include "AppIcon.h"
 #include "AppState.h"
 #include "MemoryKeyValueStore.h"
 #include "MenuBarMenu.h"
@@ -51,8 +52,8 @@ void choose(QMenu& menu, const QString& text) {
 
 const QString tip = QStringLiteral("Tip: the first click asks VS Code to allow the Claude link "
                                    "once. Tick \"Do not ask me again\". (off)");
-const QStringList tail{
-    "-", "Settings…\tCtrl+,", "-", tip, "-", "Restart Ostrelvan", "Quit Ostrelvan\tCtrl+Q"};
+// No shortcut texts: they are shown in the macOS menu bar only.
+const QStringList tail{"-", "Settings…", "-", tip, "-", "Restart Ostrelvan", "Quit Ostrelvan"};
 
 int count(const QImage& image, const std::function<bool(QColor)>& test) {
     int n = 0;
@@ -101,15 +102,20 @@ private slots:
 
         choose(tray.menu(), QStringLiteral("Disconnect"));
         QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
-        // Without a tray the widget's menu keeps its own entries and gains the rest.
+        // The widget's menu is the tray's, entry for entry; a row's puts its own entries first.
         QMenu widgetMenu;
-        widgetMenu.addAction(QStringLiteral("Quit Ostrelvan"));
-        MenuBarMenu::appendToWidgetMenu(widgetMenu, state);
-        QCOMPARE(shown(widgetMenu).mid(0, 4),
-                 (QStringList{"Quit Ostrelvan", "-", "Connect to Claude Code", "-"}));
-        QCOMPARE(shown(widgetMenu).count(QStringLiteral("Quit Ostrelvan\tCtrl+Q")), 0);
+        state.actions().appMenu(widgetMenu);
+        QCOMPARE(shown(widgetMenu), shown(tray.menu()));
+        QMenu rowMenu;
+        rowMenu.addAction(QStringLiteral("Show in File Manager"));
+        rowMenu.addSeparator();
+        MenuBarMenu::append(rowMenu, state);
+        QCOMPARE(shown(rowMenu), QStringList({"Show in File Manager", "-"}) + shown(tray.menu()));
         choose(widgetMenu, QStringLiteral("Connect to Claude Code"));
         QVERIFY(state.settings().hooksConnected());
+        QTest::keyClick(&rowMenu, Qt::Key_Comma, Qt::ControlModifier);
+        QCoreApplication::processEvents();
+        QVERIFY(state.settingsWindow()->window()->isVisible());
 
         QTest::keyClick(&tray.menu(), Qt::Key_Q, Qt::ControlModifier);
         QCoreApplication::processEvents();
@@ -169,6 +175,27 @@ private slots:
         QVERIFY(count(mask, [](QColor c) { return c.alpha() == 255; }) > 0);
         QVERIFY(TrayIconArt::icon(false, Style::templateImage).isMask());
         QVERIFY(!TrayIconArt::icon(true, Style::templateImage).isMask());
+    }
+
+    // The windows' icon, as the SVG draws it: an orange lamp inside a white ring on a teal tile
+    // with transparent corners, at every size a task bar asks for.
+    void theAppIconIsTheLampInItsRingOnTheTile() {
+        for (int size : {16, 32, 48, 128}) {
+            const QImage icon = AppIcon::image(size);
+            const auto at = [&](double x, double y) {
+                return icon.pixelColor(int(x * size / 128), int(y * size / 128));
+            };
+            QCOMPARE(at(1, 1).alpha(), 0);
+            const QColor tile = at(20, 64), ring = at(64, 29.5), lamp = at(66, 66);
+            QVERIFY2(tile.green() > tile.red() + 60 && tile.alpha() == 255,
+                     qPrintable(tile.name()));
+            QVERIFY2(ring.lightness() > 200, qPrintable(ring.name()));
+            QVERIFY2(lamp.red() > 200 && lamp.blue() < 150, qPrintable(lamp.name()));
+        }
+        QCOMPARE(AppIcon::icon().availableSizes().size(), 6);
+        AppIcon::applyToApplication();
+        QCOMPARE(QGuiApplication::desktopFileName(), QStringLiteral("ostrelvan"));
+        QVERIFY(!QGuiApplication::windowIcon().isNull());
     }
 };
 

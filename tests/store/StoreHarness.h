@@ -57,7 +57,7 @@ struct StoreHarness {
                        acknowledged,
                        [this](std::int32_t pid) { return alive.contains(pid); },
                        [this] { return now; },
-                       "/home/ana/.claude",
+                       {"/home/ana/.claude"},
                        system(),
                        [this] { return fade; }};
 

@@ -7,6 +7,7 @@
 #include "SessionPanelView.h"
 #include "SessionRow.h"
 #include "StatusLamp.h"
+#include "WidgetMenu.h"
 #include "WidgetViewHarness.h"
 #include "WindowHeader.h"
 
@@ -188,7 +189,6 @@ private slots:
         actions.restart = [&] { calls << QStringLiteral("restart"); };
         actions.openSettings = [&] { calls << QStringLiteral("settings"); };
         actions.quit = [&] { calls << QStringLiteral("quit"); };
-        actions.extendMenu = [&](QMenu& menu) { menu.addAction(QStringLiteral("Extra")); };
         ViewHarness h(oneTwoOne(), 600, true, actions);
         h.model.setExpanded(true);
 
@@ -197,7 +197,7 @@ private slots:
         QCOMPARE(entries(rowMenu),
                  (QStringList{QStringLiteral("Show in File Manager"), QStringLiteral("-"),
                               QStringLiteral("Settings\u2026"), QStringLiteral("Restart Ostrelvan"),
-                              QStringLiteral("Quit Ostrelvan"), QStringLiteral("Extra")}));
+                              QStringLiteral("Quit Ostrelvan")}));
         entry(rowMenu, QStringLiteral("Show in File Manager"))->trigger();
         entry(rowMenu, QStringLiteral("Restart Ostrelvan"))->trigger();
         entry(rowMenu, QStringLiteral("Quit Ostrelvan"))->trigger();
@@ -212,6 +212,16 @@ private slots:
         QCOMPARE(calls, (QStringList{QStringLiteral("reveal c"), QStringLiteral("restart"),
                                      QStringLiteral("quit"), QStringLiteral("settings"),
                                      QStringLiteral("settings")}));
+
+        // The application's menu takes the place of the widget's own entries.
+        actions.appMenu = [](QMenu& menu) {
+            menu.addAction(QStringLiteral("Connect to Claude Code"));
+            menu.addAction(QStringLiteral("Quit Ostrelvan"));
+        };
+        QMenu appMenu;
+        WidgetMenu(actions).addTo(appMenu);
+        QCOMPARE(entries(appMenu), (QStringList{QStringLiteral("Connect to Claude Code"),
+                                                QStringLiteral("Quit Ostrelvan")}));
     }
 
     void pointerAndWheelReachTheCanvas() {

@@ -17,7 +17,7 @@ SessionGroup singles(int count) {
     SessionGroup group{"session-x", "x", {}};
     for (int i = 0; i < count; ++i) {
         DisplayedSession session;
-        session.state.sessionId = "s" + std::to_string(i);
+        session.state.sessionId = std::string("s").append(std::to_string(i));
         session.name = session.state.sessionId;
         group.sessions.push_back(session);
     }
@@ -29,7 +29,8 @@ std::vector<SessionGroup> separate(int count) {
     std::vector<SessionGroup> groups;
     for (int i = 0; i < count; ++i) {
         auto group = singles(1);
-        group.sessions.front().state.sessionId = group.id = "s" + std::to_string(i);
+        group.sessions.front().state.sessionId = group.id =
+            std::string("s").append(std::to_string(i));
         groups.push_back(group);
     }
     return groups;
@@ -74,7 +75,9 @@ private slots:
         QCOMPARE(model.canvasHeight(), double(expected.height()));
         QVERIFY(controller.panel().isVisible());
         const auto flags = controller.panel().windowFlags();
-        QVERIFY(flags.testFlag(Qt::Tool));
+        // A utility window of its own (transient for nothing: the end-to-end tests check that).
+        QVERIFY(controller.panel().isWindow());
+        QVERIFY(controller.panel().testAttribute(Qt::WA_X11NetWmWindowTypeUtility));
         QVERIFY(flags.testFlag(Qt::FramelessWindowHint));
         QVERIFY(flags.testFlag(Qt::WindowStaysOnTopHint));
         QVERIFY(flags.testFlag(Qt::WindowDoesNotAcceptFocus));

@@ -58,7 +58,7 @@ inline std::vector<SessionGroup> singles(int count) {
     const SessionStatus statuses[] = {SessionStatus::working, SessionStatus::idle,
                                       SessionStatus::needsApproval, SessionStatus::awaitingReview};
     for (int i = 0; i < count; ++i) {
-        const std::string id = "s" + std::to_string(i);
+        const std::string id = std::string("s").append(std::to_string(i));
         groups.push_back(group("session-" + id, id,
                                {displayed(id, statuses[i % 4], "session " + std::to_string(i + 1),
                                           "/src/project-" + std::to_string(i), 60.0 * i)}));

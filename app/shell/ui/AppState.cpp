@@ -6,6 +6,7 @@
 #include "HookInstaller.h"
 #include "LaunchAtLogin.h"
 #include "Log.h"
+#include "MenuBarMenu.h"
 #include "ProcessTable.h"
 #include "SettingsWindowController.h"
 
@@ -46,7 +47,7 @@ AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices service
       acknowledged_(defaults),
       store_(SessionFileStore(DataPaths::sessions(services_.environment)), acknowledged_,
              ProcessTable::isAlive, wallClockNow,
-             ClaudeRegistry::configDirectory(services_.home, services_.environment),
+             ClaudeRegistry::ownFolders(services_.home, services_.environment),
              mode_.kind == LaunchMode::Kind::normal
                  ? ClaudeSystem::live(services_.home, services_.environment)
                  : ClaudeSystem::none(),
@@ -260,7 +261,11 @@ WidgetActions AppState::actions() {
                 self->quit();
             }
         },
-        appMenu_,
+        [self](QMenu& menu) {
+            if (self) {
+                MenuBarMenu::append(menu, *self);
+            }
+        },
     };
 }
 

@@ -49,13 +49,10 @@ public:
     const std::filesystem::path& settingsURL() const { return hookPaths_.settingsFile; }
     const std::filesystem::path& helperURL() const { return hookPaths_.helper; }
 
-    // The widget's five actions, and quitting; the tray menu's entries for the widget's menu when
-    // there is no tray.
+    // The widget's five actions, quitting, and the tray menu's entries for the widget's menu.
     WidgetActions actions();
     // What the tray menu shows now.
     MenuBarState menuBarState() const;
-    // Given to the widget when the desktop has no tray host; before start().
-    void setAppMenu(std::function<void(QMenu&)> fill) { appMenu_ = std::move(fill); }
 
     // Normal mode, in this order: refresh the helper, repair the hook entries, send transitions
     // to the sounds, start the store, show the widget, start the updater. Tests mode: nothing.
@@ -92,7 +89,6 @@ private:
     SessionStore store_;
     AppUpdater updater_;
     AppRestarter restarter_;
-    std::function<void(QMenu&)> appMenu_;
     std::unique_ptr<WidgetHost> widget_;
     std::unique_ptr<SettingsWindowController> settingsWindow_;
 };

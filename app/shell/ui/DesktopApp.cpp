@@ -4,7 +4,6 @@
 #include "AppState.h"
 #include "LaunchMode.h"
 #include "Log.h"
-#include "MenuBarMenu.h"
 #include "SettingsFileCheck.h"
 #include "SettingsKeyValueStore.h"
 #include "SingleInstance.h"
@@ -48,9 +47,6 @@ int runDesktopApp(QApplication& application, DesktopParts parts) {
     AppState state(mode, defaults, std::move(services));
     SettingsFileCheck::watchWrites(defaults, state.settings());
     TrayIcon tray(state);
-    if (!tray.isAvailable()) {
-        state.setAppMenu([&state](QMenu& menu) { MenuBarMenu::appendToWidgetMenu(menu, state); });
-    }
     QObject::connect(&instance, &SingleInstance::presentRequested, &state,
                      &AppState::presentWidget);
     state.start();

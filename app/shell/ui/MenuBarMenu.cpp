@@ -3,6 +3,7 @@
 #include "AppState.h"
 
 #include <QAction>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QMenu>
@@ -11,6 +12,15 @@
 namespace ostrelvan::MenuBarMenu {
 
 namespace {
+
+// The key of an entry, kept whether or not the menu shows it.
+const char* const shortcutKey = "ostrelvanShortcut";
+
+// Keys are shown beside the entries in the macOS menu bar, as every Mac app does. Tray menus on
+// Linux show none: the panel drawing the exported menu has no way to honour them.
+bool showsShortcutTexts() {
+    return QGuiApplication::platformName() == QLatin1String("cocoa");
+}
 
 // Qt fires the shortcut of a menu's action only when the menu hangs from a menu bar in the
 // active window. A tray menu hangs from nothing, so its keys are matched here while it is open.
@@ -28,8 +38,9 @@ protected:
         }
         const QKeySequence pressed(static_cast<QKeyEvent*>(event)->keyCombination());
         for (QAction* action : menu_.actions()) {
-            if (action->isEnabled() && !action->shortcut().isEmpty() &&
-                action->shortcut().matches(pressed) == QKeySequence::ExactMatch) {
+            const auto key = action->property(shortcutKey).value<QKeySequence>();
+            if (action->isEnabled() && !key.isEmpty() &&
+                key.matches(pressed) == QKeySequence::ExactMatch) {
                 menu_.close();
                 action->trigger();
                 return true;
@@ -62,7 +73,11 @@ void add(QMenu& menu, AppState& state, const std::vector<MenuEntry>& entries) {
             action->setChecked(entry.checked);
         }
         if (!entry.shortcut.empty()) {
-            action->setShortcut(QKeySequence(QString::fromStdString(entry.shortcut)));
+            const QKeySequence key(QString::fromStdString(entry.shortcut));
+            action->setProperty(shortcutKey, key);
+            if (showsShortcutTexts()) {
+                action->setShortcut(key);
+            }
         }
         if (entry.command != MenuCommand::none) {
             const MenuCommand command = entry.command;
@@ -81,17 +96,13 @@ void add(QMenu& menu, AppState& state, const std::vector<MenuEntry>& entries) {
 
 } // namespace
 
-void fill(QMenu& menu, AppState& state) {
-    menu.clear();
+void append(QMenu& menu, AppState& state) {
     add(menu, state, MenuBarContent::entries(state.menuBarState()));
 }
 
-void appendToWidgetMenu(QMenu& menu, AppState& state) {
-    const auto extras = MenuBarContent::widgetMenuExtras(state.menuBarState());
-    if (!extras.empty()) {
-        menu.addSeparator();
-        add(menu, state, extras);
-    }
+void fill(QMenu& menu, AppState& state) {
+    menu.clear();
+    append(menu, state);
 }
 
 } // namespace ostrelvan::MenuBarMenu

@@ -46,9 +46,13 @@ QLabel* helpText(const char* text, QWidget* parent) {
     return label;
 }
 
-QLabel* rowLabel(const char* text, QWidget* parent) {
+// The label names its control, to the eye and to a screen reader: the control's accessible name
+// is the label's text, and the label is its buddy.
+QLabel* rowLabel(const char* text, QWidget* control, QWidget* parent) {
     auto* label = new QLabel(QString::fromUtf8(text), parent);
     label->setFixedWidth(SettingsView::labelColumnWidth);
+    label->setBuddy(control);
+    control->setAccessibleName(label->text());
     return label;
 }
 
@@ -90,7 +94,10 @@ void SettingsView::build() {
     for (const auto& [fade, text] : reviewFadeChoices) {
         reviewFade_->addItem(QString::fromUtf8(text), int(fade));
     }
-    lampsLayout->addWidget(new QLabel(QStringLiteral("Review lamp fades"), lamps), 0, 0);
+    auto* fadeLabel = new QLabel(QStringLiteral("Review lamp fades"), lamps);
+    fadeLabel->setBuddy(reviewFade_);
+    reviewFade_->setAccessibleName(fadeLabel->text());
+    lampsLayout->addWidget(fadeLabel, 0, 0);
     lampsLayout->addWidget(reviewFade_, 0, 1);
     lampsLayout->setColumnStretch(1, 1);
     lampsLayout->addWidget(helpText("The orange lamp after Claude finishes. Opening the session "
@@ -125,7 +132,7 @@ void SettingsView::build() {
     }
     connect(appearance_, &QButtonGroup::idClicked, this,
             [this](int id) { settings_.setGlassAppearance(GlassAppearance(id)); });
-    glassLayout->addWidget(rowLabel("Appearance", glass), 0, 0);
+    glassLayout->addWidget(rowLabel("Appearance", segments, glass), 0, 0);
     glassLayout->addWidget(segments, 0, 1, 1, 2);
 
     blur_ = new QSlider(Qt::Horizontal, glass);
@@ -134,7 +141,7 @@ void SettingsView::build() {
     blurValue_ = valueLabel("blurValue", glass);
     connect(blur_, &QSlider::valueChanged, this,
             [this](int value) { settings_.setGlassBlur(value); });
-    glassLayout->addWidget(rowLabel("Blur", glass), 1, 0);
+    glassLayout->addWidget(rowLabel("Blur", blur_, glass), 1, 0);
     glassLayout->addWidget(blur_, 1, 1);
     glassLayout->addWidget(blurValue_, 1, 2);
 
@@ -144,7 +151,7 @@ void SettingsView::build() {
     tintValue_ = valueLabel("tintValue", glass);
     connect(tint_, &QSlider::valueChanged, this,
             [this](int value) { settings_.setGlassTint(value / 100.0); });
-    glassLayout->addWidget(rowLabel("Tint", glass), 2, 0);
+    glassLayout->addWidget(rowLabel("Tint", tint_, glass), 2, 0);
     glassLayout->addWidget(tint_, 2, 1);
     glassLayout->addWidget(tintValue_, 2, 2);
 

@@ -36,7 +36,9 @@ TrayIcon::TrayIcon(AppState& state, QObject* parent)
     connect(&state_, &AppState::launchAtLoginChanged, this, &TrayIcon::rebuildMenu);
     connect(&state_.updater(), &AppUpdater::changed, this, &TrayIcon::rebuildMenu);
     connect(&state_.store(), &SessionStore::sessionsChanged, this, [this] { updateIcon(); });
-    // Elsewhere than macOS a click (not only a right click) should open the menu as well.
+    // Elsewhere than macOS a click (not only a right click) opens the menu as well: the very menu
+    // whose exported copy a StatusNotifierItem host draws on a right click (a left click only
+    // reaches the app, as Activate), with the same entries in the same order.
     if (style_ == TrayIconArt::Style::contrasted) {
         connect(item_.get(), &QSystemTrayIcon::activated, this,
                 [this](QSystemTrayIcon::ActivationReason reason) {

@@ -26,8 +26,8 @@ public:
     virtual void collapse() = 0;
 };
 
-// What the widget is built from. The actions' `extendMenu` is set only when the desktop has no
-// tray host: it adds the tray menu's entries, so that the widget's own menu carries them.
+// What the widget is built from. The actions' `appMenu` adds the tray menu's entries, so that the
+// widget's menu is the tray's.
 struct WidgetContext {
     SessionStore& store;
     AppSettings& settings;
