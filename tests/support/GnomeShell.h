@@ -173,14 +173,18 @@ private:
         outer_ = ":" + firstLine(scratch() / "display", "Xvfb");
         display_ = outer_;
 
+        // The buses start services (dconf among them) that write under HOME: the session's own,
+        // never the user's who runs the tests.
+        Variables busVariables = environment();
+        busVariables.erase("DBUS_SESSION_BUS_ADDRESS");
         sessionBusDaemon_.emplace(
             std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address=1"},
-            std::nullopt, Streams{"/dev/null", scratch() / "session-bus"});
+            busVariables, Streams{"/dev/null", scratch() / "session-bus"});
         sessionBus_ = firstLine(scratch() / "session-bus", "the session bus");
         // Nothing the shell asks of the system bus has to answer; it has to be there.
         systemBusDaemon_.emplace(
             std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address=1"},
-            std::nullopt, Streams{"/dev/null", scratch() / "system-bus"});
+            busVariables, Streams{"/dev/null", scratch() / "system-bus"});
         const std::string systemBus = firstLine(scratch() / "system-bus", "the system bus");
 
         std::vector<std::string> argv{"gnome-shell"};
