@@ -10,5 +10,6 @@ Q_DECLARE_LOGGING_CATEGORY(appLog)      // "app": start-up, sounds, updates, res
 Q_DECLARE_LOGGING_CATEGORY(sessionsLog) // "sessions": defined by the session store
 Q_DECLARE_LOGGING_CATEGORY(uiLog)       // "ui": windows, the tray, opening sessions
 Q_DECLARE_LOGGING_CATEGORY(hooksLog)    // "hooks": the helper and Claude Code's hook entries
+Q_DECLARE_LOGGING_CATEGORY(permissionsLog) // "permissions": requests answered from the app
 
 } // namespace ostrelvan

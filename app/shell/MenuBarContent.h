@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DisplayedSession.h"
+#include "PendingRequest.h"
 
 #include <optional>
 #include <string>
@@ -20,6 +21,10 @@ enum class MenuCommand {
     checkForUpdates,
     restart,
     quit,
+    // The entry's request.
+    allowRequest,
+    allowRequestAndAddRule,
+    denyRequest,
 };
 
 // One line of the tray / menu-bar menu. Text lines are shown and cannot be chosen.
@@ -32,6 +37,7 @@ struct MenuEntry {
     bool enabled = true;
     bool checked = false; // toggles only
     std::string shortcut; // portable key text: "Ctrl" is Command on macOS
+    std::string requestId; // the request an answer entry answers
 
     bool operator==(const MenuEntry&) const = default;
 };
@@ -45,6 +51,8 @@ struct MenuBarState {
     bool updaterConfigured = false;
     std::string versionLine;
     bool canCheckNow = false;
+    // The permission requests the app can answer, oldest first.
+    std::vector<PendingRequest> requests;
 
     bool operator==(const MenuBarState&) const = default;
 };
@@ -55,7 +63,8 @@ namespace MenuBarContent {
 inline constexpr std::string_view tip = "Tip: the first click asks VS Code to allow the Claude "
                                         "link once. Tick \"Do not ask me again\".";
 
-// The version line and "Check for Updates…" only where an updater is configured.
+// Each waiting permission request first (its project and what it asks, then its answers), then
+// the rest. The version line and "Check for Updates…" only where an updater is configured.
 std::vector<MenuEntry> entries(const MenuBarState& state);
 
 // The entries that the widget's own menu lacks (it has "Settings…", "Restart Ostrelvan" and

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "DisplayedSession.h"
+#include "PendingRequest.h"
 
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 
 class QMenu;
 
@@ -25,6 +27,8 @@ struct WidgetActions {
     // Appends the application's own entries to the widget menu, for a desktop without a tray
     // host where the widget's menu is the only one the user has.
     std::function<void(QMenu&)> extendMenu;
+    // The user's answer to the waiting permission request with this id.
+    std::function<void(const std::string& requestId, PermissionChoice)> answer;
 };
 
 } // namespace ostrelvan
