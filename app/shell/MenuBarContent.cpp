@@ -7,15 +7,16 @@ namespace ostrelvan::MenuBarContent {
 namespace {
 
 MenuEntry button(std::string text, MenuCommand command, std::string shortcut = {}) {
-    return {MenuEntry::Kind::button, std::move(text), command, true, false, std::move(shortcut)};
+    return {
+        MenuEntry::Kind::button, std::move(text), command, true, false, std::move(shortcut), {}};
 }
 
 MenuEntry text(std::string text) {
-    return {MenuEntry::Kind::text, std::move(text), MenuCommand::none, false, false, {}};
+    return {MenuEntry::Kind::text, std::move(text), MenuCommand::none, false, false, {}, {}};
 }
 
 MenuEntry toggle(std::string text, MenuCommand command, bool checked) {
-    return {MenuEntry::Kind::toggle, std::move(text), command, true, checked, {}};
+    return {MenuEntry::Kind::toggle, std::move(text), command, true, checked, {}, {}};
 }
 
 MenuEntry divider() {

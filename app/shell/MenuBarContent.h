@@ -35,8 +35,8 @@ struct MenuEntry {
     std::string text;
     MenuCommand command = MenuCommand::none;
     bool enabled = true;
-    bool checked = false; // toggles only
-    std::string shortcut; // portable key text: "Ctrl" is Command on macOS
+    bool checked = false;  // toggles only
+    std::string shortcut;  // portable key text: "Ctrl" is Command on macOS
     std::string requestId; // the request an answer entry answers
 
     bool operator==(const MenuEntry&) const = default;

@@ -183,8 +183,8 @@ void PermissionRequests::receive(Connection& connection, const PermissionMessage
     if (taken || pending_.size() >= maxPending) {
         qCWarning(permissionsLog, "declined a request: %s",
                   taken ? "its id is already waiting" : "too many waiting");
-        send(connection, PermissionMessage::answer(PermissionMessage::Type::declined,
-                                                   message.requestId));
+        send(connection,
+             PermissionMessage::answer(PermissionMessage::Type::declined, message.requestId));
         return;
     }
     // The session asks again: what it asked before is no longer on its screen.

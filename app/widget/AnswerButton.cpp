@@ -80,8 +80,8 @@ void AnswerButton::paintEvent(QPaintEvent*) {
     case PermissionChoice::allowAndAddRule:
         painter.setPen(QPen(withOpacity(GlassColor::success(), pressed), ringWidth));
         painter.setBrush(withOpacity(GlassColor::success(), hovered ? 0.2 : 0.08));
-        painter.drawEllipse(circle.adjusted(ringWidth / 2, ringWidth / 2, -ringWidth / 2,
-                                            -ringWidth / 2));
+        painter.drawEllipse(
+            circle.adjusted(ringWidth / 2, ringWidth / 2, -ringWidth / 2, -ringWidth / 2));
         symbol = withOpacity(GlassColor::success(), pressed);
         break;
     case PermissionChoice::deny:
@@ -94,7 +94,7 @@ void AnswerButton::paintEvent(QPaintEvent*) {
     }
     const QRectF glyph(circle.center().x() - glyphSide / 2, circle.center().y() - glyphSide / 2,
                        glyphSide, glyphSide);
-    const Glyph shape = choice_ == PermissionChoice::deny ? Glyph::xmark
+    const Glyph shape = choice_ == PermissionChoice::deny    ? Glyph::xmark
                         : choice_ == PermissionChoice::allow ? Glyph::checkmark
                                                              : Glyph::checkmarkDouble;
     Glyphs::paint(painter, shape, glyph, symbol, glyphWeight);

@@ -125,9 +125,8 @@ void SessionRow::setRequest(const std::optional<PendingRequest>& request) {
         return;
     request_ = request;
     for (AnswerButton* button : buttons_) {
-        const bool shown =
-            request_ && (button->choice() != PermissionChoice::allowAndAddRule ||
-                         request_->canAddRule);
+        const bool shown = request_ && (button->choice() != PermissionChoice::allowAndAddRule ||
+                                        request_->canAddRule);
         button->setVisible(shown);
     }
     placeButtons();

@@ -12,9 +12,10 @@
 
 namespace ostrelvan {
 
-// What the widget shows: the displayed groups, the permission requests it can answer, whether the hooks are connected and the clock the
-// rows' elapsed times are measured with. The live app fills it from the store and the settings;
-// the design preview fills it with demo sessions and a fixed clock, reading no files.
+// What the widget shows: the displayed groups, the permission requests it can answer, whether the
+// hooks are connected and the clock the rows' elapsed times are measured with. The live app fills
+// it from the store and the settings; the design preview fills it with demo sessions and a fixed
+// clock, reading no files.
 class WidgetFeed : public QObject {
     Q_OBJECT
 public:

@@ -2,6 +2,7 @@
 
 #include "ClaudeRegistry.h"
 #include "DataPaths.h"
+#include "FileSystem.h"
 #include "HelperInstaller.h"
 #include "HookInstaller.h"
 #include "LaunchAtLogin.h"
@@ -45,11 +46,17 @@ AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices service
       hookPaths_(hookPathsOf(services_)), mode_(std::move(mode)), settings_(defaults),
       acknowledged_(defaults),
       store_(SessionFileStore(DataPaths::sessions(services_.environment)), acknowledged_,
-             ProcessTable::isAlive, wallClockNow, ClaudeRegistry::configDirectory(services_.home, services_.environment),
+             ProcessTable::isAlive, wallClockNow,
+             ClaudeRegistry::configDirectory(services_.home, services_.environment),
              mode_.kind == LaunchMode::Kind::normal
                  ? ClaudeSystem::live(services_.home, services_.environment)
                  : ClaudeSystem::none(),
              [this] { return seconds(settings_.reviewFade()); }),
+      requests_(DataPaths::permissionSocket(DataPaths::root(services_.environment)),
+                [sessions = ClaudeRegistry::sessionsDirectory(
+                     ClaudeRegistry::configDirectory(services_.home, services_.environment))] {
+                    return ClaudeRegistry::load(sessions);
+                }),
       updater_(services_.bundleInfo, mode_.kind == LaunchMode::Kind::normal,
                services_.makeUpdateService),
       restarter_(
@@ -86,8 +93,9 @@ void AppState::start() {
         }
     };
     store_.start();
+    startAnswering();
     if (services_.makeWidget) {
-        widget_ = services_.makeWidget({store_, settings_, actions()});
+        widget_ = services_.makeWidget({store_, settings_, requests_, actions()});
     }
     if (widget_) {
         widget_->show();
@@ -95,6 +103,42 @@ void AppState::start() {
         qCWarning(uiLog, "no widget in this build");
     }
     updater_.start();
+}
+
+void AppState::startAnswering() {
+    connect(&store_, &SessionStore::sessionsChanged, &requests_,
+            [this] { requests_.checkSessions(store_.sessions()); });
+    notifications_ = std::make_unique<PermissionNotifications>(
+        [this](const std::string& requestId, const std::string& action) {
+            answer(requestId, action == "allow" ? PermissionChoice::allow : PermissionChoice::deny);
+        });
+    connect(&requests_, &PermissionRequests::requestAdded, this, &AppState::notify);
+    connect(&requests_, &PermissionRequests::requestEnded, this,
+            [this](const std::string& requestId) { notifications_->withdraw(requestId); });
+    const auto follow = [this] {
+        // The socket lives in the data root, which only this user may enter.
+        std::error_code ignored;
+        FileSystem::createPrivateDirectories(DataPaths::root(services_.environment), ignored);
+        requests_.setEnabled(settings_.answersRequests());
+    };
+    connect(&settings_, &AppSettings::changed, &requests_, follow);
+    follow();
+}
+
+// Like the cues, quiet in the first moments after launch.
+void AppState::notify(const PendingRequest& request) {
+    if (secondsBetween(sounds_.startedAt(), wallClockNow()) < SoundPlayer::quietPeriod) {
+        return;
+    }
+    const std::string asked = request.summary.empty() ? request.toolName : request.summary;
+    notifications_->show(
+        request.requestId,
+        QStringLiteral("%1 needs approval").arg(QString::fromStdString(request.project)),
+        QString::fromStdString(asked));
+}
+
+void AppState::answer(const std::string& requestId, PermissionChoice choice) {
+    requests_.answer(requestId, choice);
 }
 
 void AppState::refreshHelper() {
@@ -260,6 +304,11 @@ WidgetActions AppState::actions() {
             }
         },
         appMenu_,
+        [self](const std::string& requestId, PermissionChoice choice) {
+            if (self) {
+                self->answer(requestId, choice);
+            }
+        },
     };
 }
 
@@ -267,11 +316,20 @@ MenuBarState AppState::menuBarState() const {
     return {settings_.hooksConnected(), hookError_,
             settings_.soundsEnabled(),  launchAtLogin_,
             updater_.isConfigured(),    updater_.versionLine(),
-            updater_.canCheckNow()};
+            updater_.canCheckNow(),     requests_.pending()};
 }
 
-void AppState::perform(MenuCommand command) {
+void AppState::perform(MenuCommand command, const std::string& requestId) {
     switch (command) {
+    case MenuCommand::allowRequest:
+        answer(requestId, PermissionChoice::allow);
+        return;
+    case MenuCommand::allowRequestAndAddRule:
+        answer(requestId, PermissionChoice::allowAndAddRule);
+        return;
+    case MenuCommand::denyRequest:
+        answer(requestId, PermissionChoice::deny);
+        return;
     case MenuCommand::none:
         return;
     case MenuCommand::connect:

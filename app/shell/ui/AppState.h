@@ -9,6 +9,8 @@
 #include "KeyValueStore.h"
 #include "LaunchMode.h"
 #include "MenuBarContent.h"
+#include "PermissionNotifications.h"
+#include "PermissionRequests.h"
 #include "SessionStore.h"
 #include "SoundPlayer.h"
 #include "WidgetHost.h"
@@ -41,6 +43,7 @@ public:
     AcknowledgedStore& acknowledged() { return acknowledged_; }
     AppUpdater& updater() { return updater_; }
     SoundPlayer& sounds() { return sounds_; }
+    PermissionRequests& requests() { return requests_; }
     // The last connect or disconnect failure, until one succeeds.
     const std::optional<std::string>& hookError() const { return hookError_; }
     bool launchAtLogin() const { return launchAtLogin_; }
@@ -67,7 +70,9 @@ public:
     void openSettings();
     void restart();
     void quit();
-    void perform(MenuCommand command);
+    // `requestId` is the request an answer entry answers.
+    void perform(MenuCommand command, const std::string& requestId = {});
+    void answer(const std::string& requestId, PermissionChoice choice);
     // Another start of the app asked for the panel.
     void openWidgetPinned();
 
@@ -80,6 +85,8 @@ private:
     void refreshHelper();
     void repairHooksIfNeeded();
     void playSoundFor(const SessionTransition& transition);
+    void startAnswering();
+    void notify(const PendingRequest& request);
 
     AppServices services_;
     std::optional<std::string> hookError_;
@@ -90,6 +97,8 @@ private:
     AppSettings settings_;
     AcknowledgedStore acknowledged_;
     SessionStore store_;
+    PermissionRequests requests_;
+    std::unique_ptr<PermissionNotifications> notifications_;
     AppUpdater updater_;
     AppRestarter restarter_;
     std::function<void(QMenu&)> appMenu_;
