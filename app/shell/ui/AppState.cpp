@@ -108,13 +108,7 @@ void AppState::start() {
 void AppState::startAnswering() {
     connect(&store_, &SessionStore::sessionsChanged, &requests_,
             [this] { requests_.checkSessions(store_.sessions()); });
-    notifications_ = std::make_unique<PermissionNotifications>(
-        [this](const std::string& requestId, const std::string& action) {
-            answer(requestId, action == "allow" ? PermissionChoice::allow : PermissionChoice::deny);
-        });
-    connect(&requests_, &PermissionRequests::requestAdded, this, &AppState::notify);
-    connect(&requests_, &PermissionRequests::requestEnded, this,
-            [this](const std::string& requestId) { notifications_->withdraw(requestId); });
+    notifier_ = std::make_unique<PermissionNotifier>(requests_, sounds_.startedAt());
     const auto follow = [this] {
         // The socket lives in the data root, which only this user may enter.
         std::error_code ignored;
@@ -123,18 +117,6 @@ void AppState::startAnswering() {
     };
     connect(&settings_, &AppSettings::changed, &requests_, follow);
     follow();
-}
-
-// Like the cues, quiet in the first moments after launch.
-void AppState::notify(const PendingRequest& request) {
-    if (secondsBetween(sounds_.startedAt(), wallClockNow()) < SoundPlayer::quietPeriod) {
-        return;
-    }
-    const std::string asked = request.summary.empty() ? request.toolName : request.summary;
-    notifications_->show(
-        request.requestId,
-        QStringLiteral("%1 needs approval").arg(QString::fromStdString(request.project)),
-        QString::fromStdString(asked));
 }
 
 void AppState::answer(const std::string& requestId, PermissionChoice choice) {

@@ -9,7 +9,7 @@
 #include "KeyValueStore.h"
 #include "LaunchMode.h"
 #include "MenuBarContent.h"
-#include "PermissionNotifications.h"
+#include "PermissionNotifier.h"
 #include "PermissionRequests.h"
 #include "SessionStore.h"
 #include "SoundPlayer.h"
@@ -86,7 +86,6 @@ private:
     void repairHooksIfNeeded();
     void playSoundFor(const SessionTransition& transition);
     void startAnswering();
-    void notify(const PendingRequest& request);
 
     AppServices services_;
     std::optional<std::string> hookError_;
@@ -98,7 +97,7 @@ private:
     AcknowledgedStore acknowledged_;
     SessionStore store_;
     PermissionRequests requests_;
-    std::unique_ptr<PermissionNotifications> notifications_;
+    std::unique_ptr<PermissionNotifier> notifier_;
     AppUpdater updater_;
     AppRestarter restarter_;
     std::function<void(QMenu&)> appMenu_;
