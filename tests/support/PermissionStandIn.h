@@ -4,6 +4,7 @@
 // helper's connection and says what a test tells it to, line by line.
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -73,6 +74,17 @@ public:
         return true;
     }
 
+    // The connected process (Linux); 0 when unknown.
+    pid_t peerPid() const {
+#ifdef SO_PEERCRED
+        ucred credentials{};
+        socklen_t size = sizeof credentials;
+        if (::getsockopt(fd_, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0)
+            return credentials.pid;
+#endif
+        return 0;
+    }
+
     void close() {
         if (fd_ >= 0)
             ::close(fd_);
@@ -101,6 +113,7 @@ private:
 class PermissionStandIn {
 public:
     explicit PermissionStandIn(std::filesystem::path path) : path_(std::move(path)) {
+        ::signal(SIGPIPE, SIG_IGN); // an answer to a helper that is gone fails, it does not kill
         std::filesystem::create_directories(path_.parent_path());
         ::chmod(path_.parent_path().c_str(), 0700);
         fd_ = ::socket(AF_UNIX, SOCK_STREAM, 0);
