@@ -53,6 +53,12 @@ struct HookEvent {
     std::optional<std::string> sessionTitle;
     int runningBackgroundTasks = 0;
     std::optional<std::string> source;
+    std::optional<std::string> promptId;
+    // A PermissionRequest's permission_suggestions array as compact JSON text, when it is an
+    // array and not far over maxSuggestionsText (larger ones are not kept while reading).
+    std::optional<std::string> permissionSuggestions;
+
+    static constexpr std::size_t maxSuggestionsText = 16384;
 
     // Throws HookEventDecodeError.
     static HookEvent decode(std::string_view bytes);
