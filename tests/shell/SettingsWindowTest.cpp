@@ -77,6 +77,14 @@ private slots:
         QCOMPARE(defaults.value(QStringLiteral("glass.tintOpacity")), QVariant(0.4));
         QCOMPARE(child<QLabel>(&view, "tintValue")->text(), QStringLiteral("40 %"));
 
+        // Answering permission requests: on by default, named for a screen reader.
+        auto* answers = child<QCheckBox>(&view, "answersRequests");
+        QVERIFY(answers->isChecked());
+        QCOMPARE(answers->accessibleName(),
+                 QStringLiteral("Answer permission requests from Ostrelvan"));
+        answers->click();
+        QVERIFY(!settings.answersRequests());
+        QCOMPARE(defaults.value(QStringLiteral("permissions.answer")), QVariant(false));
         child<QCheckBox>(&view, "textContrast")->click();
         QCOMPARE(defaults.value(QStringLiteral("glass.textContrast")), QVariant(false));
 
