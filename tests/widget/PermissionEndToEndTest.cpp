@@ -30,8 +30,9 @@ protected:
         if (!ClaudeCli::available())
             GTEST_SKIP() << OSTRELVAN_CLAUDE_CLI << " is missing: `tools/dev test` installs it";
         x.emplace();
-        area = workArea(*x);
-        ASSERT_GT(area.height, 0) << "no work area on the root window";
+        // The window manager publishes it a moment after it starts.
+        ASSERT_TRUE(eventually([&] { return (area = workArea(*x)).height > 0; }))
+            << "no work area on the root window";
     }
 
     Path data() const { return root / "data"; }
