@@ -17,6 +17,8 @@ struct PermissionRequests::Connection {
     // The request this helper sent, once it did.
     std::string requestId;
     bool closing = false;
+    // Disconnected; removed from the list at the next turn of the event loop.
+    bool gone = false;
 };
 
 namespace {
@@ -134,6 +136,8 @@ void PermissionRequests::accept() {
             socket->deleteLater();
             continue;
         }
+        // Owned by its connection, so that closing the server does not delete it under it.
+        socket->setParent(nullptr);
         auto connection = std::make_unique<Connection>();
         connection->socket = socket;
         Connection* raw = connection.get();
@@ -208,9 +212,13 @@ void PermissionRequests::receive(Connection& connection, const PermissionMessage
     emit pendingChanged();
 }
 
+// The connection may be in the middle of being read: it is forgotten once control is back in the
+// event loop.
 void PermissionRequests::disconnected(Connection& connection) {
     const std::string id = connection.requestId;
     connection.closing = true;
+    connection.gone = true;
+    connection.socket->disconnect(this);
     const bool waiting = std::any_of(pending_.begin(), pending_.end(), [&](const auto& request) {
         return !id.empty() && request.requestId == id;
     });
@@ -218,10 +226,16 @@ void PermissionRequests::disconnected(Connection& connection) {
         qCInfo(permissionsLog, "a helper went away before its answer");
         end(id, std::nullopt);
     }
-    QLocalSocket* socket = connection.socket;
-    std::erase_if(connections_, [&](const auto& held) { return held.get() == &connection; });
-    socket->disconnect(this);
-    socket->deleteLater();
+    QMetaObject::invokeMethod(this, &PermissionRequests::forgetClosed, Qt::QueuedConnection);
+}
+
+void PermissionRequests::forgetClosed() {
+    std::erase_if(connections_, [](const auto& connection) {
+        if (!connection->gone)
+            return false;
+        connection->socket->deleteLater();
+        return true;
+    });
 }
 
 // Disconnecting lets what was written go out first; `disconnected` then forgets the connection.

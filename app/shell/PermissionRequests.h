@@ -79,6 +79,7 @@ private:
     void read(Connection& connection);
     void receive(Connection& connection, const PermissionMessage& message);
     void disconnected(Connection& connection);
+    void forgetClosed();
     void close(Connection& connection);
     void send(Connection& connection, const PermissionMessage& message);
     Connection* connectionFor(const std::string& requestId);

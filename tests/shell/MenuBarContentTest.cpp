@@ -59,7 +59,7 @@ TEST(MenuBarContent, NotConnectedOffersConnectAndAnyError) {
 }
 
 TEST(MenuBarContent, ConnectedOffersDisconnectAndTheUpdaterWhenConfigured) {
-    MenuBarState state{true, std::nullopt, false, true, true, "Version 1.4 (37)", false};
+    MenuBarState state{true, std::nullopt, false, true, true, "Version 1.4 (37)", false, {}};
     EXPECT_EQ(describe(MenuBarContent::entries(state)), "(text) Connected to Claude Code\n"
                                                         "Disconnect\n"
                                                         "-\n"
@@ -77,7 +77,7 @@ TEST(MenuBarContent, ConnectedOffersDisconnectAndTheUpdaterWhenConfigured) {
 }
 
 TEST(MenuBarContent, TheWidgetMenuGetsOnlyWhatItLacks) {
-    MenuBarState state{true, "no", true, false, true, "Version 2.0 (3)", true};
+    MenuBarState state{true, "no", true, false, true, "Version 2.0 (3)", true, {}};
     EXPECT_EQ(describe(MenuBarContent::widgetMenuExtras(state)),
               "(text) Connected to Claude Code\n"
               "Disconnect\n"

@@ -3,6 +3,7 @@
 #import <Foundation/Foundation.h>
 #import <UserNotifications/UserNotifications.h>
 
+#include <QCoreApplication>
 #include <QMetaObject>
 #include <QPointer>
 
