@@ -164,6 +164,21 @@ TEST_F(PermissionEndToEnd, AllowOnTheRowRunsTheTool) {
     EXPECT_TRUE(noHelperLeft());
 }
 
+TEST_F(PermissionEndToEnd, AlwaysAllowOnTheRowAddsClaudeCodesRule) {
+    ask("npm test");
+    const auto allow = allowButton();
+    ASSERT_TRUE(allow);
+    // The double check sits right of the check, where Claude Code offered a rule.
+    click(allow->first + 26 + 6, allow->second);
+    const Path local = cli->project() / ".claude/settings.local.json";
+    EXPECT_TRUE(waitUntil([&] {
+        return readText(local).find("Bash(npm test *)") != std::string::npos;
+    })) << readText(local)
+        << cli->screen();
+    EXPECT_TRUE(cli->waitForScreen("Finished.")) << cli->screen();
+    EXPECT_TRUE(noHelperLeft());
+}
+
 TEST_F(PermissionEndToEnd, DenyOnTheRowStopsTheTool) {
     ask("echo ran > marker");
     // Deny is the last button, at the row's right end.
