@@ -191,11 +191,15 @@ TEST_F(PermissionEndToEnd, DenyOnTheRowStopsTheTool) {
 }
 
 TEST_F(PermissionEndToEnd, YesInTheTerminalFirstTakesTheButtonsAway) {
-    ask("echo ran > marker");
+    // The tool takes a while, so no hook event tells before it ends: Claude Code's registry
+    // record must.
+    ask("sleep 6; echo ran > marker");
     ASSERT_TRUE(answerInTerminal("Enter")) << cli->screen();
     const auto gone = buttonsGoneAfterDialog();
     ASSERT_TRUE(gone) << "the buttons stayed\n" << readText(log());
     std::printf("buttons gone %.2f s after the dialog closed\n", *gone);
+    EXPECT_FALSE(std::filesystem::exists(marker())) << "the tool ended before the check";
+    EXPECT_NE(readText(log()).find("answered in the terminal"), std::string::npos);
     EXPECT_TRUE(waitUntil([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
     EXPECT_TRUE(noHelperLeft());
 }
