@@ -166,6 +166,8 @@ public:
     ~DecliningApp() {
         stop_ = true;
         thread_.join();
+        std::printf("%-34s %d requests, each declined\n", "  the stand-in app saw",
+                    declined_.load());
         ::close(listener_);
         fs::remove(path_);
     }
@@ -191,6 +193,7 @@ private:
                 const std::string reply = R"({"type":"declined","requestId":")" +
                                           line.substr(at + key.size(), 32) + "\"}\n";
                 [[maybe_unused]] ssize_t sent = ::write(peer, reply.data(), reply.size());
+                ++declined_;
             }
             ::close(peer);
         }
@@ -199,6 +202,7 @@ private:
     fs::path path_;
     int listener_ = -1;
     std::atomic<bool> stop_{false};
+    std::atomic<int> declined_{0};
     std::thread thread_;
 };
 

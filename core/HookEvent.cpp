@@ -217,9 +217,11 @@ private:
     bool capturing() const { return inner == Inner::suggestions && depth >= 2; }
 
     // Adds a value under the innermost open container; none when that one is past the bound.
+    // `size` is the fewest bytes the value takes in compact JSON, so that the running sum never
+    // exceeds the text's length: past the bound, the text is sure to be too.
     nlohmann::ordered_json* capture(nlohmann::ordered_json value, std::size_t size) {
         nlohmann::ordered_json* top = stack.back();
-        captureSize += size + captureKey.size() + 8;
+        captureSize += size + (top && top->is_object() ? captureKey.size() + 3 : 0);
         if (!top || captureSize > HookEvent::maxSuggestionsText) {
             stack.front() = nullptr; // the whole array is dropped
             return nullptr;
@@ -233,7 +235,7 @@ private:
 
     bool textValue(std::string& text) {
         if (capturing()) {
-            const std::size_t size = text.size();
+            const std::size_t size = text.size() + 2;
             capture(std::move(text), size);
             return true;
         }
@@ -324,11 +326,13 @@ private:
             const bool whole = stack.front() != nullptr;
             stack.pop_back();
             if (depth == 1) {
-                if (whole)
-                    suggestions = captured.dump(-1, ' ', false,
-                                                nlohmann::ordered_json::error_handler_t::replace);
-                else
-                    suggestions.reset();
+                suggestions.reset();
+                if (whole) {
+                    std::string text = captured.dump(
+                        -1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+                    if (text.size() <= HookEvent::maxSuggestionsText)
+                        suggestions = std::move(text);
+                }
                 captured = nullptr;
                 inner = Inner::other;
             }
@@ -348,16 +352,16 @@ private:
 public:
     bool null() override { return nullValue(); }
     bool boolean(bool value) override {
-        return capturing() ? (capture(value, 5), true) : (otherValue(), true);
+        return capturing() ? (capture(value, 4), true) : (otherValue(), true);
     }
     bool number_integer(number_integer_t value) override {
-        return capturing() ? (capture(value, 20), true) : (otherValue(), true);
+        return capturing() ? (capture(value, 1), true) : (otherValue(), true);
     }
     bool number_unsigned(number_unsigned_t value) override {
-        return capturing() ? (capture(value, 20), true) : (otherValue(), true);
+        return capturing() ? (capture(value, 1), true) : (otherValue(), true);
     }
     bool number_float(number_float_t value, const string_t&) override {
-        return capturing() ? (capture(value, 24), true) : (otherValue(), true);
+        return capturing() ? (capture(value, 1), true) : (otherValue(), true);
     }
     bool string(string_t& text) override { return textValue(text); }
     bool binary(binary_t&) override { return otherValue(), true; }

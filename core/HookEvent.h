@@ -54,8 +54,9 @@ struct HookEvent {
     int runningBackgroundTasks = 0;
     std::optional<std::string> source;
     std::optional<std::string> promptId;
-    // A PermissionRequest's permission_suggestions array as compact JSON text, when it is an
-    // array and not far over maxSuggestionsText (larger ones are not kept while reading).
+    // A PermissionRequest's permission_suggestions as compact JSON text (invalid UTF-8 replaced),
+    // when it is an array of at most maxSuggestionsText bytes so written; a larger one is dropped
+    // while it is read.
     std::optional<std::string> permissionSuggestions;
 
     static constexpr std::size_t maxSuggestionsText = 16384;

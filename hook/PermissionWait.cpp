@@ -44,7 +44,7 @@ int remaining(Clock::time_point deadline) {
 
 class Wait {
 public:
-    Wait(const PermissionMessage& request, const Log& log) : request_(request), log_(log) {}
+    Wait(const Request& request, const Log& log) : makeRequest_(request), log_(log) {}
     Wait(const Wait&) = delete;
     Wait& operator=(const Wait&) = delete;
     ~Wait() {
@@ -61,6 +61,7 @@ public:
             return std::nullopt;
         std::string line;
         try {
+            request_ = makeRequest_();
             line = request_.encode();
         } catch (const PermissionMessageError& error) {
             log_(std::string("Permission request not offered: ") + error.what());
@@ -216,7 +217,8 @@ private:
         }
     }
 
-    const PermissionMessage& request_;
+    const Request& makeRequest_;
+    PermissionMessage request_;
     const Log& log_;
     FileDescriptor socket_;
     FileDescriptor signalReader_, signalWriter_;
@@ -247,9 +249,8 @@ milliseconds limit(const Environment& environment) {
     return defaultLimit;
 }
 
-std::optional<std::string> ask(const std::filesystem::path& socket,
-                               const PermissionMessage& request, milliseconds limit,
-                               const Log& log) noexcept {
+std::optional<std::string> ask(const std::filesystem::path& socket, const Request& request,
+                               milliseconds limit, const Log& log) noexcept {
     try {
         return Wait(request, log).run(socket, limit);
     } catch (...) {

@@ -27,13 +27,15 @@ bool interactive(const Environment& environment);
 std::chrono::milliseconds limit(const Environment& environment);
 
 using Log = std::function<void(std::string_view)>;
+// Builds the request, only once an app of this user is there to take it: without one, the helper
+// exits having spent nothing on it.
+using Request = std::function<PermissionMessage()>;
 
-// Offers `request` to the desktop app listening on `socket` and waits for the user's answer.
+// Offers the request to the desktop app listening on `socket` and waits for the user's answer.
 // Returns Claude Code's output for a decision; none when the app is not there, is another user's,
 // declines, goes away or withdraws the request, on SIGTERM, SIGINT or SIGHUP, and at `limit`.
 // Uses no threads and starts no process. Never throws; problems worth knowing go to `log`.
-std::optional<std::string> ask(const std::filesystem::path& socket,
-                               const PermissionMessage& request, std::chrono::milliseconds limit,
-                               const Log& log) noexcept;
+std::optional<std::string> ask(const std::filesystem::path& socket, const Request& request,
+                               std::chrono::milliseconds limit, const Log& log) noexcept;
 
 } // namespace ostrelvan::PermissionWait

@@ -106,12 +106,15 @@ std::optional<Recorded> record(const Environment& environment, const char* self)
 // the decision, if one comes, is the only thing this helper ever prints.
 void offer(const Environment& environment, const Recorded& recorded) {
     const HookEvent& event = *recorded.event;
-    nlohmann::ordered_json suggestions = nlohmann::ordered_json::array();
-    if (event.permissionSuggestions)
-        suggestions = nlohmann::ordered_json::parse(*event.permissionSuggestions, nullptr, false);
-    const PermissionMessage request = PermissionMessage::request(
-        PermissionWire::newRequestId(), event.sessionId, event.promptId, event.cwd,
-        event.toolName.value_or(""), ApprovalDetail::describe(event).value_or(""), suggestions);
+    const auto request = [&event] {
+        nlohmann::ordered_json suggestions = nlohmann::ordered_json::array();
+        if (event.permissionSuggestions)
+            suggestions =
+                nlohmann::ordered_json::parse(*event.permissionSuggestions, nullptr, false);
+        return PermissionMessage::request(
+            PermissionWire::newRequestId(), event.sessionId, event.promptId, event.cwd,
+            event.toolName.value_or(""), ApprovalDetail::describe(event).value_or(""), suggestions);
+    };
     const std::filesystem::path& root = recorded.root;
     const std::optional<std::string> output = PermissionWait::ask(
         DataPaths::permissionSocket(root), request, PermissionWait::limit(environment),

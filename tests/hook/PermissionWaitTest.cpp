@@ -179,6 +179,11 @@ TEST(PermissionWait, PrintsExactlyTheDecisionForItsOwnRequest) {
                                       answerLine("withdraw", other) + "{not json\n" +
                                       std::string(20000, ' ') + "\n"));
         EXPECT_FALSE(helper.exitsWithin(300ms));
+        // It waits without the session's lock: the session's next event is recorded meanwhile.
+        const Outcome notification =
+            f.run(payload("Notification", "s1", R"(,"notification_type":"permission_prompt")"));
+        EXPECT_EQ(notification.code, 0);
+        EXPECT_TRUE(SessionFileStore::read(f.sessions() / "s1.json"));
         ASSERT_TRUE(offered.peer.send(answerLine("decision", offered.requestId, decision)));
         ASSERT_TRUE(helper.exitsWithin());
         EXPECT_EQ(helper.out(), printed);
