@@ -218,7 +218,10 @@ void SessionRow::refreshTexts() {
     QStringList visible{nameText()};
     if (!projectText().isEmpty())
         visible << projectText();
-    visible << statusText() << elapsedText();
+    visible << statusText();
+    // While the answer buttons are shown they stand where the elapsed time was.
+    if (!request_)
+        visible << elapsedText();
     setAccessibleName(visible.join(QStringLiteral(", ")));
     setToolTip(nameText() + QLatin1Char('\n') + statusText());
     update();

@@ -76,6 +76,8 @@ private slots:
                  (QStringList{QStringLiteral("Allow"), QStringLiteral("Always Allow"),
                               QStringLiteral("Deny")}));
         QCOMPARE(row->statusText(), QStringLiteral("Needs approval \u00b7 npm test"));
+        QCOMPARE(row->accessibleName(),
+                 QStringLiteral("Fix the login form, web, Needs approval \u00b7 npm test"));
         for (SessionRow* other : {panel->rows()[0], panel->rows()[2], panel->rows()[3]})
             QVERIFY(other->answerButtons().empty());
 

@@ -8,7 +8,6 @@
 #include <QPointer>
 
 @interface OstrelvanPermissionDelegate : NSObject <UNUserNotificationCenterDelegate>
-@property(nonatomic, assign) ostrelvan::PermissionNotifications* owner;
 @property(nonatomic, copy) void (^answer)(NSString* key, NSString* action);
 @end
 
@@ -55,14 +54,14 @@ PermissionNotifications::PermissionNotifications(ActionHandler onAction, QObject
                                                options:0];
     [center setNotificationCategories:[NSSet setWithObject:category]];
     native_->delegate = [[OstrelvanPermissionDelegate alloc] init];
-    QPointer<PermissionNotifications> self(this);
+    QPointer<PermissionNotifications> owner(this);
     native_->delegate.answer = ^(NSString* key, NSString* action) {
       const std::string keyText = key.UTF8String;
       const std::string actionText = action.UTF8String;
       // The center calls on its own queue; answers belong on the main thread.
-      QMetaObject::invokeMethod(qApp, [self, keyText, actionText] {
-          if (self && self->onAction_)
-              self->onAction_(keyText, actionText);
+      QMetaObject::invokeMethod(qApp, [owner, keyText, actionText] {
+          if (owner && owner->onAction_)
+              owner->onAction_(keyText, actionText);
       });
     };
     center.delegate = native_->delegate;
