@@ -5,17 +5,22 @@
 // leaves at exec), so peak RSS is measured through this same, statically linked, executable
 // re-run as a small probe ("--probe <program> <input>") that allocates nothing before spawning.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <poll.h>
 #include <spawn.h>
 #include <string>
 #include <string_view>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -132,6 +137,75 @@ std::string largePostToolUse() {
            output + R"(","stderr":"","interrupted":false}})";
 }
 
+std::string typicalPermissionRequest() {
+    return R"({"session_id":"0d6c2a4e-5b1f-4c8e-9a3d-7e2f1b6c8d90",)"
+           R"("transcript_path":"/home/user/.claude/projects/-home-user-src-app/0d6c2a4e-5b1f-4c8e-9a3d-7e2f1b6c8d90.jsonl",)"
+           R"("cwd":"/home/user/src/app","permission_mode":"default",)"
+           R"("hook_event_name":"PermissionRequest","prompt_id":"4f1c9e2a-7b3d-4a8e-b6c5-1d2e3f4a5b6c",)"
+           R"("tool_name":"Bash","tool_input":{"command":"npm test","description":"Run the tests"},)"
+           R"("permission_suggestions":[{"type":"addRules","rules":[{"toolName":"Bash",)"
+           R"("ruleContent":"npm test *"}],"behavior":"allow","destination":"localSettings"}]})";
+}
+
+// The desktop app with answers on, reduced to declining every request the moment it arrives.
+class DecliningApp {
+public:
+    explicit DecliningApp(const fs::path& socket) : path_(socket) {
+        fs::create_directories(socket.parent_path());
+        listener_ = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::snprintf(address.sun_path, sizeof address.sun_path, "%s", socket.c_str());
+        if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+            ::listen(listener_, 16) != 0) {
+            std::perror("permission socket");
+            std::exit(1);
+        }
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~DecliningApp() {
+        stop_ = true;
+        thread_.join();
+        std::printf("%-34s %d requests, each declined\n", "  the stand-in app saw",
+                    declined_.load());
+        ::close(listener_);
+        fs::remove(path_);
+    }
+
+private:
+    void serve() {
+        while (!stop_) {
+            pollfd ready{listener_, POLLIN, 0};
+            if (::poll(&ready, 1, 50) <= 0)
+                continue;
+            const int peer = ::accept(listener_, nullptr, nullptr);
+            if (peer < 0)
+                continue;
+            std::string line;
+            char buffer[4096];
+            ssize_t got = 0;
+            while (line.find('\n') == std::string::npos &&
+                   (got = ::read(peer, buffer, sizeof buffer)) > 0)
+                line.append(buffer, static_cast<std::size_t>(got));
+            const std::string key = R"("requestId":")";
+            const auto at = line.find(key);
+            if (at != std::string::npos) {
+                const std::string reply = R"({"type":"declined","requestId":")" +
+                                          line.substr(at + key.size(), 32) + "\"}\n";
+                [[maybe_unused]] ssize_t sent = ::write(peer, reply.data(), reply.size());
+                ++declined_;
+            }
+            ::close(peer);
+        }
+    }
+
+    fs::path path_;
+    int listener_ = -1;
+    std::atomic<bool> stop_{false};
+    std::atomic<int> declined_{0};
+    std::thread thread_;
+};
+
 } // namespace
 
 int main(int argc, char** argv, char** envp) {
@@ -155,6 +229,15 @@ int main(int argc, char** argv, char** envp) {
     measure("typical PreToolUse", typicalPreToolUse(), rounds, folder, environment.data());
     measure("1 MB PostToolUse", largePostToolUse(), std::max(rounds / 4, 20), folder,
             environment.data());
+    // A permission request when the app is not running (goal: 1.3x a bare spawn), and when it
+    // runs and declines at once: the connection and the round trip.
+    measure("PermissionRequest, no app", typicalPermissionRequest(), rounds, folder,
+            environment.data());
+    {
+        DecliningApp app(folder / "data" / "permission.sock");
+        measure("PermissionRequest, app declines", typicalPermissionRequest(), rounds, folder,
+                environment.data());
+    }
     fs::remove_all(folder);
     return 0;
 }

@@ -28,4 +28,8 @@ std::filesystem::path helper(const std::filesystem::path& root) {
     return root / "bin" / "ostrelvan-hook";
 }
 
+std::filesystem::path permissionSocket(const std::filesystem::path& root) {
+    return root / "permission.sock";
+}
+
 } // namespace ostrelvan::DataPaths

@@ -20,5 +20,7 @@ std::filesystem::path helper(const Environment& environment);
 // The same for a known root.
 std::filesystem::path sessions(const std::filesystem::path& root);
 std::filesystem::path helper(const std::filesystem::path& root);
+// The local socket the desktop app listens on while it answers permission requests.
+std::filesystem::path permissionSocket(const std::filesystem::path& root);
 
 } // namespace ostrelvan::DataPaths

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <unistd.h>
+#include <vector>
 
 namespace ostrelvan {
 
@@ -55,9 +56,11 @@ struct HookEvent::Payload final : json::json_sax_t {
         sessionTitle,
         backgroundTasks,
         source,
+        promptId,
+        suggestions,
     };
     enum class ToolKey { other, command, filePath, notebookPath, url };
-    enum class Inner { other, toolInput, backgroundTasks };
+    enum class Inner { other, toolInput, backgroundTasks, suggestions };
 
     int depth = 0;
     bool notAnObject = false;
@@ -67,13 +70,21 @@ struct HookEvent::Payload final : json::json_sax_t {
     bool inStatus = false;
 
     std::optional<std::string> name, sessionId, cwd, toolName, notificationType, message,
-        sessionTitle, source;
+        sessionTitle, source, promptId;
     bool nameWrongType = false, sessionIdWrongType = false;
     std::optional<std::string> command, filePath, notebookPath, url;
     bool tasksValid = true;
     int running = 0;
     std::optional<std::string> taskStatus;
     bool statusBad = false;
+
+    // permission_suggestions is kept whole, as a document built from the events inside it; a
+    // null on the stack stands for a container past the size bound, whose contents are dropped.
+    nlohmann::ordered_json captured;
+    std::vector<nlohmann::ordered_json*> stack;
+    std::string captureKey;
+    std::size_t captureSize = 0;
+    std::optional<std::string> suggestions;
 
     HookEvent event() const {
         if (notAnObject)
@@ -94,6 +105,8 @@ struct HookEvent::Payload final : json::json_sax_t {
         event.sessionTitle = sessionTitle;
         event.runningBackgroundTasks = tasksValid ? running : 0;
         event.source = source;
+        event.promptId = promptId;
+        event.permissionSuggestions = suggestions;
         return event;
     }
 
@@ -118,6 +131,8 @@ private:
             {"session_title", Key::sessionTitle},
             {"background_tasks", Key::backgroundTasks},
             {"source", Key::source},
+            {"prompt_id", Key::promptId},
+            {"permission_suggestions", Key::suggestions},
         };
         for (auto [wire, k] : keys)
             if (wire == text)
@@ -143,6 +158,8 @@ private:
             return &sessionTitle;
         case Key::source:
             return &source;
+        case Key::promptId:
+            return &promptId;
         default:
             return nullptr;
         }
@@ -178,6 +195,8 @@ private:
                 clearToolInput();
             if (current == Key::backgroundTasks)
                 resetTasks();
+            if (current == Key::suggestions)
+                suggestions.reset();
         } else if (depth == 2 && inner == Inner::toolInput) {
             if (auto* field = toolField())
                 field->reset();
@@ -195,7 +214,31 @@ private:
         running = 0;
     }
 
+    bool capturing() const { return inner == Inner::suggestions && depth >= 2; }
+
+    // Adds a value under the innermost open container; none when that one is past the bound.
+    // `size` is the fewest bytes the value takes in compact JSON, so that the running sum never
+    // exceeds the text's length: past the bound, the text is sure to be too.
+    nlohmann::ordered_json* capture(nlohmann::ordered_json value, std::size_t size) {
+        nlohmann::ordered_json* top = stack.back();
+        captureSize += size + (top && top->is_object() ? captureKey.size() + 3 : 0);
+        if (!top || captureSize > HookEvent::maxSuggestionsText) {
+            stack.front() = nullptr; // the whole array is dropped
+            return nullptr;
+        }
+        if (top->is_array()) {
+            top->push_back(std::move(value));
+            return &top->back();
+        }
+        return &((*top)[captureKey] = std::move(value));
+    }
+
     bool textValue(std::string& text) {
+        if (capturing()) {
+            const std::size_t size = text.size() + 2;
+            capture(std::move(text), size);
+            return true;
+        }
         if (depth == 1) {
             if (auto* field = topField()) {
                 *field = std::move(text);
@@ -219,6 +262,8 @@ private:
     }
 
     bool nullValue() {
+        if (capturing())
+            return capture(nullptr, 4), true;
         if (depth == 3 && inner == Inner::backgroundTasks && inStatus) {
             taskStatus.reset();
             statusBad = false;
@@ -233,6 +278,21 @@ private:
     }
 
     bool open(bool isObject) {
+        if (capturing()) {
+            nlohmann::ordered_json* added = capture(
+                isObject ? nlohmann::ordered_json::object() : nlohmann::ordered_json::array(), 2);
+            stack.push_back(added);
+            ++depth;
+            return true;
+        }
+        if (depth == 1 && current == Key::suggestions && !isObject) {
+            inner = Inner::suggestions;
+            captured = nlohmann::ordered_json::array();
+            stack.assign(1, &captured);
+            captureSize = 0;
+            ++depth;
+            return true;
+        }
         if (depth == 0 && !isObject)
             notAnObject = true;
         if (depth == 1) {
@@ -262,6 +322,22 @@ private:
 
     bool close() {
         --depth;
+        if (inner == Inner::suggestions && depth >= 1) {
+            const bool whole = stack.front() != nullptr;
+            stack.pop_back();
+            if (depth == 1) {
+                suggestions.reset();
+                if (whole) {
+                    std::string text = captured.dump(
+                        -1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+                    if (text.size() <= HookEvent::maxSuggestionsText)
+                        suggestions = std::move(text);
+                }
+                captured = nullptr;
+                inner = Inner::other;
+            }
+            return true;
+        }
         if (depth == 2 && inner == Inner::backgroundTasks) {
             if (statusBad)
                 tasksValid = false;
@@ -275,10 +351,18 @@ private:
 
 public:
     bool null() override { return nullValue(); }
-    bool boolean(bool) override { return otherValue(), true; }
-    bool number_integer(number_integer_t) override { return otherValue(), true; }
-    bool number_unsigned(number_unsigned_t) override { return otherValue(), true; }
-    bool number_float(number_float_t, const string_t&) override { return otherValue(), true; }
+    bool boolean(bool value) override {
+        return capturing() ? (capture(value, 4), true) : (otherValue(), true);
+    }
+    bool number_integer(number_integer_t value) override {
+        return capturing() ? (capture(value, 1), true) : (otherValue(), true);
+    }
+    bool number_unsigned(number_unsigned_t value) override {
+        return capturing() ? (capture(value, 1), true) : (otherValue(), true);
+    }
+    bool number_float(number_float_t value, const string_t&) override {
+        return capturing() ? (capture(value, 1), true) : (otherValue(), true);
+    }
     bool string(string_t& text) override { return textValue(text); }
     bool binary(binary_t&) override { return otherValue(), true; }
     bool start_object(std::size_t) override { return open(true); }
@@ -287,6 +371,10 @@ public:
     bool end_array() override { return close(); }
 
     bool key(string_t& text) override {
+        if (capturing()) {
+            captureKey = std::move(text);
+            return true;
+        }
         if (depth == 1) {
             current = topKey(text);
         } else if (depth == 2 && inner == Inner::toolInput) {

@@ -53,6 +53,13 @@ struct HookEvent {
     std::optional<std::string> sessionTitle;
     int runningBackgroundTasks = 0;
     std::optional<std::string> source;
+    std::optional<std::string> promptId;
+    // A PermissionRequest's permission_suggestions as compact JSON text (invalid UTF-8 replaced),
+    // when it is an array of at most maxSuggestionsText bytes so written; a larger one is dropped
+    // while it is read.
+    std::optional<std::string> permissionSuggestions;
+
+    static constexpr std::size_t maxSuggestionsText = 16384;
 
     // Throws HookEventDecodeError.
     static HookEvent decode(std::string_view bytes);

@@ -3,6 +3,7 @@
 #include "AppSettings.h"
 #include "Compositor.h"
 #include "Log.h"
+#include "PermissionRequests.h"
 #include "SessionStore.h"
 #include "WidgetLook.h"
 
@@ -19,7 +20,11 @@ LiveWidget::LiveWidget(const WidgetContext& context)
     });
     QObject::connect(&desktop_, &DesktopPreferencesMonitor::changed, &feed_,
                      [this] { applyLook(); });
+    QObject::connect(
+        &context.requests, &PermissionRequests::pendingChanged, &feed_,
+        [this, &requests = context.requests] { feed_.setRequests(requests.pending()); });
     feed_.setGroups(store_.groups());
+    feed_.setRequests(context.requests.pending());
     feed_.setConnected(settings_.hooksConnected());
     applyLook();
     if (!compositor_)

@@ -61,6 +61,16 @@ std::optional<HookEvent> reference(std::string_view bytes) {
     event.sessionTitle = text(object, "session_title");
     event.runningBackgroundTasks = runningTasks(object);
     event.source = text(object, "source");
+    event.promptId = text(object, "prompt_id");
+    // Kept in the order given, so read again with the keys' order.
+    const auto ordered = nlohmann::ordered_json::parse(bytes, nullptr, false);
+    if (auto found = ordered.find("permission_suggestions");
+        found != ordered.end() && found->is_array()) {
+        std::string suggestions =
+            found->dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+        if (suggestions.size() <= HookEvent::maxSuggestionsText)
+            event.permissionSuggestions = std::move(suggestions);
+    }
     return event;
 }
 

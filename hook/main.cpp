@@ -1,14 +1,18 @@
 // ostrelvan-hook: Claude Code runs this on every hook event with the event's JSON on standard
 // input. It folds the event into the session's file and stays silent: Claude Code reads a hook's
 // standard output as a decision and exit status 2 as "block", so it always exits 0 and reports
-// failures only to <data root>/hook.log.
+// failures only to <data root>/hook.log. The one exception is a permission request the desktop
+// app offers to the user: the user's decision there is printed.
 #include "AgentProcess.h"
+#include "ApprovalDetail.h"
 #include "DataPaths.h"
 #include "HookEvent.h"
 #include "HookLog.h"
 #include "HostDetector.h"
+#include "PermissionWait.h"
 #include "SessionFileStore.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #ifdef __GLIBC__
@@ -30,8 +34,14 @@ constexpr const char* helpText =
     "Usage: ostrelvan-hook [--help | --version]\n"
     "\n"
     "Records one Claude Code hook event for Ostrelvan. Claude Code runs it with the event's JSON\n"
-    "payload on standard input; it updates <data root>/sessions/<session id>.json and prints\n"
-    "nothing. It always exits 0; failures are appended to <data root>/hook.log.\n"
+    "payload on standard input; it updates <data root>/sessions/<session id>.json. It always\n"
+    "exits 0; failures are appended to <data root>/hook.log.\n"
+    "\n"
+    "On PermissionRequest in an interactive session, when the desktop app answers permission\n"
+    "requests (it listens on <data root>/permission.sock), it offers the request to the app and\n"
+    "waits for the user's answer there: it prints Claude Code's decision, or nothing when the\n"
+    "user answers in the terminal, the app goes away, or the wait ends (590 s, or\n"
+    "$OSTRELVAN_PERMISSION_TIMEOUT seconds when shorter). Otherwise it prints nothing.\n"
     "\n"
     "Data root: the one it was installed for by `ostrelvan connect`, as <data root>/bin/\n"
     "ostrelvan-hook; otherwise $OSTRELVAN_DATA_DIR when set, else $XDG_DATA_HOME/Ostrelvan or\n"
@@ -55,17 +65,25 @@ std::optional<std::filesystem::path> installedRoot(const char* self) {
     return bin.parent_path();
 }
 
-void record(const Environment& environment, const char* self) {
+struct Recorded {
+    std::filesystem::path root;
+    std::optional<HookEvent> event;
+};
+
+// The event read from standard input, once it is in its session's file and the session's lock is
+// released; none without a data root.
+std::optional<Recorded> record(const Environment& environment, const char* self) {
     std::optional<std::filesystem::path> root = installedRoot(self);
     // Without either variable there is no data root, only a path relative to the agent's project.
     if (!root && !nonEmpty(environment, "OSTRELVAN_DATA_DIR") && !nonEmpty(environment, "HOME"))
-        return;
+        return std::nullopt;
     if (!root)
         root = DataPaths::root(environment);
     const TimePoint now = wallClockNow();
     std::string failure;
+    Recorded recorded{*root, std::nullopt};
     try {
-        const HookEvent event = HookEvent::read(STDIN_FILENO);
+        const HookEvent& event = recorded.event.emplace(HookEvent::read(STDIN_FILENO));
         EventContext context{now, HostDetector::host(environment),
                              HostDetector::terminalApp(environment),
                              AgentProcess::find(environment, static_cast<std::int32_t>(getppid()),
@@ -81,6 +99,37 @@ void record(const Environment& environment, const char* self) {
     }
     if (!failure.empty())
         HookLog::append(*root, now, failure);
+    return recorded;
+}
+
+// A permission request is offered to the desktop app, which may let the user answer it there;
+// the decision, if one comes, is the only thing this helper ever prints.
+void offer(const Environment& environment, const Recorded& recorded) {
+    const HookEvent& event = *recorded.event;
+    const auto request = [&event] {
+        nlohmann::ordered_json suggestions = nlohmann::ordered_json::array();
+        if (event.permissionSuggestions)
+            suggestions =
+                nlohmann::ordered_json::parse(*event.permissionSuggestions, nullptr, false);
+        return PermissionMessage::request(
+            PermissionWire::newRequestId(), event.sessionId, event.promptId, event.cwd,
+            event.toolName.value_or(""), ApprovalDetail::describe(event).value_or(""), suggestions);
+    };
+    const std::filesystem::path& root = recorded.root;
+    const std::optional<std::string> output = PermissionWait::ask(
+        DataPaths::permissionSocket(root), request, PermissionWait::limit(environment),
+        [&root](std::string_view problem) { HookLog::append(root, wallClockNow(), problem); });
+    if (!output)
+        return;
+    std::string_view rest = *output;
+    while (!rest.empty()) {
+        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return;
+        rest.remove_prefix(static_cast<std::size_t>(written));
+    }
 }
 
 } // namespace
@@ -107,7 +156,12 @@ int main(int argc, char** argv) {
     mallopt(M_MMAP_THRESHOLD, 64 * 1024);
 #endif
     try {
-        record(processEnvironment(), argv[0]);
+        const Environment environment = processEnvironment();
+        const std::optional<Recorded> recorded = record(environment, argv[0]);
+        if (recorded && recorded->event &&
+            recorded->event->kind == HookEvent::Kind::permissionRequest &&
+            PermissionWait::interactive(environment))
+            offer(environment, *recorded);
     } catch (...) {
         // Nothing can be reported when even the environment cannot be read.
     }

@@ -66,16 +66,19 @@ json ownedEntry(const Event& event, std::string_view helperPath) {
     json hook = json::object();
     hook["type"] = "command";
     hook["command"] = command(helperPath);
-    hook["timeout"] = 5;
+    hook["timeout"] = event.timeout;
     entry["hooks"] = json::array();
     entry["hooks"].push_back(std::move(hook));
     return entry;
 }
 
-bool runsCommand(const json& entry, const std::string& expected) {
+bool runsCommand(const json& entry, const std::string& expected, int timeout) {
     const json& hooks = entry.at("hooks");
-    return std::any_of(hooks.begin(), hooks.end(),
-                       [&](const json& hook) { return hook.at("command") == expected; });
+    return std::any_of(hooks.begin(), hooks.end(), [&](const json& hook) {
+        const auto limit = hook.find("timeout");
+        return hook.at("command") == expected && limit != hook.end() &&
+               limit->is_number_integer() && *limit == timeout;
+    });
 }
 
 std::string doubleQuoted(std::string_view path) {
@@ -250,7 +253,7 @@ bool isInstalled(const Settings& settings, std::string_view helperPath) {
             return false;
         const auto owned = [&](const json& entry) { return isOwned(entry, helperPath); };
         const auto ours = std::find_if(entries->begin(), entries->end(), owned);
-        return ours != entries->end() && runsCommand(*ours, expected) &&
+        return ours != entries->end() && runsCommand(*ours, expected, event.timeout) &&
                std::none_of(std::next(ours), entries->end(), owned);
     });
 }

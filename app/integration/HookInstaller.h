@@ -20,6 +20,10 @@ using Settings = nlohmann::json;
 struct Event {
     std::string_view name;
     std::optional<std::string_view> matcher;
+    // Seconds Claude Code lets the helper run. A permission request may wait for the user's
+    // answer from the desktop app, as long as Claude Code's own default; every other event is
+    // recorded at once.
+    int timeout = 5;
 };
 
 inline constexpr std::array<Event, 11> events{{
@@ -29,7 +33,7 @@ inline constexpr std::array<Event, 11> events{{
     {"PreToolUse", "*"},
     {"PostToolUse", "*"},
     {"PostToolUseFailure", "*"},
-    {"PermissionRequest", "*"},
+    {"PermissionRequest", "*", 600},
     {"Notification", std::nullopt},
     {"Stop", std::nullopt},
     {"SubagentStart", std::nullopt},
@@ -78,8 +82,9 @@ bool isOwned(const nlohmann::json& entry, std::string_view helperPath);
 
 Settings installing(const Settings& settings, std::string_view helperPath);
 Settings removing(const Settings& settings, std::string_view helperPath);
-// Each of the eleven events has exactly one owned entry, and it runs command(helperPath): a second
-// one would run a helper twice for every event.
+// Each of the eleven events has exactly one owned entry, and it runs command(helperPath) with the
+// event's timeout: a second one would run a helper twice for every event, and an entry written by
+// an earlier version with another timeout is brought up to date by installing again.
 bool isInstalled(const Settings& settings, std::string_view helperPath);
 
 // Removes the owned entries; writes (with a backup) only when there were some.

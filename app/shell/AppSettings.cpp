@@ -16,6 +16,7 @@ const QString glassTintKey = QStringLiteral("glass.tintOpacity");
 const QString glassAppearanceKey = QStringLiteral("glass.appearance");
 const QString textContrastKey = QStringLiteral("glass.textContrast");
 const QString reviewFadeKey = QStringLiteral("review.fade");
+const QString answersRequestsKey = QStringLiteral("permissions.answer");
 
 constexpr double defaultBlur = 8.0;
 constexpr double maximumBlur = 20.0;
@@ -131,7 +132,8 @@ AppSettings::AppSettings(KeyValueStore& defaults, QObject* parent)
       glassTint_(readDouble(defaults, glassTintKey, defaultTint, maximumTint)),
       glassAppearance_(readEnum(defaults, glassAppearanceKey, GlassAppearance::system)),
       textContrast_(readBool(defaults, textContrastKey, true)),
-      reviewFade_(readEnum(defaults, reviewFadeKey, ReviewFade::tenMinutes)) {}
+      reviewFade_(readEnum(defaults, reviewFadeKey, ReviewFade::tenMinutes)),
+      answersRequests_(readBool(defaults, answersRequestsKey, true)) {}
 
 // Each setter stores the value, writes it through and tells observers only of a real change.
 template <class T>
@@ -172,6 +174,10 @@ void AppSettings::setTextContrast(bool value) {
 
 void AppSettings::setReviewFade(ReviewFade value) {
     update(reviewFade_, value, reviewFadeKey, rawText(value));
+}
+
+void AppSettings::setAnswersRequests(bool value) {
+    update(answersRequests_, value, answersRequestsKey, value);
 }
 
 void AppSettings::resetGlass() {

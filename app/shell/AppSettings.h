@@ -32,6 +32,9 @@ public:
     GlassAppearance glassAppearance() const { return glassAppearance_; }
     bool textContrast() const { return textContrast_; }
     ReviewFade reviewFade() const { return reviewFade_; }
+    // Whether a waiting permission request may be answered from the widget, the tray and a
+    // notification. Off, the app does not listen for requests and the helper never waits.
+    bool answersRequests() const { return answersRequests_; }
 
     void setSoundsEnabled(bool value);
     void setHooksConnected(bool value);
@@ -40,6 +43,7 @@ public:
     void setGlassAppearance(GlassAppearance value);
     void setTextContrast(bool value);
     void setReviewFade(ReviewFade value);
+    void setAnswersRequests(bool value);
     void resetGlass();
 
 signals:
@@ -57,6 +61,7 @@ private:
     GlassAppearance glassAppearance_ = GlassAppearance::system;
     bool textContrast_ = true;
     ReviewFade reviewFade_ = ReviewFade::tenMinutes;
+    bool answersRequests_ = true;
 };
 
 } // namespace ostrelvan

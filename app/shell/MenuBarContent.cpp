@@ -7,25 +7,55 @@ namespace ostrelvan::MenuBarContent {
 namespace {
 
 MenuEntry button(std::string text, MenuCommand command, std::string shortcut = {}) {
-    return {MenuEntry::Kind::button, std::move(text), command, true, false, std::move(shortcut)};
+    return {
+        MenuEntry::Kind::button, std::move(text), command, true, false, std::move(shortcut), {}};
 }
 
 MenuEntry text(std::string text) {
-    return {MenuEntry::Kind::text, std::move(text), MenuCommand::none, false, false, {}};
+    return {MenuEntry::Kind::text, std::move(text), MenuCommand::none, false, false, {}, {}};
 }
 
 MenuEntry toggle(std::string text, MenuCommand command, bool checked) {
-    return {MenuEntry::Kind::toggle, std::move(text), command, true, checked, {}};
+    return {MenuEntry::Kind::toggle, std::move(text), command, true, checked, {}, {}};
 }
 
 MenuEntry divider() {
     return {};
 }
 
+// A menu as wide as a long command would cover the screen.
+constexpr std::size_t longestAsked = 60;
+
+std::string shortened(const std::string& text, std::size_t characters) {
+    std::size_t seen = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) == 0x80)
+            continue;
+        if (seen++ == characters)
+            return text.substr(0, i) + "…";
+    }
+    return text;
+}
+
+MenuEntry answer(std::string text, MenuCommand command, const PendingRequest& request) {
+    MenuEntry entry = button(std::move(text), command);
+    entry.requestId = request.requestId;
+    return entry;
+}
+
 } // namespace
 
 std::vector<MenuEntry> entries(const MenuBarState& state) {
     std::vector<MenuEntry> menu;
+    for (const PendingRequest& request : state.requests) {
+        const std::string asked = request.summary.empty() ? request.toolName : request.summary;
+        menu.push_back(text(request.project + " · " + shortened(asked, longestAsked)));
+        menu.push_back(answer("Allow", MenuCommand::allowRequest, request));
+        if (request.canAddRule)
+            menu.push_back(answer("Always Allow", MenuCommand::allowRequestAndAddRule, request));
+        menu.push_back(answer("Deny", MenuCommand::denyRequest, request));
+        menu.push_back(divider());
+    }
     if (state.hooksConnected) {
         menu.push_back(text("Connected to Claude Code"));
         menu.push_back(button("Disconnect", MenuCommand::disconnect));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DisplayedSession.h"
+#include "PendingRequest.h"
 
 #include <optional>
 #include <string>
@@ -20,6 +21,10 @@ enum class MenuCommand {
     checkForUpdates,
     restart,
     quit,
+    // The entry's request.
+    allowRequest,
+    allowRequestAndAddRule,
+    denyRequest,
 };
 
 // One line of the tray / menu-bar menu. Text lines are shown and cannot be chosen.
@@ -30,8 +35,9 @@ struct MenuEntry {
     std::string text;
     MenuCommand command = MenuCommand::none;
     bool enabled = true;
-    bool checked = false; // toggles only
-    std::string shortcut; // portable key text: "Ctrl" is Command on macOS
+    bool checked = false;  // toggles only
+    std::string shortcut;  // portable key text: "Ctrl" is Command on macOS
+    std::string requestId; // the request an answer entry answers
 
     bool operator==(const MenuEntry&) const = default;
 };
@@ -45,6 +51,8 @@ struct MenuBarState {
     bool updaterConfigured = false;
     std::string versionLine;
     bool canCheckNow = false;
+    // The permission requests the app can answer, oldest first.
+    std::vector<PendingRequest> requests;
 
     bool operator==(const MenuBarState&) const = default;
 };
@@ -55,8 +63,10 @@ namespace MenuBarContent {
 inline constexpr std::string_view tip = "Tip: the first click asks VS Code to allow the Claude "
                                         "link once. Tick \"Do not ask me again\".";
 
-// The version line and "Check for Updates…" only where an updater is configured. The one list of
-// the app's menu: the tray's, the menu bar's and the widget's show these, in this order.
+// Each waiting permission request first (its project and what it asks, then its answers), then
+// the rest. The version line and "Check for Updates…" only where an updater is configured. The
+// one list of the app's menu: the tray's, the menu bar's and the widget's show these, in this
+// order.
 std::vector<MenuEntry> entries(const MenuBarState& state);
 
 // Some session needs approval or waits for review: the tray icon shows a dot.

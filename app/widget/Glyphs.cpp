@@ -92,6 +92,18 @@ QPainterPath shape(Glyph glyph) {
         path.addPath(polyline({{0.06, 0.36}, {0.94, 0.36}}));
         return path;
     }
+    case Glyph::checkmark:
+        return polyline({{0.16, 0.52}, {0.4, 0.76}, {0.84, 0.26}});
+    case Glyph::checkmarkDouble: {
+        QPainterPath path = polyline({{0.04, 0.54}, {0.26, 0.76}, {0.62, 0.3}});
+        path.addPath(polyline({{0.46, 0.7}, {0.52, 0.76}, {0.96, 0.26}}));
+        return path;
+    }
+    case Glyph::xmark: {
+        QPainterPath path = polyline({{0.22, 0.22}, {0.78, 0.78}});
+        path.addPath(polyline({{0.78, 0.22}, {0.22, 0.78}}));
+        return path;
+    }
     }
     return {};
 }

@@ -15,7 +15,11 @@ enum class Glyph {
     chevronCompactDown,
     terminal,
     code,
-    window
+    window,
+    checkmark,
+    // Two checkmarks: allow, and allow the same again.
+    checkmarkDouble,
+    xmark
 };
 
 namespace Glyphs {

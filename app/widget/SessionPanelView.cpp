@@ -110,6 +110,7 @@ void SessionPanelView::setGroups(const std::vector<SessionGroup>& groups,
                 row->show();
             }
             row->setSession(session);
+            applyRequest(*row);
             row->setNow(now);
             row->raise();
             rows_.push_back(row);
@@ -130,6 +131,17 @@ void SessionPanelView::setGroups(const std::vector<SessionGroup>& groups,
         rows_[i]->setHighlighted(hoveredIndex_ == i);
     placeChildren();
     update();
+}
+
+void SessionPanelView::setRequests(const std::map<std::string, PendingRequest>& requests) {
+    requests_ = requests;
+    for (SessionRow* row : rows_)
+        applyRequest(*row);
+}
+
+void SessionPanelView::applyRequest(SessionRow& row) const {
+    const auto found = requests_.find(row.session().id());
+    row.setRequest(found != requests_.end() ? std::optional(found->second) : std::nullopt);
 }
 
 void SessionPanelView::setHoveredIndex(std::optional<int> index) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PendingRequest.h"
 #include "SessionGroup.h"
 #include "Time.h"
 #include "WidgetActions.h"
@@ -37,6 +38,8 @@ public:
     void setClock(std::function<TimePoint()> clock);
     // `metrics` made from the same groups; rows are kept by session id, headers by group id.
     void setGroups(const std::vector<SessionGroup>& groups, const WidgetMetrics& metrics);
+    // The permission requests the rows can answer, by session id.
+    void setRequests(const std::map<std::string, PendingRequest>& requests);
     void setHoveredIndex(std::optional<int> index);
     // The model's offset; the list moves by it clamped to what the rows allow.
     void setScrollOffset(double offset);
@@ -70,6 +73,7 @@ private:
 
     void placeChildren();
     void placeHeaderControls();
+    void applyRequest(SessionRow& row) const;
 
     const WidgetActions& actions_;
     WidgetMetrics metrics_;
@@ -82,6 +86,7 @@ private:
     GlyphButton* settingsButton_;
     std::vector<SessionRow*> rows_;
     std::map<std::string, Header> headers_;
+    std::map<std::string, PendingRequest> requests_;
     QTimer refreshTimer_;
 };
 

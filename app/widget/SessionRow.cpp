@@ -1,5 +1,6 @@
 #include "SessionRow.h"
 
+#include "AnswerButton.h"
 #include "DisplayRules.h"
 #include "GlassColor.h"
 #include "Glyphs.h"
@@ -30,6 +31,7 @@ constexpr double hostGlyphSide = 14;
 constexpr double hostGlyphWeight = 1.4;
 constexpr double highlightRadius = 12;
 constexpr double highlightOpacity = 0.044;
+constexpr double answerSpacing = 6;
 // The highlight stands clear of the panel's own rounded edge, so its corners read as its own.
 constexpr double highlightInset = 6;
 
@@ -43,17 +45,27 @@ struct RowLayout {
     QRectF text;
     QRectF elapsed;
     QRectF host;
+    QRectF answers;
 };
 
-RowLayout layOut(QSizeF size, const QString& elapsed) {
+// With `answers` buttons the trailing part holds them instead of the elapsed time and the host.
+RowLayout layOut(QSizeF size, const QString& elapsed, int answers = 0) {
     RowLayout layout;
     layout.lampCentre = {horizontalPadding + StatusLamp::size / 2, size.height() / 2};
+    const double textLeft = horizontalPadding + StatusLamp::size + spacing;
+    if (answers > 0) {
+        const double width = answers * AnswerButton::side + (answers - 1) * answerSpacing;
+        layout.answers = {size.width() - horizontalPadding - width,
+                          (size.height() - AnswerButton::side) / 2, width, AnswerButton::side};
+        const double textRight = layout.answers.left() - spacing;
+        layout.text = {textLeft, 0, std::max(0.0, textRight - textLeft), size.height()};
+        return layout;
+    }
     layout.host = {size.width() - horizontalPadding - hostFrameWidth, 0, hostFrameWidth,
                    size.height()};
     const double elapsedWidth = QFontMetricsF(WidgetFonts::elapsed()).horizontalAdvance(elapsed);
     const double elapsedRight = layout.host.left() - spacing;
     layout.elapsed = {elapsedRight - elapsedWidth, 0, elapsedWidth, size.height()};
-    const double textLeft = horizontalPadding + StatusLamp::size + spacing;
     const double textRight = layout.elapsed.left() - spacing - textTrailingPadding;
     layout.text = {textLeft, 0, std::max(0.0, textRight - textLeft), size.height()};
     return layout;
@@ -65,6 +77,20 @@ SessionRow::SessionRow(const WidgetActions& actions, QWidget* parent)
     : QAbstractButton(parent), actions_(actions), lamp_(new StatusLamp(this)) {
     setFocusPolicy(Qt::NoFocus);
     setMouseTracking(true);
+    for (const PermissionChoice choice :
+         {PermissionChoice::allow, PermissionChoice::allowAndAddRule, PermissionChoice::deny}) {
+        auto* button = new AnswerButton(choice, this);
+        button->hide();
+        connect(button, &QAbstractButton::clicked, this, [this, choice] {
+            // The answer may end the request and so take these buttons away: copy the id first.
+            if (!request_)
+                return;
+            const std::string id = request_->requestId;
+            if (actions_.answer)
+                actions_.answer(id, choice);
+        });
+        buttons_.push_back(button);
+    }
     lamp_->placeCentredAt(layOut(size(), elapsedText()).lampCentre);
     connect(this, &QAbstractButton::clicked, this, [this] {
         const std::optional<std::uint32_t> time = clickTime_;
@@ -94,6 +120,37 @@ void SessionRow::setNow(TimePoint now) {
         refreshTexts();
 }
 
+void SessionRow::setRequest(const std::optional<PendingRequest>& request) {
+    if (request == request_)
+        return;
+    request_ = request;
+    for (AnswerButton* button : buttons_) {
+        const bool shown = request_ && (button->choice() != PermissionChoice::allowAndAddRule ||
+                                        request_->canAddRule);
+        button->setVisible(shown);
+    }
+    placeButtons();
+    refreshTexts();
+}
+
+std::vector<AnswerButton*> SessionRow::answerButtons() const {
+    std::vector<AnswerButton*> visible;
+    for (AnswerButton* button : buttons_)
+        if (!button->isHidden())
+            visible.push_back(button);
+    return visible;
+}
+
+void SessionRow::placeButtons() {
+    const auto visible = answerButtons();
+    const RowLayout layout = layOut(size(), elapsedText(), int(visible.size()));
+    double left = layout.answers.left();
+    for (AnswerButton* button : visible) {
+        button->move(qRound(left), qRound(layout.answers.top()));
+        left += AnswerButton::side + answerSpacing;
+    }
+}
+
 void SessionRow::setHighlighted(bool highlighted) {
     if (highlighted == highlighted_)
         return;
@@ -106,6 +163,8 @@ void SessionRow::setLook(const WidgetLook& look) {
         return;
     look_ = look;
     lamp_->setLook(look);
+    for (AnswerButton* button : buttons_)
+        button->setLook(look);
     update();
 }
 
@@ -159,7 +218,10 @@ void SessionRow::refreshTexts() {
     QStringList visible{nameText()};
     if (!projectText().isEmpty())
         visible << projectText();
-    visible << statusText() << elapsedText();
+    visible << statusText();
+    // While the answer buttons are shown they stand where the elapsed time was.
+    if (!request_)
+        visible << elapsedText();
     setAccessibleName(visible.join(QStringLiteral(", ")));
     setToolTip(nameText() + QLatin1Char('\n') + statusText());
     update();
@@ -167,6 +229,7 @@ void SessionRow::refreshTexts() {
 
 void SessionRow::resizeEvent(QResizeEvent*) {
     lamp_->placeCentredAt(layOut(size(), elapsedText()).lampCentre);
+    placeButtons();
 }
 
 void SessionRow::mouseReleaseEvent(QMouseEvent* event) {
@@ -188,7 +251,8 @@ void SessionRow::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const QString elapsed = elapsedText();
-    const RowLayout layout = layOut(size(), elapsed);
+    const int answers = static_cast<int>(answerButtons().size());
+    const RowLayout layout = layOut(size(), elapsed, answers);
 
     if (highlighted_) {
         QColor fill = GlassColor::textPrimary(look_.dark);
@@ -236,6 +300,8 @@ void SessionRow::paintEvent(QPaintEvent*) {
                        statusMetrics.elidedText(statusText(), Qt::ElideRight, layout.text.width()),
                        statusColor(session_.status, look_), look_);
 
+    if (answers > 0)
+        return;
     painter.setFont(WidgetFonts::elapsed());
     TextHalo::drawText(painter, layout.elapsed.adjusted(-2, 0, 2, 0),
                        Qt::AlignRight | Qt::AlignVCenter, elapsed,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DisplayedSession.h"
+#include "PendingRequest.h"
 #include "Time.h"
 #include "WidgetActions.h"
 #include "WidgetLook.h"
@@ -8,17 +9,20 @@
 #include <QAbstractButton>
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 class QMenu;
 
 namespace ostrelvan {
 
+class AnswerButton;
 class StatusLamp;
 
 // One session in the panel's list: its lamp, its name and project, its status line, how long it
 // has been in that status and the kind of host it runs in. A click opens the session; the context
 // menu reveals its folder and ends with the widget menu. It is a button so that a screen reader
-// can press it, and it reads as its visible texts.
+// can press it, and it reads as its visible texts. While the app can answer the session's
+// permission request, buttons that answer it take the place of the elapsed time and the host.
 class SessionRow : public QAbstractButton {
     Q_OBJECT
 public:
@@ -28,6 +32,11 @@ public:
     void setSession(const DisplayedSession& session);
     // The time the elapsed text is measured to.
     void setNow(TimePoint now);
+    // The request its buttons answer, or none.
+    void setRequest(const std::optional<PendingRequest>& request);
+    const std::optional<PendingRequest>& request() const { return request_; }
+    // The visible answer buttons, left to right.
+    std::vector<AnswerButton*> answerButtons() const;
     void setHighlighted(bool highlighted);
     bool isHighlighted() const { return highlighted_; }
     void setLook(const WidgetLook& look);
@@ -51,6 +60,7 @@ protected:
 
 private:
     void refreshTexts();
+    void placeButtons();
 
     const WidgetActions& actions_;
     DisplayedSession session_;
@@ -59,6 +69,9 @@ private:
     bool highlighted_ = false;
     WidgetLook look_;
     StatusLamp* lamp_;
+    std::optional<PendingRequest> request_;
+    // Allow, always allow, deny; the second only where a rule is offered.
+    std::vector<AnswerButton*> buttons_;
     // The X server time of the click being handled, for the window manager's focus rules.
     std::optional<std::uint32_t> clickTime_;
 };

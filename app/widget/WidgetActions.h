@@ -1,10 +1,12 @@
 #pragma once
 
 #include "DisplayedSession.h"
+#include "PendingRequest.h"
 
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <string>
 
 class QMenu;
 
@@ -25,6 +27,8 @@ struct WidgetActions {
     // Adds the application's menu, the very entries of the tray's, in place of the widget's own
     // three: one menu, in one order, wherever it opens. Unset, the widget offers its own.
     std::function<void(QMenu&)> appMenu;
+    // The user's answer to the waiting permission request with this id.
+    std::function<void(const std::string& requestId, PermissionChoice)> answer;
 };
 
 } // namespace ostrelvan

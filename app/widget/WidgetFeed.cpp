@@ -24,6 +24,16 @@ void WidgetFeed::setGroups(std::vector<SessionGroup> groups) {
     emit groupsChanged();
 }
 
+void WidgetFeed::setRequests(const std::vector<PendingRequest>& requests) {
+    std::map<std::string, PendingRequest> bySession;
+    for (const PendingRequest& request : requests)
+        bySession.insert_or_assign(request.sessionId, request);
+    if (bySession == requests_)
+        return;
+    requests_ = std::move(bySession);
+    emit requestsChanged();
+}
+
 void WidgetFeed::setConnected(bool connected) {
     if (connected == isConnected_)
         return;

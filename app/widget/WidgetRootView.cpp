@@ -30,6 +30,7 @@ WidgetRootView::WidgetRootView(WidgetFeed& feed, WidgetModel& model, WidgetActio
     panel_->hide();
     panel_->setClock([this] { return feed_.now(); });
     panel_->setConnected(feed_.isConnected());
+    panel_->setRequests(feed_.requests());
 
     connect(emergence_, &QVariantAnimation::valueChanged, this,
             [this](const QVariant& value) { setEmergence(value.toDouble()); });
@@ -41,6 +42,8 @@ WidgetRootView::WidgetRootView(WidgetFeed& feed, WidgetModel& model, WidgetActio
     connect(&feed_, &WidgetFeed::groupsChanged, this, &WidgetRootView::relayout);
     connect(&feed_, &WidgetFeed::connectedChanged, this,
             [this] { panel_->setConnected(feed_.isConnected()); });
+    connect(&feed_, &WidgetFeed::requestsChanged, this,
+            [this] { panel_->setRequests(feed_.requests()); });
     connect(&model_, &WidgetModel::canvasHeightChanged, this, &WidgetRootView::relayout);
     connect(&model_, &WidgetModel::expandedChanged, this, &WidgetRootView::followExpansion);
     connect(&model_, &WidgetModel::hoveredIndexChanged, this, [this] {

@@ -26,10 +26,23 @@ TEST(HookEvent, DecodesEveryField) {
                        "url": "https://x.example/"},
         "notification_type": "idle_prompt", "message": "m", "session_title": "T",
         "background_tasks": [{"status": "running"}, {"status": "done"}, {"id": 1}],
-        "source": "resume", "tool_response": {"huge": [1, 2, 3]}})");
-    const HookEvent expected{
-        HookEvent::Kind::preToolUse, "PreToolUse",  "abc", "/w", "Edit", "ls",    "/w/a.c",
-        "https://x.example/",        "idle_prompt", "m",   "T",  1,      "resume"};
+        "source": "resume", "tool_response": {"huge": [1, 2, 3]}, "prompt_id": "p",
+        "permission_suggestions": []})");
+    const HookEvent expected{HookEvent::Kind::preToolUse,
+                             "PreToolUse",
+                             "abc",
+                             "/w",
+                             "Edit",
+                             "ls",
+                             "/w/a.c",
+                             "https://x.example/",
+                             "idle_prompt",
+                             "m",
+                             "T",
+                             1,
+                             "resume",
+                             "p",
+                             "[]"};
     EXPECT_EQ(event, expected);
     EXPECT_EQ(decode(R"(,"tool_input":{"notebook_path":"/n.ipynb","file_path":7})").filePath,
               "/n.ipynb");
@@ -107,4 +120,30 @@ TEST(HookEvent, HostAndDataPathsFromTheEnvironment) {
     };
     for (const auto& [environment, root] : roots)
         EXPECT_EQ(DataPaths::root(environment), root);
+}
+
+TEST(HookEvent, KeepsAPermissionRequestsPromptAndSuggestionsWhole) {
+    const std::string suggestions =
+        R"([{"type":"addRules","rules":[{"toolName":"Bash","ruleContent":"npm test *"}],)"
+        R"("behavior":"allow","destination":"localSettings","n":[1,-2,2.5,true,null,{}]}])";
+    const HookEvent event = HookEvent::decode(
+        R"({"session_id":"s","hook_event_name":"PermissionRequest","prompt_id":"p7",)"
+        R"("tool_name":"Bash","tool_input":{"command":"npm test"},"permission_suggestions":)" +
+        suggestions + R"(,"permission_mode":"default"})");
+    EXPECT_EQ(event.promptId, "p7");
+    EXPECT_EQ(event.permissionSuggestions, suggestions);
+    EXPECT_EQ(event.command, "npm test");
+
+    // Not an array, repeated, or too large to pass on: nothing is kept, and the rest still reads.
+    EXPECT_FALSE(decode(R"(,"permission_suggestions":{"a":1})").permissionSuggestions);
+    EXPECT_FALSE(decode(R"(,"permission_suggestions":[],"permission_suggestions":null)")
+                     .permissionSuggestions);
+    EXPECT_EQ(decode(R"(,"permission_suggestions":[1],"permission_suggestions":[[]])")
+                  .permissionSuggestions,
+              "[[]]");
+    const HookEvent big = decode(R"(,"permission_suggestions":[{"r":[")" + std::string(20000, 'x') +
+                                 R"("]},{"more":[1,2]}],"cwd":"/after")");
+    EXPECT_FALSE(big.permissionSuggestions);
+    EXPECT_EQ(big.cwd, "/after");
+    EXPECT_FALSE(decode(R"(,"prompt_id":5)").promptId);
 }

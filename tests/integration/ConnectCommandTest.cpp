@@ -85,6 +85,27 @@ TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
     EXPECT_EQ(front.take(front.err), "");
     EXPECT_EQ(readText(front.helper()), "#!/bin/sh\n# new\n");
 
+    // Entries written by an earlier version, which gave a permission request 5 s like every other
+    // event, beside the user's own hook on it: still ours, and brought up to date.
+    settings = HookInstaller::readSettings(front.settingsFile());
+    for (auto& [event, entries] : settings["hooks"].items())
+        entries[0]["hooks"][0]["timeout"] = 5;
+    settings["hooks"]["PermissionRequest"].push_back(
+        {{"matcher", "Bash"}, {"hooks", {{{"type", "command"}, {"command", "mine"}}}}});
+    HookInstaller::writeSettings(settings, front.settingsFile());
+    EXPECT_FALSE(HookInstaller::isInstalled(HookInstaller::readSettings(front.settingsFile()),
+                                            front.helper().string()));
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
+    const json repaired = HookInstaller::readSettings(front.settingsFile());
+    ASSERT_EQ(repaired["hooks"]["PermissionRequest"].size(), 2u);
+    EXPECT_EQ(repaired["hooks"]["PermissionRequest"][0]["hooks"][0]["command"], "mine");
+    EXPECT_EQ(repaired["hooks"]["PermissionRequest"][1]["hooks"][0]["timeout"], 600);
+    EXPECT_EQ(repaired["hooks"]["PreToolUse"][0]["hooks"][0]["timeout"], 5);
+    EXPECT_TRUE(HookInstaller::isInstalled(repaired, front.helper().string()));
+    cli::repairHooksIfNeeded(front.context);
+    EXPECT_EQ(front.take(front.err), "");
+
     // All entries gone: a warning, then a repair.
     HookInstaller::writeSettings({{"model", "opus"}}, front.settingsFile());
     EXPECT_NE(cli::connectionNotice(front.context)->find("missing"), std::string::npos);

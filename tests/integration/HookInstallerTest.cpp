@@ -27,7 +27,7 @@ json documentedEntry(const HookInstaller::Event& event, const std::string& comma
     json hook = json::object();
     hook["type"] = "command";
     hook["command"] = command;
-    hook["timeout"] = 5;
+    hook["timeout"] = event.name == "PermissionRequest" ? 600 : 5;
     json entry = json::object();
     entry["hooks"] = json::array({hook});
     if (event.matcher)

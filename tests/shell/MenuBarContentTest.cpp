@@ -59,7 +59,7 @@ TEST(MenuBarContent, NotConnectedOffersConnectAndAnyError) {
 }
 
 TEST(MenuBarContent, ConnectedOffersDisconnectAndTheUpdaterWhenConfigured) {
-    MenuBarState state{true, std::nullopt, false, true, true, "Version 1.4 (37)", false};
+    MenuBarState state{true, std::nullopt, false, true, true, "Version 1.4 (37)", false, {}};
     EXPECT_EQ(describe(MenuBarContent::entries(state)), "(text) Connected to Claude Code\n"
                                                         "Disconnect\n"
                                                         "-\n"

@@ -78,6 +78,14 @@ private slots:
         QCOMPARE(defaults.value(QStringLiteral("glass.tintOpacity")), QVariant(0.4));
         QCOMPARE(child<QLabel>(&view, "tintValue")->text(), QStringLiteral("40 %"));
 
+        // Answering permission requests: on by default, named for a screen reader.
+        auto* answers = child<QCheckBox>(&view, "answersRequests");
+        QVERIFY(answers->isChecked());
+        QCOMPARE(answers->accessibleName(),
+                 QStringLiteral("Answer permission requests from Ostrelvan"));
+        answers->click();
+        QVERIFY(!settings.answersRequests());
+        QCOMPARE(defaults.value(QStringLiteral("permissions.answer")), QVariant(false));
         child<QCheckBox>(&view, "textContrast")->click();
         QCOMPARE(defaults.value(QStringLiteral("glass.textContrast")), QVariant(false));
 
@@ -153,8 +161,10 @@ private slots:
             named << name;
         }
         named.sort();
-        QCOMPARE(named, (QStringList{"After 10 minutes", "Blur", "Dark", "Light",
-                                     "Reset to Defaults", "System", "Text contrast", "Tint"}));
+        QCOMPARE(
+            named,
+            (QStringList{"After 10 minutes", "Answer permission requests from Ostrelvan", "Blur",
+                         "Dark", "Light", "Reset to Defaults", "System", "Text contrast", "Tint"}));
         // A combo box is named by its choice; its label reaches a screen reader as a relation.
         for (const auto& [name, label] : {std::pair{"reviewFade", "Review lamp fades"},
                                           std::pair{"tint", "Tint"}, std::pair{"blur", "Blur"}}) {

@@ -8,6 +8,7 @@
 #include "TrayIconArt.h"
 
 #include <QAction>
+#include <QLocalSocket>
 #include <QMenu>
 #include <QTest>
 
@@ -120,6 +121,53 @@ private slots:
         QTest::keyClick(&tray.menu(), Qt::Key_Q, Qt::ControlModifier);
         QCoreApplication::processEvents();
         QCOMPARE(machine.events, QStringList{"quit"});
+    }
+
+    // Each waiting request heads the menu with its project, its command and its answers; an
+    // answer chosen there reaches the helper, and the entries go with the request.
+    void listsWaitingRequestsWithTheirAnswers() {
+        ShellMachine machine;
+        MemoryKeyValueStore defaults;
+        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^no system tray.*"));
+        TrayIcon tray(state);
+        std::filesystem::create_directories(machine.home / "data/Ostrelvan");
+        state.requests().setEnabled(true);
+
+        const auto ask = [&](QLocalSocket& helper, char digit, const std::string& cwd,
+                             const std::string& command, const nlohmann::ordered_json& rules) {
+            helper.connectToServer(QString::fromStdString(state.requests().socketPath().string()));
+            QVERIFY(helper.waitForConnected(5000));
+            helper.write(QByteArray::fromStdString(
+                PermissionMessage::request(std::string(32, digit), cwd, std::nullopt, cwd, "Bash",
+                                           command, rules)
+                    .encode()));
+            helper.flush();
+            QTRY_VERIFY(helper.canReadLine());
+            helper.readLine();
+        };
+        QLocalSocket web;
+        ask(web, 'a', "/src/web", "npm test",
+            nlohmann::ordered_json::parse(R"([{"type":"addRules","rules":[]}])"));
+        QLocalSocket api;
+        ask(api, 'b', "/src/api", std::string(70, 'x'), nlohmann::ordered_json::array());
+        const QString longCommand = QString(60, QLatin1Char('x')) + QChar(0x2026);
+        QCOMPARE(shown(tray.menu()).mid(0, 9),
+                 (QStringList{"web · npm test (off)", "Allow", "Always Allow", "Deny", "-",
+                              "api · " + longCommand + " (off)", "Allow", "Deny", "-"}));
+
+        // The second "Allow" is the api's.
+        tray.menu().actions()[6]->trigger();
+        QCoreApplication::processEvents();
+        QTRY_VERIFY(api.canReadLine());
+        const auto decision = PermissionMessage::decode(api.readLine().toStdString());
+        QCOMPARE(decision.requestId, std::string(32, 'b'));
+        QCOMPARE(int(decision.behavior), int(PermissionMessage::Behavior::allow));
+        choose(tray.menu(), QStringLiteral("Deny"));
+        QTRY_VERIFY(web.canReadLine());
+        QCOMPARE(int(PermissionMessage::decode(web.readLine().toStdString()).behavior),
+                 int(PermissionMessage::Behavior::deny));
+        QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
     }
 
     void showsTheUpdaterOnlyWhereConfigured() {

@@ -77,6 +77,8 @@ TEST_F(DesktopEndToEnd, ALampChangesColourWhenAHookEventArrives) {
         GTEST_SKIP() << "Xvfb is not installed";
     XSession x;
     std::filesystem::create_directories(home);
+    // The lamps alone: the helper would otherwise wait for an answer to each permission request.
+    writeText(home / ".config/Ostrelvan/Ostrelvan.conf", "[General]\npermissions.answer=false\n");
 
     // The agent is a real process, so the session counts as live.
     Process agent({"/bin/sleep", "600"});

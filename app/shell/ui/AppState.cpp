@@ -2,6 +2,7 @@
 
 #include "ClaudeRegistry.h"
 #include "DataPaths.h"
+#include "FileSystem.h"
 #include "HelperInstaller.h"
 #include "HookInstaller.h"
 #include "LaunchAtLogin.h"
@@ -52,6 +53,11 @@ AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices service
                  ? ClaudeSystem::live(services_.home, services_.environment)
                  : ClaudeSystem::none(),
              [this] { return seconds(settings_.reviewFade()); }),
+      requests_(DataPaths::permissionSocket(DataPaths::root(services_.environment)),
+                [sessions = ClaudeRegistry::sessionsDirectory(
+                     ClaudeRegistry::configDirectory(services_.home, services_.environment))] {
+                    return ClaudeRegistry::load(sessions);
+                }),
       updater_(services_.bundleInfo, mode_.kind == LaunchMode::Kind::normal,
                services_.makeUpdateService),
       restarter_(
@@ -88,8 +94,9 @@ void AppState::start() {
         }
     };
     store_.start();
+    startAnswering();
     if (services_.makeWidget) {
-        widget_ = services_.makeWidget({store_, settings_, actions()});
+        widget_ = services_.makeWidget({store_, settings_, requests_, actions()});
     }
     if (widget_) {
         widget_->show();
@@ -97,6 +104,24 @@ void AppState::start() {
         qCWarning(uiLog, "no widget in this build");
     }
     updater_.start();
+}
+
+void AppState::startAnswering() {
+    connect(&store_, &SessionStore::sessionsChanged, &requests_,
+            [this] { requests_.checkSessions(store_.sessions()); });
+    notifier_ = std::make_unique<PermissionNotifier>(requests_, sounds_.startedAt());
+    const auto follow = [this] {
+        // The socket lives in the data root, which only this user may enter.
+        std::error_code ignored;
+        FileSystem::createPrivateDirectories(DataPaths::root(services_.environment), ignored);
+        requests_.setEnabled(settings_.answersRequests());
+    };
+    connect(&settings_, &AppSettings::changed, &requests_, follow);
+    follow();
+}
+
+void AppState::answer(const std::string& requestId, PermissionChoice choice) {
+    requests_.answer(requestId, choice);
 }
 
 void AppState::refreshHelper() {
@@ -266,6 +291,11 @@ WidgetActions AppState::actions() {
                 MenuBarMenu::append(menu, *self);
             }
         },
+        [self](const std::string& requestId, PermissionChoice choice) {
+            if (self) {
+                self->answer(requestId, choice);
+            }
+        },
     };
 }
 
@@ -273,11 +303,20 @@ MenuBarState AppState::menuBarState() const {
     return {settings_.hooksConnected(), hookError_,
             settings_.soundsEnabled(),  launchAtLogin_,
             updater_.isConfigured(),    updater_.versionLine(),
-            updater_.canCheckNow()};
+            updater_.canCheckNow(),     requests_.pending()};
 }
 
-void AppState::perform(MenuCommand command) {
+void AppState::perform(MenuCommand command, const std::string& requestId) {
     switch (command) {
+    case MenuCommand::allowRequest:
+        answer(requestId, PermissionChoice::allow);
+        return;
+    case MenuCommand::allowRequestAndAddRule:
+        answer(requestId, PermissionChoice::allowAndAddRule);
+        return;
+    case MenuCommand::denyRequest:
+        answer(requestId, PermissionChoice::deny);
+        return;
     case MenuCommand::none:
         return;
     case MenuCommand::connect:

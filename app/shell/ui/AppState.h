@@ -9,6 +9,8 @@
 #include "KeyValueStore.h"
 #include "LaunchMode.h"
 #include "MenuBarContent.h"
+#include "PermissionNotifier.h"
+#include "PermissionRequests.h"
 #include "SessionStore.h"
 #include "SoundPlayer.h"
 #include "WidgetHost.h"
@@ -41,6 +43,7 @@ public:
     AcknowledgedStore& acknowledged() { return acknowledged_; }
     AppUpdater& updater() { return updater_; }
     SoundPlayer& sounds() { return sounds_; }
+    PermissionRequests& requests() { return requests_; }
     // The last connect or disconnect failure, until one succeeds.
     const std::optional<std::string>& hookError() const { return hookError_; }
     bool launchAtLogin() const { return launchAtLogin_; }
@@ -64,7 +67,9 @@ public:
     void openSettings();
     void restart();
     void quit();
-    void perform(MenuCommand command);
+    // `requestId` is the request an answer entry answers.
+    void perform(MenuCommand command, const std::string& requestId = {});
+    void answer(const std::string& requestId, PermissionChoice choice);
     // Another start of the app asked for the panel.
     void presentWidget();
 
@@ -77,6 +82,7 @@ private:
     void refreshHelper();
     void repairHooksIfNeeded();
     void playSoundFor(const SessionTransition& transition);
+    void startAnswering();
 
     AppServices services_;
     std::optional<std::string> hookError_;
@@ -87,6 +93,8 @@ private:
     AppSettings settings_;
     AcknowledgedStore acknowledged_;
     SessionStore store_;
+    PermissionRequests requests_;
+    std::unique_ptr<PermissionNotifier> notifier_;
     AppUpdater updater_;
     AppRestarter restarter_;
     std::unique_ptr<WidgetHost> widget_;

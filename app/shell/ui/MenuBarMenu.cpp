@@ -81,12 +81,13 @@ void add(QMenu& menu, AppState& state, const std::vector<MenuEntry>& entries) {
         }
         if (entry.command != MenuCommand::none) {
             const MenuCommand command = entry.command;
+            const std::string requestId = entry.requestId;
             // Queued: a command may rebuild or delete this very menu.
             QObject::connect(
                 action, &QAction::triggered, &state,
-                [target, command] {
+                [target, command, requestId] {
                     if (target) {
-                        target->perform(command);
+                        target->perform(command, requestId);
                     }
                 },
                 Qt::QueuedConnection);

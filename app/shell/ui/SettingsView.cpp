@@ -112,6 +112,21 @@ void SettingsView::build() {
     });
     layout->addWidget(lamps);
 
+    auto* requests = new QGroupBox(QStringLiteral("Permission Requests"), this);
+    auto* requestsLayout = new QVBoxLayout(requests);
+    answersRequests_ =
+        new QCheckBox(QStringLiteral("Answer permission requests from Ostrelvan"), requests);
+    answersRequests_->setObjectName(QStringLiteral("answersRequests"));
+    answersRequests_->setAccessibleName(answersRequests_->text());
+    connect(answersRequests_, &QCheckBox::toggled, this,
+            [this](bool on) { settings_.setAnswersRequests(on); });
+    requestsLayout->addWidget(answersRequests_);
+    requestsLayout->addWidget(helpText("Allow and Deny on the session's row, in the tray menu and "
+                                       "in a notification. Off, Claude Code asks only in its "
+                                       "terminal.",
+                                       requests));
+    layout->addWidget(requests);
+
     auto* glass = new QGroupBox(QStringLiteral("Glass"), this);
     auto* glassLayout = new QGridLayout(glass);
     glassLayout->setColumnStretch(1, 1);
@@ -182,6 +197,7 @@ void SettingsView::refresh() {
     const QSignalBlocker blockBlur(blur_);
     const QSignalBlocker blockTint(tint_);
     const QSignalBlocker blockContrast(textContrast_);
+    const QSignalBlocker blockRequests(answersRequests_);
     reviewFade_->setCurrentIndex(reviewFade_->findData(int(settings_.reviewFade())));
     appearance_->button(int(settings_.glassAppearance()))->setChecked(true);
     blur_->setValue(int(std::lround(settings_.glassBlur())));
@@ -189,6 +205,7 @@ void SettingsView::refresh() {
     tint_->setValue(int(std::lround(settings_.glassTint() * 100)));
     tintValue_->setText(tintText(settings_.glassTint()));
     textContrast_->setChecked(settings_.textContrast());
+    answersRequests_->setChecked(settings_.answersRequests());
 }
 
 } // namespace ostrelvan

@@ -13,7 +13,8 @@ class QSlider;
 
 namespace ostrelvan {
 
-// The settings form: the review-lamp fade and the look of the glass. Every control writes
+// The settings form: the review-lamp fade, answering permission requests and the look of the
+// glass. Every control writes
 // straight through AppSettings, and follows it when it changes elsewhere.
 class SettingsView : public QWidget {
     Q_OBJECT
@@ -41,6 +42,7 @@ private:
     QSlider* tint_ = nullptr;
     QLabel* tintValue_ = nullptr;
     QCheckBox* textContrast_ = nullptr;
+    QCheckBox* answersRequests_ = nullptr;
 };
 
 } // namespace ostrelvan

@@ -35,6 +35,7 @@ TrayIcon::TrayIcon(AppState& state, QObject* parent)
     connect(&state_, &AppState::hookErrorChanged, this, &TrayIcon::rebuildMenu);
     connect(&state_, &AppState::launchAtLoginChanged, this, &TrayIcon::rebuildMenu);
     connect(&state_.updater(), &AppUpdater::changed, this, &TrayIcon::rebuildMenu);
+    connect(&state_.requests(), &PermissionRequests::pendingChanged, this, &TrayIcon::rebuildMenu);
     connect(&state_.store(), &SessionStore::sessionsChanged, this, [this] { updateIcon(); });
     // Elsewhere than macOS a click (not only a right click) opens the menu as well: the very menu
     // whose exported copy a StatusNotifierItem host draws on a right click (a left click only

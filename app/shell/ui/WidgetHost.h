@@ -8,6 +8,7 @@
 namespace ostrelvan {
 
 class AppSettings;
+class PermissionRequests;
 class SessionStore;
 
 // The floating widget as the application state drives it; the widget's panel controller
@@ -31,6 +32,8 @@ public:
 struct WidgetContext {
     SessionStore& store;
     AppSettings& settings;
+    // The requests whose rows show answer buttons.
+    PermissionRequests& requests;
     WidgetActions actions;
 };
 

@@ -1,0 +1,203 @@
+// The real Claude Code CLI asks to run a Bash command; the hook helper that `ostrelvan connect`
+// installed offers the request to a stand-in of the desktop app, which answers as a user would.
+#include "ClaudeCli.h"
+#include "DataPaths.h"
+#include "PermissionStandIn.h"
+#include "SessionFileStore.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+namespace ostrelvan {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace test;
+using nlohmann::json;
+
+const std::string dialog = "Do you want to proceed?";
+
+std::string bashTurns(const std::string& command) {
+    return json::array({{{"tool",
+                          {{"name", "Bash"},
+                           {"input", {{"command", command}, {"description", "Run it"}}}}}},
+                        {{"text", "Finished."}}})
+        .dump();
+}
+
+class PermissionCli : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (!ClaudeCli::available())
+            GTEST_SKIP() << OSTRELVAN_CLAUDE_CLI << " is missing: `tools/dev test` installs it";
+    }
+
+    // A session whose model runs `command`, connected to Ostrelvan, with the user's own hook on
+    // PermissionRequest keeping the payload, so a test can tell the event came.
+    void prepare(const std::string& command) {
+        cli.reset();
+        fs::remove(seen());
+        cli.emplace(bashTurns(command), Variables{{"OSTRELVAN_DATA_DIR", data().string()}});
+        writeText(cli->settingsFile(),
+                  json{{"hooks",
+                        {{"PermissionRequest",
+                          {{{"matcher", "*"},
+                            {"hooks",
+                             {{{"type", "command"}, {"command", "cat > " + seen().string()}}}}}}}}}}
+                      .dump());
+        Variables environment = cli->environment();
+        const Outcome connect = run({OSTRELVAN_EXECUTABLE, "connect"}, environment);
+        ASSERT_EQ(connect.code, 0) << connect.err;
+    }
+
+    Path data() const { return root / "data"; }
+    Path seen() const { return root / "permission-request.json"; }
+    Path helper() const { return DataPaths::helper(data()); }
+    Path marker() const { return cli->project() / "marker"; }
+
+    // Starts the session, asks for the command, and takes the helper's request at the stand-in.
+    struct Offer {
+        StandInPeer peer;
+        std::string requestId;
+        pid_t helper;
+    };
+    Offer askThroughTheApp(PermissionStandIn& app) {
+        if (!cli->start())
+            throw std::runtime_error("the CLI did not start:\n" + cli->screen());
+        cli->submit("Run the command");
+        std::optional<StandInPeer> peer = app.accept(60s);
+        if (!peer)
+            throw std::runtime_error("no request reached the app:\n" + cli->screen());
+        const std::optional<std::string> line = peer->readLine();
+        if (!line)
+            throw std::runtime_error("the helper sent nothing");
+        const json request = json::parse(*line);
+        const pid_t pid = peer->peerPid();
+        Offer offer{std::move(*peer), request.at("requestId"), pid};
+        offer.peer.send(answerLine("accepted", offer.requestId));
+        return offer;
+    }
+
+    // Presses a key in the permission dialog. It ignores keys for a moment after it opens, so the
+    // key is pressed again while the dialog stays.
+    bool answerInTerminal(const std::string& key) {
+        if (!cli->waitForScreen(dialog, 30s))
+            return false;
+        return waitUntil(
+            [&] {
+                std::this_thread::sleep_for(1200ms);
+                if (cli->screen().find(dialog) == std::string::npos)
+                    return true;
+                cli->keys({key});
+                return false;
+            },
+            20s);
+    }
+
+    TempDir root;
+    std::optional<ClaudeCli> cli;
+};
+
+TEST_F(PermissionCli, TheAppsAllowRunsTheToolAndItsDenyStopsIt) {
+    {
+        prepare("echo ran > marker");
+        PermissionStandIn app(DataPaths::permissionSocket(data()));
+        Offer offer = askThroughTheApp(app);
+        ASSERT_TRUE(
+            offer.peer.send(answerLine("decision", offer.requestId, R"(,"behavior":"allow")")));
+        EXPECT_TRUE(waitUntil([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
+        EXPECT_TRUE(cli->waitForScreen("Allowed by PermissionRequest hook")) << cli->screen();
+        EXPECT_TRUE(offer.peer.closedWithin());
+        // Recorded before it was offered: the session file saw the request.
+        EXPECT_TRUE(fs::exists(seen()));
+    }
+    {
+        // A rule that Claude Code suggested is added where it said.
+        prepare("npm test");
+        PermissionStandIn app(DataPaths::permissionSocket(data()));
+        Offer offer = askThroughTheApp(app);
+        ASSERT_TRUE(offer.peer.send(
+            answerLine("decision", offer.requestId, R"(,"behavior":"allow","addRule":true)")));
+        const Path local = cli->project() / ".claude/settings.local.json";
+        EXPECT_TRUE(waitUntil([&] {
+            return readText(local).find("Bash(npm test *)") != std::string::npos;
+        })) << readText(local);
+        EXPECT_TRUE(cli->waitForScreen("Finished."));
+    }
+    {
+        prepare("echo ran > marker");
+        PermissionStandIn app(DataPaths::permissionSocket(data()));
+        Offer offer = askThroughTheApp(app);
+        ASSERT_TRUE(
+            offer.peer.send(answerLine("decision", offer.requestId, R"(,"behavior":"deny")")));
+        EXPECT_TRUE(cli->waitForScreen("Denied from Ostrelvan")) << cli->screen();
+        EXPECT_TRUE(cli->waitForScreen("Finished.")) << cli->screen();
+        EXPECT_FALSE(fs::exists(marker()));
+        // The model was told why.
+        EXPECT_NE(cli->requests().find("Denied from Ostrelvan"), std::string::npos);
+    }
+}
+
+TEST_F(PermissionCli, AnAnswerInTheTerminalFirst) {
+    {
+        // "Yes": Claude Code runs the tool and leaves the helper be; the app withdraws.
+        prepare("echo ran > marker");
+        PermissionStandIn app(DataPaths::permissionSocket(data()));
+        Offer offer = askThroughTheApp(app);
+        ASSERT_TRUE(answerInTerminal("Enter")) << cli->screen();
+        EXPECT_TRUE(waitUntil([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
+        EXPECT_TRUE(cli->waitForScreen("Finished.")) << cli->screen();
+        EXPECT_TRUE(processRuns(offer.helper)); // no signal reached it
+        ASSERT_TRUE(offer.peer.send(answerLine("withdraw", offer.requestId)));
+        EXPECT_TRUE(offer.peer.closedWithin());
+        EXPECT_TRUE(waitUntil([&] { return processesRunning(helper()).empty(); }));
+    }
+    {
+        // Escape: Claude Code ends the helper, which leaves nothing behind and prints nothing.
+        prepare("echo ran > marker");
+        PermissionStandIn app(DataPaths::permissionSocket(data()));
+        Offer offer = askThroughTheApp(app);
+        ASSERT_TRUE(answerInTerminal("Escape")) << cli->screen();
+        EXPECT_TRUE(offer.peer.closedWithin());
+        EXPECT_TRUE(waitUntil([&] { return !processRuns(offer.helper); }));
+        EXPECT_TRUE(processesRunning(helper()).empty());
+        EXPECT_FALSE(fs::exists(marker()));
+        // A decision now reaches nobody: the next prompt is not touched by it.
+        offer.peer.send(answerLine("decision", offer.requestId, R"(,"behavior":"allow")"));
+        EXPECT_FALSE(fs::exists(marker()));
+    }
+}
+
+TEST_F(PermissionCli, NeverHeldWithoutTheAppOrAUser) {
+    {
+        // No app: the event is recorded, the helper is gone at once, the dialog stays.
+        prepare("echo ran > marker");
+        ASSERT_TRUE(cli->start()) << cli->screen();
+        cli->submit("Run the command");
+        ASSERT_TRUE(cli->waitForScreen(dialog, 60s)) << cli->screen();
+        EXPECT_TRUE(waitUntil([&] { return processesRunning(helper()).empty(); }, 5s));
+        const json payload = json::parse(readText(seen()));
+        const auto state = SessionFileStore::read(
+            DataPaths::sessions(data()) / (payload.at("session_id").get<std::string>() + ".json"));
+        ASSERT_TRUE(state);
+        EXPECT_EQ(state->status, SessionStatus::needsApproval);
+        std::this_thread::sleep_for(1500ms); // long enough for a decision to have closed it
+        EXPECT_NE(cli->screen().find(dialog), std::string::npos) << cli->screen();
+        EXPECT_FALSE(fs::exists(marker()));
+        EXPECT_FALSE(fs::exists(data() / "hook.log")) << readText(data() / "hook.log");
+    }
+    {
+        // `claude -p` runs to its end; the app never hears of its request.
+        prepare("echo ran > marker");
+        PermissionStandIn app(DataPaths::permissionSocket(data()));
+        const Outcome printed =
+            cli->print("Run the command", {"--permission-mode", "default"}, 120s);
+        EXPECT_EQ(printed.code, 0) << printed.err;
+        EXPECT_TRUE(fs::exists(seen())); // the request was made, and the hook ran on it
+        EXPECT_FALSE(app.accept(0ms));
+        EXPECT_TRUE(processesRunning(helper()).empty());
+    }
+}
+
+} // namespace
+} // namespace ostrelvan

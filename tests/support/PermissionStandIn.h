@@ -1,0 +1,161 @@
+#pragma once
+
+// A stand-in for the desktop app's permission socket: it listens where the app would, takes the
+// helper's connection and says what a test tells it to, line by line.
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <optional>
+#include <poll.h>
+#include <stdexcept>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <utility>
+
+namespace ostrelvan::test {
+
+using namespace std::chrono_literals;
+
+// One accepted connection.
+class StandInPeer {
+public:
+    explicit StandInPeer(int fd) : fd_(fd) {}
+    StandInPeer(StandInPeer&& other) noexcept
+        : fd_(std::exchange(other.fd_, -1)), pending_(std::move(other.pending_)) {}
+    StandInPeer& operator=(StandInPeer&&) = delete;
+    ~StandInPeer() { close(); }
+
+    // The next line without its '\n', or none at the end of the stream or after `timeout`.
+    std::optional<std::string> readLine(std::chrono::milliseconds timeout = 10s) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        for (;;) {
+            if (auto end = pending_.find('\n'); end != std::string::npos) {
+                std::string line = pending_.substr(0, end);
+                pending_.erase(0, end + 1);
+                return line;
+            }
+            if (!waitReadable(deadline))
+                return std::nullopt;
+            char buffer[4096];
+            const ssize_t got = ::read(fd_, buffer, sizeof buffer);
+            if (got <= 0)
+                return std::nullopt;
+            pending_.append(buffer, static_cast<std::size_t>(got));
+        }
+    }
+
+    // Whether the other end closes the connection within `timeout` (anything it sends first is
+    // discarded).
+    bool closedWithin(std::chrono::milliseconds timeout = 10s) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        for (;;) {
+            if (!waitReadable(deadline))
+                return false;
+            char buffer[4096];
+            const ssize_t got = ::read(fd_, buffer, sizeof buffer);
+            if (got == 0 || (got < 0 && errno == ECONNRESET))
+                return true;
+        }
+    }
+
+    bool send(std::string_view bytes) {
+        while (!bytes.empty()) {
+            const ssize_t sent = ::send(fd_, bytes.data(), bytes.size(), 0);
+            if (sent <= 0)
+                return false;
+            bytes.remove_prefix(static_cast<std::size_t>(sent));
+        }
+        return true;
+    }
+
+    // The connected process (Linux); 0 when unknown.
+    pid_t peerPid() const {
+#ifdef SO_PEERCRED
+        ucred credentials{};
+        socklen_t size = sizeof credentials;
+        if (::getsockopt(fd_, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0)
+            return credentials.pid;
+#endif
+        return 0;
+    }
+
+    void close() {
+        if (fd_ >= 0)
+            ::close(fd_);
+        fd_ = -1;
+    }
+
+private:
+    bool waitReadable(std::chrono::steady_clock::time_point deadline) {
+        for (;;) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                deadline - std::chrono::steady_clock::now());
+            pollfd fd{fd_, POLLIN, 0};
+            const int ready =
+                ::poll(&fd, 1, static_cast<int>(std::max<long long>(0, left.count())));
+            if (ready < 0 && errno == EINTR)
+                continue;
+            return ready > 0;
+        }
+    }
+
+    int fd_;
+    std::string pending_;
+};
+
+// Listens on `path` (the data root's permission.sock) until destroyed, then removes it.
+class PermissionStandIn {
+public:
+    explicit PermissionStandIn(std::filesystem::path path) : path_(std::move(path)) {
+        ::signal(SIGPIPE, SIG_IGN); // an answer to a helper that is gone fails, it does not kill
+        std::filesystem::create_directories(path_.parent_path());
+        ::chmod(path_.parent_path().c_str(), 0700);
+        fd_ = ::socket(AF_UNIX, SOCK_STREAM, 0);
+        ::fcntl(fd_, F_SETFD, FD_CLOEXEC);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, path_.c_str(), sizeof address.sun_path - 1);
+        if (fd_ < 0 || ::bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
+            ::listen(fd_, 16) != 0)
+            throw std::runtime_error("cannot listen on " + path_.string());
+    }
+    PermissionStandIn(const PermissionStandIn&) = delete;
+    PermissionStandIn& operator=(const PermissionStandIn&) = delete;
+    ~PermissionStandIn() {
+        ::close(fd_);
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
+
+    // The next connection, or none after `timeout` (0: only one that is already waiting).
+    std::optional<StandInPeer> accept(std::chrono::milliseconds timeout = 10s) {
+        pollfd fd{fd_, POLLIN, 0};
+        if (::poll(&fd, 1, static_cast<int>(timeout.count())) <= 0)
+            return std::nullopt;
+        const int peer = ::accept(fd_, nullptr, nullptr);
+        if (peer < 0)
+            return std::nullopt;
+        ::fcntl(peer, F_SETFD, FD_CLOEXEC);
+        return StandInPeer(peer);
+    }
+
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+    int fd_ = -1;
+};
+
+// The answers a stand-in sends, as the app writes them.
+inline std::string answerLine(const std::string& type, const std::string& requestId,
+                              const std::string& extra = "") {
+    return R"({"type":")" + type + R"(","requestId":")" + requestId + "\"" + extra + "}\n";
+}
+
+} // namespace ostrelvan::test
