@@ -1,10 +1,10 @@
 // What one frame of the widget's look costs: a rippling lamp repaints 30 times a second, rows
 // draw their texts with the halo on every hover change, and the glass lies under both.
-#include "LampAnimator.h"
-#include "StatusLamp.h"
-#include "TextHalo.h"
-#include "WidgetFonts.h"
-#include "WidgetGlass.h"
+#include "app/widget/LampAnimator.h"
+#include "app/widget/StatusLamp.h"
+#include "app/widget/TextHalo.h"
+#include "app/widget/WidgetFonts.h"
+#include "app/widget/WidgetGlass.h"
 
 #include <QApplication>
 #include <QImage>

@@ -1,15 +1,15 @@
 // A reload reads every session file, every registry record and one transcript per session, on
 // every hook burst and every 15 s. A lone hook event is published at once; a burst is coalesced
 // into a few reloads.
-#include "AcknowledgedStore.h"
-#include "ClaudeRegistry.h"
-#include "ClaudeSystem.h"
-#include "FileDecodeCache.h"
-#include "MemoryKeyValueStore.h"
-#include "ProcessTable.h"
-#include "SessionFileStore.h"
-#include "SessionStore.h"
-#include "Transcript.h"
+#include "app/store/AcknowledgedStore.h"
+#include "core/ClaudeRegistry.h"
+#include "app/discovery/ClaudeSystem.h"
+#include "app/discovery/FileDecodeCache.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "base/ProcessTable.h"
+#include "core/SessionFileStore.h"
+#include "app/store/SessionStore.h"
+#include "app/discovery/Transcript.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

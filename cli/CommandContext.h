@@ -1,8 +1,8 @@
 #pragma once
 
-#include "AppSettings.h"
-#include "Environment.h"
-#include "SessionState.h"
+#include "app/services/AppSettings.h"
+#include "base/Environment.h"
+#include "core/SessionState.h"
 
 #include <filesystem>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "StatusCommand.h"
+#include "cli/StatusCommand.h"
 
 #include <optional>
 #include <string>

@@ -1,10 +1,10 @@
-#include "ConnectCommand.h"
+#include "cli/ConnectCommand.h"
 
-#include "ClaudeRegistry.h"
-#include "DataPaths.h"
-#include "FailureText.h"
-#include "HelperInstaller.h"
-#include "HookConnection.h"
+#include "core/ClaudeRegistry.h"
+#include "core/DataPaths.h"
+#include "cli/FailureText.h"
+#include "app/integration/HelperInstaller.h"
+#include "app/integration/HookConnection.h"
 
 #include <ostream>
 

@@ -1,4 +1,4 @@
-#include "FailureText.h"
+#include "cli/FailureText.h"
 
 #include <cctype>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "KeyDecoder.h"
+#include "cli/KeyDecoder.h"
 
 #include <array>
 #include <utility>

@@ -1,8 +1,8 @@
-#include "LiveFrame.h"
+#include "cli/LiveFrame.h"
 
-#include "DisplayRules.h"
-#include "StatusFormat.h"
-#include "TerminalText.h"
+#include "core/DisplayRules.h"
+#include "cli/StatusFormat.h"
+#include "cli/TerminalText.h"
 
 #include <algorithm>
 #include <array>

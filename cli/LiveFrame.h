@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Notices.h"
-#include "SessionGroup.h"
-#include "Time.h"
+#include "cli/Notices.h"
+#include "app/store/SessionGroup.h"
+#include "core/Time.h"
 
 #include <cstddef>
 #include <optional>

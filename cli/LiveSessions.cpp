@@ -1,12 +1,12 @@
-#include "LiveSessions.h"
+#include "cli/LiveSessions.h"
 
-#include "ClaudeRegistry.h"
-#include "ConnectCommand.h"
-#include "DataPaths.h"
-#include "DisplayRules.h"
-#include "FailureText.h"
-#include "ProcessTable.h"
-#include "SessionCoding.h"
+#include "core/ClaudeRegistry.h"
+#include "cli/ConnectCommand.h"
+#include "core/DataPaths.h"
+#include "core/DisplayRules.h"
+#include "cli/FailureText.h"
+#include "base/ProcessTable.h"
+#include "core/SessionCoding.h"
 
 #include <fstream>
 #include <set>

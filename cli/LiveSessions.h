@@ -1,11 +1,11 @@
 #pragma once
 
-#include "AcknowledgedStore.h"
-#include "ClaudeProcess.h"
-#include "CommandContext.h"
-#include "KeyValueStore.h"
-#include "Notices.h"
-#include "SessionStore.h"
+#include "app/store/AcknowledgedStore.h"
+#include "core/ClaudeProcess.h"
+#include "cli/CommandContext.h"
+#include "app/store/KeyValueStore.h"
+#include "cli/Notices.h"
+#include "app/store/SessionStore.h"
 
 #include <memory>
 #include <vector>

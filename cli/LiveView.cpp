@@ -1,7 +1,7 @@
-#include "LiveView.h"
+#include "cli/LiveView.h"
 
-#include "LiveFrame.h"
-#include "StatusFormat.h"
+#include "cli/LiveFrame.h"
+#include "cli/StatusFormat.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "DisplayedSession.h"
-#include "KeyDecoder.h"
-#include "Notices.h"
-#include "SessionStore.h"
-#include "Terminal.h"
+#include "app/store/DisplayedSession.h"
+#include "cli/KeyDecoder.h"
+#include "cli/Notices.h"
+#include "app/store/SessionStore.h"
+#include "cli/Terminal.h"
 
 #include <QEventLoop>
 #include <QSocketNotifier>

@@ -1,4 +1,4 @@
-#include "Notices.h"
+#include "cli/Notices.h"
 
 namespace ostrelvan::cli {
 

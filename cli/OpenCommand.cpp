@@ -1,10 +1,10 @@
-#include "OpenCommand.h"
+#include "cli/OpenCommand.h"
 
-#include "ClaudeRegistry.h"
-#include "LiveSessions.h"
-#include "ProcessLauncher.h"
-#include "SessionOpening.h"
-#include "TerminalText.h"
+#include "core/ClaudeRegistry.h"
+#include "cli/LiveSessions.h"
+#include "app/services/ProcessLauncher.h"
+#include "app/services/SessionOpening.h"
+#include "cli/TerminalText.h"
 
 #include <QEventLoop>
 #include <ostream>

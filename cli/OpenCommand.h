@@ -1,10 +1,10 @@
 #pragma once
 
-#include "AcknowledgedStore.h"
-#include "CommandContext.h"
-#include "DisplayedSession.h"
-#include "KeyValueStore.h"
-#include "SessionOpening.h"
+#include "app/store/AcknowledgedStore.h"
+#include "cli/CommandContext.h"
+#include "app/store/DisplayedSession.h"
+#include "app/store/KeyValueStore.h"
+#include "app/services/SessionOpening.h"
 
 #include <string>
 #include <vector>

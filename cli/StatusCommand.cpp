@@ -1,7 +1,7 @@
-#include "StatusCommand.h"
+#include "cli/StatusCommand.h"
 
-#include "LiveSessions.h"
-#include "StatusFormat.h"
+#include "cli/LiveSessions.h"
+#include "cli/StatusFormat.h"
 
 #include <ostream>
 #include <sys/ioctl.h>

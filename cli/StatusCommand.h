@@ -1,7 +1,7 @@
 #pragma once
 
-#include "CommandContext.h"
-#include "KeyValueStore.h"
+#include "cli/CommandContext.h"
+#include "app/store/KeyValueStore.h"
 
 #include <cstddef>
 

@@ -1,8 +1,8 @@
-#include "StatusFormat.h"
+#include "cli/StatusFormat.h"
 
-#include "DisplayRules.h"
-#include "SessionCoding.h"
-#include "TerminalText.h"
+#include "core/DisplayRules.h"
+#include "core/SessionCoding.h"
+#include "cli/TerminalText.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "DisplayedSession.h"
-#include "Notices.h"
-#include "SessionGroup.h"
-#include "SessionStatus.h"
-#include "Time.h"
+#include "app/store/DisplayedSession.h"
+#include "cli/Notices.h"
+#include "app/store/SessionGroup.h"
+#include "core/SessionStatus.h"
+#include "core/Time.h"
 
 #include <functional>
 #include <optional>

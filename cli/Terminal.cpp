@@ -1,6 +1,6 @@
-#include "Terminal.h"
+#include "cli/Terminal.h"
 
-#include "FileSystem.h"
+#include "base/FileSystem.h"
 
 #include <string>
 #include <sys/ioctl.h>

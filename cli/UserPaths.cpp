@@ -1,6 +1,6 @@
-#include "UserPaths.h"
+#include "cli/UserPaths.h"
 
-#include "TerminalText.h"
+#include "cli/TerminalText.h"
 
 #include <pwd.h>
 #include <unistd.h>

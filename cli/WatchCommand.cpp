@@ -1,11 +1,11 @@
-#include "WatchCommand.h"
+#include "cli/WatchCommand.h"
 
-#include "ConnectCommand.h"
-#include "LiveSessions.h"
-#include "LiveView.h"
-#include "OpenCommand.h"
-#include "SignalPipe.h"
-#include "StatusCommand.h"
+#include "cli/ConnectCommand.h"
+#include "cli/LiveSessions.h"
+#include "cli/LiveView.h"
+#include "cli/OpenCommand.h"
+#include "cli/SignalPipe.h"
+#include "cli/StatusCommand.h"
 
 #include <QtGlobal>
 #include <csignal>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "CommandContext.h"
-#include "KeyValueStore.h"
-#include "SessionOpening.h"
+#include "cli/CommandContext.h"
+#include "app/store/KeyValueStore.h"
+#include "app/services/SessionOpening.h"
 
 namespace ostrelvan::cli {
 

@@ -1,4 +1,4 @@
-#include "ActivityClassifier.h"
+#include "core/ActivityClassifier.h"
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <array>

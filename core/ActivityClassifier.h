@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SessionActivity.h"
+#include "core/SessionActivity.h"
 
 #include <optional>
 #include <string_view>

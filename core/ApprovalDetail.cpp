@@ -1,4 +1,4 @@
-#include "ApprovalDetail.h"
+#include "core/ApprovalDetail.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HookEvent.h"
+#include "core/HookEvent.h"
 
 #include <optional>
 #include <string>

@@ -1,7 +1,7 @@
-#include "ClaudeRegistry.h"
+#include "core/ClaudeRegistry.h"
 
-#include "FileSystem.h"
-#include "SessionFileStore.h"
+#include "base/FileSystem.h"
+#include "core/SessionFileStore.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ClaudeProcess.h"
-#include "Environment.h"
+#include "core/ClaudeProcess.h"
+#include "base/Environment.h"
 
 #include <filesystem>
 #include <functional>

@@ -1,6 +1,6 @@
-#include "DataPaths.h"
+#include "core/DataPaths.h"
 
-#include "FileSystem.h"
+#include "base/FileSystem.h"
 
 namespace ostrelvan::DataPaths {
 

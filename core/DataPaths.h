@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Environment.h"
+#include "base/Environment.h"
 
 #include <filesystem>
 #include <optional>

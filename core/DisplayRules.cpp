@@ -1,4 +1,4 @@
-#include "DisplayRules.h"
+#include "core/DisplayRules.h"
 
 #include <algorithm>
 

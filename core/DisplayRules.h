@@ -1,9 +1,9 @@
 #pragma once
 
-#include "SessionActivity.h"
-#include "SessionState.h"
-#include "SessionStatus.h"
-#include "Time.h"
+#include "core/SessionActivity.h"
+#include "core/SessionState.h"
+#include "core/SessionStatus.h"
+#include "core/Time.h"
 
 #include <filesystem>
 #include <functional>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SessionHost.h"
-#include "Time.h"
+#include "core/SessionHost.h"
+#include "core/Time.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "HookEvent.h"
+#include "core/HookEvent.h"
 
 #include <cerrno>
 #include <cstring>

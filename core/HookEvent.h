@@ -1,6 +1,6 @@
 #pragma once
 
-#include "EnumText.h"
+#include "core/EnumText.h"
 
 #include <array>
 #include <optional>

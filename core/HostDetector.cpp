@@ -1,4 +1,4 @@
-#include "HostDetector.h"
+#include "core/HostDetector.h"
 
 namespace ostrelvan::HostDetector {
 

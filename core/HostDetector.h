@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Environment.h"
-#include "SessionHost.h"
+#include "base/Environment.h"
+#include "core/SessionHost.h"
 
 #include <optional>
 #include <string>

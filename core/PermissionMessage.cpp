@@ -1,4 +1,4 @@
-#include "PermissionMessage.h"
+#include "core/PermissionMessage.h"
 
 #include <array>
 #include <random>

@@ -1,4 +1,4 @@
-#include "SessionActivity.h"
+#include "core/SessionActivity.h"
 
 namespace ostrelvan {
 

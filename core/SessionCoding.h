@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SessionState.h"
+#include "core/SessionState.h"
 
 #include <optional>
 #include <stdexcept>

@@ -1,10 +1,10 @@
-#include "SessionFileStore.h"
+#include "core/SessionFileStore.h"
 
-#include "FileSystem.h"
-#include "SessionCoding.h"
-#include "SessionFileStoreError.h"
-#include "SessionReducer.h"
-#include "TemporaryFile.h"
+#include "base/FileSystem.h"
+#include "core/SessionCoding.h"
+#include "core/SessionFileStoreError.h"
+#include "core/SessionReducer.h"
+#include "base/TemporaryFile.h"
 
 #include <cerrno>
 #include <cstdio>

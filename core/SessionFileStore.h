@@ -1,10 +1,10 @@
 #pragma once
 
-#include "EventContext.h"
-#include "HookEvent.h"
-#include "ReduceOutcome.h"
-#include "SessionState.h"
-#include "Time.h"
+#include "core/EventContext.h"
+#include "core/HookEvent.h"
+#include "core/ReduceOutcome.h"
+#include "core/SessionState.h"
+#include "core/Time.h"
 
 #include <chrono>
 #include <filesystem>

@@ -1,4 +1,4 @@
-#include "SessionFileStoreError.h"
+#include "core/SessionFileStoreError.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "SessionHost.h"
+#include "core/SessionHost.h"
 
 namespace ostrelvan {
 

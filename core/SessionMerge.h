@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ClaudeProcess.h"
-#include "SessionState.h"
+#include "core/ClaudeProcess.h"
+#include "core/SessionState.h"
 
 #include <vector>
 

@@ -1,7 +1,7 @@
-#include "SessionReducer.h"
+#include "core/SessionReducer.h"
 
-#include "ActivityClassifier.h"
-#include "ApprovalDetail.h"
+#include "core/ActivityClassifier.h"
+#include "core/ApprovalDetail.h"
 
 namespace ostrelvan::SessionReducer {
 

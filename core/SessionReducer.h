@@ -1,9 +1,9 @@
 #pragma once
 
-#include "EventContext.h"
-#include "HookEvent.h"
-#include "ReduceOutcome.h"
-#include "SessionState.h"
+#include "core/EventContext.h"
+#include "core/HookEvent.h"
+#include "core/ReduceOutcome.h"
+#include "core/SessionState.h"
 
 #include <optional>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "SessionActivity.h"
-#include "SessionHost.h"
-#include "SessionStatus.h"
-#include "Time.h"
+#include "core/SessionActivity.h"
+#include "core/SessionHost.h"
+#include "core/SessionStatus.h"
+#include "core/Time.h"
 
 #include <cstdint>
 #include <optional>

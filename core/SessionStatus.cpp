@@ -1,4 +1,4 @@
-#include "SessionStatus.h"
+#include "core/SessionStatus.h"
 
 namespace ostrelvan {
 

@@ -1,4 +1,4 @@
-#include "DesignPreview.h"
+#include "desktop/DesignPreview.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "WidgetFeed.h"
-#include "WidgetLook.h"
+#include "app/widget/WidgetFeed.h"
+#include "app/widget/WidgetLook.h"
 
 #include <QElapsedTimer>
 #include <QObject>

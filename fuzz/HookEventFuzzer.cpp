@@ -1,9 +1,9 @@
 // Any bytes on the helper's standard input: decoding fails cleanly exactly when a plain parse of
 // the whole document says it should, gives the same event as reading that document, and the
 // reducer folds the event into a state whose file form reads back to itself.
-#include "HookEvent.h"
-#include "SessionCoding.h"
-#include "SessionReducer.h"
+#include "core/HookEvent.h"
+#include "core/SessionCoding.h"
+#include "core/SessionReducer.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Any bytes from the other end of the permission socket: the line reader never holds an overlong
 // line, every line decodes or fails with PermissionMessageError, and a decoded message encodes to
 // a line within the limit that decodes to itself.
-#include "PermissionMessage.h"
+#include "core/PermissionMessage.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 // Any bytes in a session file: decoding either fails with SessionCodingError or gives a state
 // that writes and reads back unchanged.
-#include "SessionCoding.h"
+#include "core/SessionCoding.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Reading, installing and removing over arbitrary settings files and helper paths: nothing
 // crashes, installing is idempotent and detected, and removing an installation gives back what
 // removing alone gives, less the empty or malformed slots that the installation filled.
-#include "HookInstaller.h"
+#include "app/integration/HookInstaller.h"
 #include "TestSupport.h"
 
 #include <cstdint>

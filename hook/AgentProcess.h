@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Environment.h"
-#include "ProcessTable.h"
+#include "base/Environment.h"
+#include "base/ProcessTable.h"
 
 #include <charconv>
 #include <cstdint>

@@ -1,7 +1,7 @@
-#include "HookLog.h"
+#include "hook/HookLog.h"
 
-#include "FileSystem.h"
-#include "SessionCoding.h"
+#include "base/FileSystem.h"
+#include "core/SessionCoding.h"
 
 #include <cstdio>
 #include <fcntl.h>

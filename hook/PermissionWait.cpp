@@ -1,7 +1,7 @@
-#include "PermissionWait.h"
+#include "hook/PermissionWait.h"
 
-#include "FileDescriptor.h"
-#include "PeerCredentials.h"
+#include "base/FileDescriptor.h"
+#include "base/PeerCredentials.h"
 
 #include <cerrno>
 #include <charconv>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Environment.h"
-#include "PermissionMessage.h"
+#include "base/Environment.h"
+#include "core/PermissionMessage.h"
 
 #include <chrono>
 #include <filesystem>

@@ -1,10 +1,10 @@
-#include "ClaudeSystem.h"
+#include "app/discovery/ClaudeSystem.h"
 
-#include "ClaudeRegistry.h"
-#include "FileDecodeCache.h"
-#include "ProcessHandle.h"
-#include "ProcessTable.h"
-#include "TranscriptReader.h"
+#include "core/ClaudeRegistry.h"
+#include "app/discovery/FileDecodeCache.h"
+#include "base/ProcessHandle.h"
+#include "base/ProcessTable.h"
+#include "app/discovery/TranscriptReader.h"
 
 #include <memory>
 #include <unordered_map>

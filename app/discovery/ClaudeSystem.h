@@ -1,10 +1,10 @@
 #pragma once
 
-#include "ClaudeProcess.h"
-#include "Environment.h"
-#include "ProcessTable.h"
-#include "SessionState.h"
-#include "TranscriptInfo.h"
+#include "core/ClaudeProcess.h"
+#include "base/Environment.h"
+#include "base/ProcessTable.h"
+#include "core/SessionState.h"
+#include "app/discovery/TranscriptInfo.h"
 
 #include <chrono>
 #include <cstdint>

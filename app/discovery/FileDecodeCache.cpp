@@ -1,6 +1,6 @@
-#include "FileDecodeCache.h"
+#include "app/discovery/FileDecodeCache.h"
 
-#include "FileSystem.h"
+#include "base/FileSystem.h"
 
 #include <sys/stat.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Time.h"
+#include "core/Time.h"
 
 #include <chrono>
 #include <cstdint>

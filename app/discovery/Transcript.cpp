@@ -1,4 +1,4 @@
-#include "Transcript.h"
+#include "app/discovery/Transcript.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "SessionState.h"
-#include "Time.h"
-#include "TranscriptInfo.h"
+#include "core/SessionState.h"
+#include "core/Time.h"
+#include "app/discovery/TranscriptInfo.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,9 +1,9 @@
-#include "HelperInstaller.h"
+#include "app/integration/HelperInstaller.h"
 
-#include "DataPaths.h"
-#include "FileDescriptor.h"
-#include "FileSystem.h"
-#include "TemporaryFile.h"
+#include "core/DataPaths.h"
+#include "base/FileDescriptor.h"
+#include "base/FileSystem.h"
+#include "base/TemporaryFile.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HelperInstallerError.h"
+#include "app/integration/HelperInstallerError.h"
 
 #include <filesystem>
 #include <optional>

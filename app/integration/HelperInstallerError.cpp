@@ -1,4 +1,4 @@
-#include "HelperInstallerError.h"
+#include "app/integration/HelperInstallerError.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
-#include "HookConnection.h"
+#include "app/integration/HookConnection.h"
 
-#include "HelperInstaller.h"
+#include "app/integration/HelperInstaller.h"
 
 namespace ostrelvan::HookConnection {
 

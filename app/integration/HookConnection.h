@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HookInstaller.h"
+#include "app/integration/HookInstaller.h"
 
 #include <filesystem>
 #include <optional>

@@ -1,7 +1,7 @@
-#include "HookInstaller.h"
+#include "app/integration/HookInstaller.h"
 
-#include "FileSystem.h"
-#include "TemporaryFile.h"
+#include "base/FileSystem.h"
+#include "base/TemporaryFile.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "HookInstallerError.h"
+#include "app/integration/HookInstallerError.h"
 
 #include <array>
 #include <filesystem>

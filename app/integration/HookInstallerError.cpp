@@ -1,4 +1,4 @@
-#include "HookInstallerError.h"
+#include "app/integration/HookInstallerError.h"
 
 namespace ostrelvan {
 

@@ -1,4 +1,4 @@
-#include "UpdateService.h"
+#include "app/platform/UpdateService.h"
 
 namespace ostrelvan::UpdateServices {
 

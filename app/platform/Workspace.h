@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Command.h"
-#include "Environment.h"
+#include "app/platform/Command.h"
+#include "base/Environment.h"
 
 #include <optional>
 #include <string>

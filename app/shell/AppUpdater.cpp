@@ -1,7 +1,7 @@
-#include "AppUpdater.h"
+#include "app/shell/AppUpdater.h"
 
-#include "AppUpdaterConfiguration.h"
-#include "Log.h"
+#include "app/shell/AppUpdaterConfiguration.h"
+#include "app/services/Log.h"
 
 #include <QPointer>
 

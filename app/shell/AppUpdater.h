@@ -1,7 +1,7 @@
 #pragma once
 
-#include "BundleInfo.h"
-#include "UpdateService.h"
+#include "app/platform/BundleInfo.h"
+#include "app/platform/UpdateService.h"
 
 #include <QObject>
 #include <functional>

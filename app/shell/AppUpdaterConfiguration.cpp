@@ -1,4 +1,4 @@
-#include "AppUpdaterConfiguration.h"
+#include "app/shell/AppUpdaterConfiguration.h"
 
 #include <QUrl>
 #include <charconv>

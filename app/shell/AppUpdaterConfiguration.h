@@ -1,7 +1,7 @@
 #pragma once
 
-#include "BundleInfo.h"
-#include "Environment.h"
+#include "app/platform/BundleInfo.h"
+#include "base/Environment.h"
 
 #include <optional>
 #include <string>

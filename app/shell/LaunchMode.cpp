@@ -1,4 +1,4 @@
-#include "LaunchMode.h"
+#include "app/shell/LaunchMode.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,4 +1,4 @@
-#include "MenuBarContent.h"
+#include "app/shell/MenuBarContent.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "DisplayedSession.h"
-#include "PendingRequest.h"
+#include "app/store/DisplayedSession.h"
+#include "app/services/PendingRequest.h"
 
 #include <optional>
 #include <string>

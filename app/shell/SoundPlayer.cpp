@@ -1,4 +1,4 @@
-#include "SoundPlayer.h"
+#include "app/shell/SoundPlayer.h"
 
 namespace ostrelvan {
 

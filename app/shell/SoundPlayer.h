@@ -1,8 +1,8 @@
 #pragma once
 
-#include "SessionStatus.h"
-#include "SystemSound.h"
-#include "Time.h"
+#include "core/SessionStatus.h"
+#include "app/platform/SystemSound.h"
+#include "core/Time.h"
 
 #include <functional>
 #include <optional>

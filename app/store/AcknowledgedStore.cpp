@@ -1,4 +1,4 @@
-#include "AcknowledgedStore.h"
+#include "app/store/AcknowledgedStore.h"
 
 #include <QVariantMap>
 #include <cmath>

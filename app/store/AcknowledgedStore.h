@@ -1,7 +1,7 @@
 #pragma once
 
-#include "KeyValueStore.h"
-#include "Time.h"
+#include "app/store/KeyValueStore.h"
+#include "core/Time.h"
 
 #include <map>
 #include <optional>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SessionState.h"
-#include "SessionStatus.h"
+#include "core/SessionState.h"
+#include "core/SessionStatus.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KeyValueStore.h"
+#include "app/store/KeyValueStore.h"
 
 #include <QVariantMap>
 

@@ -1,4 +1,4 @@
-#include "SessionFolderWatcher.h"
+#include "app/store/SessionFolderWatcher.h"
 
 #include <QDir>
 #include <QFileInfo>

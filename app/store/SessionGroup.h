@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DisplayedSession.h"
+#include "app/store/DisplayedSession.h"
 
 #include <string>
 #include <vector>

@@ -1,8 +1,8 @@
-#include "SessionStore.h"
+#include "app/store/SessionStore.h"
 
-#include "DisplayRules.h"
-#include "FileSystem.h"
-#include "SessionMerge.h"
+#include "core/DisplayRules.h"
+#include "base/FileSystem.h"
+#include "core/SessionMerge.h"
 
 #include <QLoggingCategory>
 #include <QString>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SessionStatus.h"
+#include "core/SessionStatus.h"
 
 #include <optional>
 #include <string>

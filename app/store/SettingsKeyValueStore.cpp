@@ -1,4 +1,4 @@
-#include "SettingsKeyValueStore.h"
+#include "app/store/SettingsKeyValueStore.h"
 
 namespace ostrelvan {
 

@@ -1,7 +1,7 @@
-#include "AnswerButton.h"
+#include "app/widget/AnswerButton.h"
 
-#include "GlassColor.h"
-#include "Glyphs.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/Glyphs.h"
 
 #include <QPainter>
 

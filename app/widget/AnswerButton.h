@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PendingRequest.h"
-#include "WidgetLook.h"
+#include "app/services/PendingRequest.h"
+#include "app/widget/WidgetLook.h"
 
 #include <QAbstractButton>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "LayoutRect.h"
+#include "app/widgetmodel/LayoutRect.h"
 
 #include <QRect>
 #include <QtGlobal>

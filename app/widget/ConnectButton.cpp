@@ -1,9 +1,9 @@
-#include "ConnectButton.h"
+#include "app/widget/ConnectButton.h"
 
-#include "BrandColor.h"
-#include "GlassColor.h"
-#include "WidgetFonts.h"
-#include "WidgetGlass.h"
+#include "app/widget/BrandColor.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/WidgetFonts.h"
+#include "app/widget/WidgetGlass.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

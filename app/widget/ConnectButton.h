@@ -1,6 +1,6 @@
 #pragma once
 
-#include "WidgetLook.h"
+#include "app/widget/WidgetLook.h"
 
 #include <QAbstractButton>
 

@@ -1,9 +1,9 @@
-#include "EmptyStateView.h"
+#include "app/widget/EmptyStateView.h"
 
-#include "ConnectButton.h"
-#include "GlassColor.h"
-#include "TextHalo.h"
-#include "WidgetFonts.h"
+#include "app/widget/ConnectButton.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/TextHalo.h"
+#include "app/widget/WidgetFonts.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

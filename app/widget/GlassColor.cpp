@@ -1,4 +1,4 @@
-#include "GlassColor.h"
+#include "app/widget/GlassColor.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "GlyphButton.h"
+#include "app/widget/GlyphButton.h"
 
-#include "GlassColor.h"
+#include "app/widget/GlassColor.h"
 
 #include <QPainter>
 

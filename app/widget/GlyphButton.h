@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Glyphs.h"
-#include "WidgetLook.h"
+#include "app/widget/Glyphs.h"
+#include "app/widget/WidgetLook.h"
 
 #include <QAbstractButton>
 

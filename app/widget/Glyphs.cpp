@@ -1,4 +1,4 @@
-#include "Glyphs.h"
+#include "app/widget/Glyphs.h"
 
 #include <QPainter>
 #include <QPainterPath>

@@ -1,6 +1,6 @@
-#include "LampAnimator.h"
+#include "app/widget/LampAnimator.h"
 
-#include "StatusLamp.h"
+#include "app/widget/StatusLamp.h"
 
 namespace ostrelvan {
 

@@ -1,11 +1,11 @@
-#include "LampColumn.h"
+#include "app/widget/LampColumn.h"
 
-#include "CanvasGeometry.h"
-#include "DisplayRules.h"
-#include "GlassColor.h"
-#include "Glyphs.h"
-#include "StatusLamp.h"
-#include "WidgetMenu.h"
+#include "app/widget/CanvasGeometry.h"
+#include "core/DisplayRules.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/Glyphs.h"
+#include "app/widget/StatusLamp.h"
+#include "app/widget/WidgetMenu.h"
 
 #include <QAccessibleWidget>
 #include <QContextMenuEvent>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "DisplayedSession.h"
-#include "WidgetActions.h"
-#include "WidgetLook.h"
-#include "WidgetMetrics.h"
+#include "app/store/DisplayedSession.h"
+#include "app/widget/WidgetActions.h"
+#include "app/widget/WidgetLook.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <QPixmap>
 #include <QWidget>

@@ -1,4 +1,4 @@
-#include "Motion.h"
+#include "app/widget/Motion.h"
 
 #include <QPointF>
 #include <cmath>

@@ -1,16 +1,16 @@
-#include "SessionPanelView.h"
+#include "app/widget/SessionPanelView.h"
 
-#include "CanvasGeometry.h"
-#include "EmptyStateView.h"
-#include "GlassColor.h"
-#include "GlyphButton.h"
-#include "Glyphs.h"
-#include "SessionRow.h"
-#include "TextHalo.h"
-#include "WidgetFonts.h"
-#include "WidgetGlass.h"
-#include "WidgetMenu.h"
-#include "WindowHeader.h"
+#include "app/widget/CanvasGeometry.h"
+#include "app/widget/EmptyStateView.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/GlyphButton.h"
+#include "app/widget/Glyphs.h"
+#include "app/widget/SessionRow.h"
+#include "app/widget/TextHalo.h"
+#include "app/widget/WidgetFonts.h"
+#include "app/widget/WidgetGlass.h"
+#include "app/widget/WidgetMenu.h"
+#include "app/widget/WindowHeader.h"
 
 #include <QContextMenuEvent>
 #include <QFontMetricsF>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "PendingRequest.h"
-#include "SessionGroup.h"
-#include "Time.h"
-#include "WidgetActions.h"
-#include "WidgetLook.h"
-#include "WidgetMetrics.h"
+#include "app/services/PendingRequest.h"
+#include "app/store/SessionGroup.h"
+#include "core/Time.h"
+#include "app/widget/WidgetActions.h"
+#include "app/widget/WidgetLook.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <QTimer>
 #include <QWidget>

@@ -1,15 +1,15 @@
-#include "SessionRow.h"
+#include "app/widget/SessionRow.h"
 
-#include "AnswerButton.h"
-#include "DisplayRules.h"
-#include "GlassColor.h"
-#include "Glyphs.h"
-#include "StatusLamp.h"
-#include "TextHalo.h"
-#include "WidgetFonts.h"
-#include "WidgetGlass.h"
-#include "WidgetMenu.h"
-#include "Workspace.h"
+#include "app/widget/AnswerButton.h"
+#include "core/DisplayRules.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/Glyphs.h"
+#include "app/widget/StatusLamp.h"
+#include "app/widget/TextHalo.h"
+#include "app/widget/WidgetFonts.h"
+#include "app/widget/WidgetGlass.h"
+#include "app/widget/WidgetMenu.h"
+#include "app/platform/Workspace.h"
 
 #include <QContextMenuEvent>
 #include <QFontMetricsF>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "DisplayedSession.h"
-#include "PendingRequest.h"
-#include "Time.h"
-#include "WidgetActions.h"
-#include "WidgetLook.h"
+#include "app/store/DisplayedSession.h"
+#include "app/services/PendingRequest.h"
+#include "core/Time.h"
+#include "app/widget/WidgetActions.h"
+#include "app/widget/WidgetLook.h"
 
 #include <QAbstractButton>
 #include <cstdint>

@@ -1,8 +1,8 @@
-#include "StatusLamp.h"
+#include "app/widget/StatusLamp.h"
 
-#include "GlassColor.h"
-#include "LampAnimator.h"
-#include "Motion.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/LampAnimator.h"
+#include "app/widget/Motion.h"
 
 #include <QPainter>
 #include <QRadialGradient>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SessionStatus.h"
-#include "WidgetLook.h"
+#include "core/SessionStatus.h"
+#include "app/widget/WidgetLook.h"
 
 #include <QColor>
 #include <QWidget>

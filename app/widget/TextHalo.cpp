@@ -1,6 +1,6 @@
-#include "TextHalo.h"
+#include "app/widget/TextHalo.h"
 
-#include "WidgetFonts.h"
+#include "app/widget/WidgetFonts.h"
 
 #include <QCache>
 #include <QImage>

@@ -1,4 +1,4 @@
-#include "WidgetFeed.h"
+#include "app/widget/WidgetFeed.h"
 
 namespace ostrelvan {
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "PendingRequest.h"
-#include "SessionGroup.h"
-#include "Time.h"
+#include "app/services/PendingRequest.h"
+#include "app/store/SessionGroup.h"
+#include "core/Time.h"
 
 #include <QObject>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "WidgetFonts.h"
+#include "app/widget/WidgetFonts.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

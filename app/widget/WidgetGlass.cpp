@@ -1,10 +1,10 @@
-#include "WidgetGlass.h"
+#include "app/widget/WidgetGlass.h"
 
-#include "AppSettings.h"
-#include "DesktopPreferences.h"
-#include "GlassColor.h"
-#include "WidgetMetrics.h"
-#include "WindowBlur.h"
+#include "app/services/AppSettings.h"
+#include "app/look/DesktopPreferences.h"
+#include "app/widget/GlassColor.h"
+#include "app/widgetmodel/WidgetMetrics.h"
+#include "app/look/WindowBlur.h"
 
 #include <QPainter>
 #include <algorithm>

@@ -1,7 +1,7 @@
-#include "WidgetLook.h"
+#include "app/widget/WidgetLook.h"
 
-#include "AppSettings.h"
-#include "DesktopPreferences.h"
+#include "app/services/AppSettings.h"
+#include "app/look/DesktopPreferences.h"
 
 namespace ostrelvan {
 

@@ -1,4 +1,4 @@
-#include "WidgetMenu.h"
+#include "app/widget/WidgetMenu.h"
 
 #include <QCoreApplication>
 #include <QMenu>

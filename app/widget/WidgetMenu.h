@@ -1,6 +1,6 @@
 #pragma once
 
-#include "WidgetActions.h"
+#include "app/widget/WidgetActions.h"
 
 #include <QPoint>
 

@@ -1,4 +1,4 @@
-#include "WidgetModel.h"
+#include "app/widget/WidgetModel.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "WidgetPanel.h"
+#include "app/widget/WidgetPanel.h"
 
-#include "FloatingWindow.h"
+#include "app/look/FloatingWindow.h"
 
 #include <QWindow>
 

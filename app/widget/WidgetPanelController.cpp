@@ -1,10 +1,10 @@
-#include "WidgetPanelController.h"
+#include "app/widget/WidgetPanelController.h"
 
-#include "Log.h"
-#include "WidgetGlass.h"
-#include "WidgetPanel.h"
-#include "WidgetRootView.h"
-#include "WindowBlur.h"
+#include "app/services/Log.h"
+#include "app/widget/WidgetGlass.h"
+#include "app/widget/WidgetPanel.h"
+#include "app/widget/WidgetRootView.h"
+#include "app/look/WindowBlur.h"
 
 #include <QApplication>
 #include <QCursor>

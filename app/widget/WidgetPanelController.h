@@ -1,10 +1,10 @@
 #pragma once
 
-#include "PointerTracker.h"
-#include "WidgetActions.h"
-#include "WidgetFeed.h"
-#include "WidgetLook.h"
-#include "WidgetModel.h"
+#include "app/widgetmodel/PointerTracker.h"
+#include "app/widget/WidgetActions.h"
+#include "app/widget/WidgetFeed.h"
+#include "app/widget/WidgetLook.h"
+#include "app/widget/WidgetModel.h"
 
 #include <QElapsedTimer>
 #include <QObject>

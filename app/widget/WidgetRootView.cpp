@@ -1,10 +1,10 @@
-#include "WidgetRootView.h"
+#include "app/widget/WidgetRootView.h"
 
-#include "CanvasGeometry.h"
-#include "LampColumn.h"
-#include "Motion.h"
-#include "SessionPanelView.h"
-#include "WidgetGlass.h"
+#include "app/widget/CanvasGeometry.h"
+#include "app/widget/LampColumn.h"
+#include "app/widget/Motion.h"
+#include "app/widget/SessionPanelView.h"
+#include "app/widget/WidgetGlass.h"
 
 #include <QGraphicsOpacityEffect>
 #include <QPainter>

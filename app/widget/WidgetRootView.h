@@ -1,11 +1,11 @@
 #pragma once
 
-#include "PointerTracker.h"
-#include "WidgetActions.h"
-#include "WidgetFeed.h"
-#include "WidgetLook.h"
-#include "WidgetMetrics.h"
-#include "WidgetModel.h"
+#include "app/widgetmodel/PointerTracker.h"
+#include "app/widget/WidgetActions.h"
+#include "app/widget/WidgetFeed.h"
+#include "app/widget/WidgetLook.h"
+#include "app/widgetmodel/WidgetMetrics.h"
+#include "app/widget/WidgetModel.h"
 
 #include <QWidget>
 #include <functional>

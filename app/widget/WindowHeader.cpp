@@ -1,9 +1,9 @@
-#include "WindowHeader.h"
+#include "app/widget/WindowHeader.h"
 
-#include "GlassColor.h"
-#include "Glyphs.h"
-#include "TextHalo.h"
-#include "WidgetFonts.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/Glyphs.h"
+#include "app/widget/TextHalo.h"
+#include "app/widget/WidgetFonts.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

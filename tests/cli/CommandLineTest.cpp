@@ -1,5 +1,5 @@
-#include "SessionCoding.h"
-#include "SessionFileStore.h"
+#include "core/SessionCoding.h"
+#include "core/SessionFileStore.h"
 #include "TestSupport.h"
 
 #include <QSettings>

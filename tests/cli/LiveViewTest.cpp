@@ -1,7 +1,7 @@
-#include "LiveView.h"
+#include "cli/LiveView.h"
 
-#include "MemoryKeyValueStore.h"
-#include "SessionFileStore.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "core/SessionFileStore.h"
 #include "TestSupport.h"
 
 #include <QSocketNotifier>

@@ -1,8 +1,8 @@
-#include "StatusFormat.h"
+#include "cli/StatusFormat.h"
 
-#include "KeyDecoder.h"
-#include "LiveFrame.h"
-#include "TerminalText.h"
+#include "cli/KeyDecoder.h"
+#include "cli/LiveFrame.h"
+#include "cli/TerminalText.h"
 
 #include <QTest>
 #include <chrono>

@@ -1,6 +1,6 @@
-#include "ActivityClassifier.h"
+#include "core/ActivityClassifier.h"
 
-#include "ApprovalDetail.h"
+#include "core/ApprovalDetail.h"
 
 #include <gtest/gtest.h>
 

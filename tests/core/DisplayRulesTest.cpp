@@ -1,6 +1,6 @@
-#include "DisplayRules.h"
+#include "core/DisplayRules.h"
 
-#include "ClaudeRegistry.h"
+#include "core/ClaudeRegistry.h"
 
 #include <gtest/gtest.h>
 

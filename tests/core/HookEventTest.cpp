@@ -1,7 +1,7 @@
-#include "HookEvent.h"
+#include "core/HookEvent.h"
 
-#include "DataPaths.h"
-#include "HostDetector.h"
+#include "core/DataPaths.h"
+#include "core/HostDetector.h"
 #include "TestSupport.h"
 
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-#include "SessionCoding.h"
+#include "core/SessionCoding.h"
 
 #include <gtest/gtest.h>
 

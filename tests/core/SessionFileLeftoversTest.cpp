@@ -1,4 +1,4 @@
-#include "SessionFileStore.h"
+#include "core/SessionFileStore.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>

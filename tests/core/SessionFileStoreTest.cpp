@@ -1,9 +1,9 @@
-#include "SessionFileStore.h"
+#include "core/SessionFileStore.h"
 
-#include "FileSystem.h"
-#include "SessionCoding.h"
-#include "SessionFileStoreError.h"
-#include "SessionReducer.h"
+#include "base/FileSystem.h"
+#include "core/SessionCoding.h"
+#include "core/SessionFileStoreError.h"
+#include "core/SessionReducer.h"
 #include "TestSupport.h"
 
 #include <atomic>

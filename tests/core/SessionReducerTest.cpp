@@ -1,4 +1,4 @@
-#include "SessionReducer.h"
+#include "core/SessionReducer.h"
 
 #include <gtest/gtest.h>
 #include <sstream>

@@ -3,7 +3,7 @@
 // host's view of its tray menu (kded5's StatusNotifierWatcher on a private session bus) and a
 // screen reader's view of its settings window (AT-SPI).
 #include "GnomeShell.h"
-#include "WidgetMetrics.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <gtest/gtest.h>
 #include <sstream>

@@ -1,5 +1,5 @@
 #include "TestSupport.h"
-#include "WindowActivation.h"
+#include "app/platform/WindowActivation.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

@@ -1,4 +1,4 @@
-#include "ClaudeRegistry.h"
+#include "core/ClaudeRegistry.h"
 
 #include "TestSupport.h"
 

@@ -1,6 +1,6 @@
-#include "FileDecodeCache.h"
+#include "app/discovery/FileDecodeCache.h"
 
-#include "ClaudeRegistry.h"
+#include "core/ClaudeRegistry.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>

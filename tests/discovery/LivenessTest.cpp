@@ -1,6 +1,6 @@
-#include "ClaudeRegistry.h"
-#include "ClaudeSystem.h"
-#include "ProcessTable.h"
+#include "core/ClaudeRegistry.h"
+#include "app/discovery/ClaudeSystem.h"
+#include "base/ProcessTable.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>

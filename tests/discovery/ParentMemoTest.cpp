@@ -1,5 +1,5 @@
-#include "ClaudeSystem.h"
-#include "ProcessTable.h"
+#include "app/discovery/ClaudeSystem.h"
+#include "base/ProcessTable.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "SessionMerge.h"
+#include "core/SessionMerge.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "TranscriptReader.h"
+#include "app/discovery/TranscriptReader.h"
 
 #include "TestSupport.h"
-#include "Transcript.h"
+#include "app/discovery/Transcript.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "AgentProcess.h"
+#include "hook/AgentProcess.h"
 
 #include <gtest/gtest.h>
 #include <map>

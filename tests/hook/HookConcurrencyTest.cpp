@@ -1,6 +1,6 @@
-#include "FileSystem.h"
+#include "base/FileSystem.h"
 #include "HookRunner.h"
-#include "SessionFileStore.h"
+#include "core/SessionFileStore.h"
 
 #include <atomic>
 #include <csignal>

@@ -1,7 +1,7 @@
-#include "HookLog.h"
+#include "hook/HookLog.h"
 #include "HookRunner.h"
-#include "SessionCoding.h"
-#include "SessionFileStore.h"
+#include "core/SessionCoding.h"
+#include "core/SessionFileStore.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>

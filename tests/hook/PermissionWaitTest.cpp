@@ -1,10 +1,10 @@
 // The real helper on PermissionRequest against a stand-in of the desktop app's socket.
-#include "DataPaths.h"
-#include "HookLog.h"
+#include "core/DataPaths.h"
+#include "hook/HookLog.h"
 #include "HookRunner.h"
-#include "PermissionMessage.h"
+#include "core/PermissionMessage.h"
 #include "PermissionStandIn.h"
-#include "SessionFileStore.h"
+#include "core/SessionFileStore.h"
 
 #include <dirent.h>
 #include <fstream>

@@ -1,8 +1,8 @@
-#include "ConnectCommand.h"
+#include "cli/ConnectCommand.h"
 
-#include "AppSettings.h"
-#include "HookInstaller.h"
-#include "MemoryKeyValueStore.h"
+#include "app/services/AppSettings.h"
+#include "app/integration/HookInstaller.h"
+#include "app/store/MemoryKeyValueStore.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // `ostrelvan connect` into a temporary home, then a whole session's events delivered the way Claude
 // Code delivers them: the exact command written into settings.json, run by /bin/sh -c with the
 // payload on standard input, and `ostrelvan status --json` after each step.
-#include "HookInstaller.h"
+#include "app/integration/HookInstaller.h"
 #include "TestSupport.h"
 
 #include <ctime>

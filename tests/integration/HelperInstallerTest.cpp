@@ -1,4 +1,4 @@
-#include "HelperInstaller.h"
+#include "app/integration/HelperInstaller.h"
 
 #include "TestSupport.h"
 

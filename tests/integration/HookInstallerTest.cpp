@@ -1,6 +1,6 @@
-#include "HookInstaller.h"
+#include "app/integration/HookInstaller.h"
 
-#include "HookConnection.h"
+#include "app/integration/HookConnection.h"
 #include "TestSupport.h"
 
 #include <gtest/gtest.h>

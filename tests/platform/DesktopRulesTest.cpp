@@ -1,5 +1,5 @@
-#include "DesktopPreferences.h"
-#include "DisplayServer.h"
+#include "app/look/DesktopPreferences.h"
+#include "app/look/DisplayServer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "AppRestarter.h"
+#include "app/shell/AppRestarter.h"
 
 #include "TestSupport.h"
 

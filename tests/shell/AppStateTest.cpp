@@ -1,9 +1,9 @@
-#include "AppState.h"
+#include "app/shell/AppState.h"
 
-#include "HookInstallerError.h"
-#include "LaunchAtLogin.h"
-#include "MemoryKeyValueStore.h"
-#include "SettingsWindowController.h"
+#include "app/integration/HookInstallerError.h"
+#include "app/platform/LaunchAtLogin.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/shell/SettingsWindowController.h"
 #include "ShellTestSupport.h"
 
 #include <QApplication>

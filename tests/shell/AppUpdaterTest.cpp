@@ -1,6 +1,6 @@
-#include "AppUpdater.h"
+#include "app/shell/AppUpdater.h"
 
-#include "AppUpdaterConfiguration.h"
+#include "app/shell/AppUpdaterConfiguration.h"
 
 #include <gtest/gtest.h>
 

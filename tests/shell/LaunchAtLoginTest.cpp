@@ -1,4 +1,4 @@
-#include "LaunchAtLogin.h"
+#include "app/platform/LaunchAtLogin.h"
 
 #include "TestSupport.h"
 

@@ -1,6 +1,6 @@
-#include "MenuBarContent.h"
+#include "app/shell/MenuBarContent.h"
 
-#include "LaunchMode.h"
+#include "app/shell/LaunchMode.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "PermissionNotifier.h"
+#include "app/shell/PermissionNotifier.h"
 
 #include "TestSupport.h"
 

@@ -1,6 +1,6 @@
-#include "PermissionRequests.h"
+#include "app/services/PermissionRequests.h"
 
-#include "ClaudeRegistry.h"
+#include "core/ClaudeRegistry.h"
 #include "StoreHarness.h"
 #include "TestSupport.h"
 

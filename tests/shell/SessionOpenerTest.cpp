@@ -1,8 +1,8 @@
-#include "SessionOpener.h"
+#include "app/services/SessionOpener.h"
 
-#include "TmuxClient.h"
-#include "TmuxPane.h"
-#include "WindowActivation.h"
+#include "app/services/TmuxClient.h"
+#include "app/services/TmuxPane.h"
+#include "app/platform/WindowActivation.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "SessionOpening.h"
+#include "app/services/SessionOpening.h"
 
-#include "ProcessTable.h"
+#include "base/ProcessTable.h"
 #include "TestSupport.h"
-#include "Workspace.h"
+#include "app/platform/Workspace.h"
 
 #include <deque>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "SettingsFileCheck.h"
+#include "app/services/SettingsFileCheck.h"
 
 #include "ShellTestSupport.h"
 

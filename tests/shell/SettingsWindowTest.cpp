@@ -1,6 +1,6 @@
-#include "MemoryKeyValueStore.h"
-#include "SettingsView.h"
-#include "SettingsWindowController.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/shell/SettingsView.h"
+#include "app/shell/SettingsWindowController.h"
 
 #include <QAbstractButton>
 #include <QAccessible>

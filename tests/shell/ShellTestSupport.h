@@ -1,8 +1,8 @@
 #pragma once
 
-#include "AppServices.h"
-#include "HookInstaller.h"
-#include "SessionFileStore.h"
+#include "app/shell/AppServices.h"
+#include "app/integration/HookInstaller.h"
+#include "core/SessionFileStore.h"
 #include "TestSupport.h"
 
 #include <QList>

@@ -1,11 +1,11 @@
-#include "AppIcon.h"
-#include "AppState.h"
-#include "MemoryKeyValueStore.h"
-#include "MenuBarMenu.h"
-#include "SettingsWindowController.h"
+#include "app/shell/AppIcon.h"
+#include "app/shell/AppState.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/shell/MenuBarMenu.h"
+#include "app/shell/SettingsWindowController.h"
 #include "ShellTestSupport.h"
-#include "TrayIcon.h"
-#include "TrayIconArt.h"
+#include "app/shell/TrayIcon.h"
+#include "app/shell/TrayIconArt.h"
 
 #include <QAction>
 #include <QLocalSocket>

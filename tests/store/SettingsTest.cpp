@@ -1,7 +1,7 @@
-#include "AcknowledgedStore.h"
-#include "AppSettings.h"
-#include "MemoryKeyValueStore.h"
-#include "SettingsKeyValueStore.h"
+#include "app/store/AcknowledgedStore.h"
+#include "app/services/AppSettings.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/store/SettingsKeyValueStore.h"
 #include "TestSupport.h"
 
 #include <QTemporaryDir>

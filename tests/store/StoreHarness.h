@@ -1,10 +1,10 @@
 #pragma once
 
-#include "AcknowledgedStore.h"
-#include "ClaudeSystem.h"
-#include "MemoryKeyValueStore.h"
-#include "SessionFileStore.h"
-#include "SessionStore.h"
+#include "app/store/AcknowledgedStore.h"
+#include "app/discovery/ClaudeSystem.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "core/SessionFileStore.h"
+#include "app/store/SessionStore.h"
 #include "TestSupport.h"
 
 #include <QTemporaryDir>

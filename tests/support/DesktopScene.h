@@ -2,7 +2,7 @@
 
 // A real X display with a window manager, terminals and tmux, for end-to-end tests of going to a
 // session. Link PkgConfig::XCB (xcb, xcb-ewmh) and the core.
-#include "SessionFileStore.h"
+#include "core/SessionFileStore.h"
 #include "TestSupport.h"
 
 #include <chrono>

@@ -1,8 +1,8 @@
-#include "AnswerButton.h"
-#include "GlassColor.h"
-#include "PermissionRequests.h"
-#include "SessionPanelView.h"
-#include "SessionRow.h"
+#include "app/widget/AnswerButton.h"
+#include "app/widget/GlassColor.h"
+#include "app/services/PermissionRequests.h"
+#include "app/widget/SessionPanelView.h"
+#include "app/widget/SessionRow.h"
 #include "TestSupport.h"
 #include "WidgetViewHarness.h"
 

@@ -2,7 +2,7 @@
 // the real hook helper writes, looked at from outside through screenshots of the whole screen.
 #include "ScreenChanges.h"
 #include "ScreenPixels.h"
-#include "WidgetMetrics.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
-#include "AppSettings.h"
-#include "DesktopPreferences.h"
-#include "GlassColor.h"
-#include "Glyphs.h"
-#include "LampAnimator.h"
-#include "MemoryKeyValueStore.h"
-#include "StatusLamp.h"
-#include "TextHalo.h"
-#include "WidgetFonts.h"
-#include "WidgetGlass.h"
+#include "app/services/AppSettings.h"
+#include "app/look/DesktopPreferences.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/Glyphs.h"
+#include "app/widget/LampAnimator.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/widget/StatusLamp.h"
+#include "app/widget/TextHalo.h"
+#include "app/widget/WidgetFonts.h"
+#include "app/widget/WidgetGlass.h"
 
 #include <QFontInfo>
 #include <QImage>

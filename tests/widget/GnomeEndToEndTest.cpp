@@ -2,7 +2,7 @@
 // beside native Wayland windows, driven and looked at from the display the shell is nested in.
 #include "GnomeShell.h"
 #include "ScreenChanges.h"
-#include "WidgetMetrics.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
 // The widget over the real store and the real hook helper on real folders: what the helper
 // writes reaches the lamps quickly, also after the sessions folder was deleted and made again.
-#include "AcknowledgedStore.h"
-#include "LampColumn.h"
-#include "MemoryKeyValueStore.h"
-#include "SessionStore.h"
-#include "StatusLamp.h"
-#include "WidgetFeed.h"
-#include "WidgetModel.h"
-#include "WidgetRootView.h"
+#include "app/store/AcknowledgedStore.h"
+#include "app/widget/LampColumn.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/store/SessionStore.h"
+#include "app/widget/StatusLamp.h"
+#include "app/widget/WidgetFeed.h"
+#include "app/widget/WidgetModel.h"
+#include "app/widget/WidgetRootView.h"
 
 #include <QDir>
 #include <QProcess>

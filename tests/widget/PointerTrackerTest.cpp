@@ -1,4 +1,4 @@
-#include "PointerTracker.h"
+#include "app/widgetmodel/PointerTracker.h"
 
 #include <gtest/gtest.h>
 #include <limits>

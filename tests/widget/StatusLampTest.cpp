@@ -1,7 +1,7 @@
-#include "StatusLamp.h"
+#include "app/widget/StatusLamp.h"
 
-#include "GlassColor.h"
-#include "LampAnimator.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/LampAnimator.h"
 
 #include <QImage>
 #include <QTest>

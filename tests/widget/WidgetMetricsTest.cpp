@@ -1,4 +1,4 @@
-#include "WidgetMetrics.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <gtest/gtest.h>
 

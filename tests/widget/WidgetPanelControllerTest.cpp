@@ -1,8 +1,8 @@
 // The panel controller with its real window, timers and the platform's pointer, offscreen.
-#include "WidgetPanelController.h"
+#include "app/widget/WidgetPanelController.h"
 
-#include "WidgetPanel.h"
-#include "WidgetRootView.h"
+#include "app/widget/WidgetPanel.h"
+#include "app/widget/WidgetRootView.h"
 
 #include <QCursor>
 #include <QScreen>

@@ -1,8 +1,8 @@
-#include "GlassColor.h"
-#include "LampColumn.h"
-#include "SessionPanelView.h"
-#include "SessionRow.h"
-#include "StatusLamp.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/LampColumn.h"
+#include "app/widget/SessionPanelView.h"
+#include "app/widget/SessionRow.h"
+#include "app/widget/StatusLamp.h"
 #include "WidgetViewHarness.h"
 
 #include <QAccessible>

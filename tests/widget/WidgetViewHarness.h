@@ -1,7 +1,7 @@
 #pragma once
 
-#include "CanvasGeometry.h"
-#include "WidgetRootView.h"
+#include "app/widget/CanvasGeometry.h"
+#include "app/widget/WidgetRootView.h"
 
 #include <QImage>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "BundleInfo.h"
+#include "app/platform/BundleInfo.h"
 
 namespace ostrelvan::BundleInfos {
 

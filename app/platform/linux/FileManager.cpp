@@ -1,4 +1,4 @@
-#include "FileManager.h"
+#include "app/platform/FileManager.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>

@@ -1,4 +1,4 @@
-#include "KWinScript.h"
+#include "app/platform/linux/KWinScript.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>

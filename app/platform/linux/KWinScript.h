@@ -1,6 +1,6 @@
 #pragma once
 
-#include "WindowActivation.h"
+#include "app/platform/WindowActivation.h"
 
 namespace ostrelvan::KWinScript {
 

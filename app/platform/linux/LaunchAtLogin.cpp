@@ -1,6 +1,6 @@
-#include "LaunchAtLogin.h"
+#include "app/platform/LaunchAtLogin.h"
 
-#include "FileSystem.h"
+#include "base/FileSystem.h"
 
 #include <cerrno>
 #include <cstdio>

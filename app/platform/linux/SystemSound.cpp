@@ -1,4 +1,4 @@
-#include "SystemSound.h"
+#include "app/platform/SystemSound.h"
 
 #include <canberra.h>
 #include <dlfcn.h>

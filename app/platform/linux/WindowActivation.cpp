@@ -1,6 +1,6 @@
-#include "WindowActivation.h"
+#include "app/platform/WindowActivation.h"
 
-#include "KWinScript.h"
+#include "app/platform/linux/KWinScript.h"
 
 #include <climits>
 #include <cstdlib>

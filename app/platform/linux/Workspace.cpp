@@ -1,4 +1,4 @@
-#include "Workspace.h"
+#include "app/platform/Workspace.h"
 
 #include <array>
 #include <filesystem>

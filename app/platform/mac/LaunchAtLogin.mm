@@ -1,4 +1,4 @@
-#include "LaunchAtLogin.h"
+#include "app/platform/LaunchAtLogin.h"
 
 #import <ServiceManagement/ServiceManagement.h>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "Relaunch.h"
+#include "app/platform/Relaunch.h"
 
 namespace ostrelvan::Relaunch {
 

@@ -1,4 +1,4 @@
-#include "UpdateService.h"
+#include "app/platform/UpdateService.h"
 
 #import <Foundation/Foundation.h>
 #import <Sparkle/Sparkle.h>

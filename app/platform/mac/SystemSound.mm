@@ -1,4 +1,4 @@
-#include "SystemSound.h"
+#include "app/platform/SystemSound.h"
 
 #import <AppKit/AppKit.h>
 

@@ -1,4 +1,4 @@
-#include "WindowActivation.h"
+#include "app/platform/WindowActivation.h"
 
 namespace ostrelvan::WindowActivation {
 

@@ -1,4 +1,4 @@
-#include "Workspace.h"
+#include "app/platform/Workspace.h"
 
 #import <AppKit/AppKit.h>
 

@@ -1,0 +1,10 @@
+#include "app/look/Compositor.h"
+
+namespace ostrelvan {
+
+// The macOS window server always composites.
+bool hasCompositor() {
+    return true;
+}
+
+} // namespace ostrelvan

@@ -1,0 +1,24 @@
+#include "app/look/FloatingWindow.h"
+
+#import <AppKit/AppKit.h>
+#include <QWindow>
+
+namespace ostrelvan::FloatingWindow {
+
+Qt::WindowFlags type() {
+    return Qt::Tool;
+}
+
+void joinAllWorkspaces(QWindow& window) {
+    NSView* view = reinterpret_cast<NSView*>(window.winId());
+    if (!view.window)
+        return;
+    // On every Space and beside full-screen apps, left in place by Mission Control and skipped by
+    // the window cycle, as the menu bar is.
+    view.window.collectionBehavior |= NSWindowCollectionBehaviorCanJoinAllSpaces |
+                                      NSWindowCollectionBehaviorStationary |
+                                      NSWindowCollectionBehaviorFullScreenAuxiliary |
+                                      NSWindowCollectionBehaviorIgnoresCycle;
+}
+
+} // namespace ostrelvan::FloatingWindow

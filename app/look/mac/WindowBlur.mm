@@ -1,0 +1,33 @@
+#include "app/look/WindowBlur.h"
+
+#import <AppKit/AppKit.h>
+#include <QWindow>
+#include <cstdint>
+#include <dlfcn.h>
+
+namespace ostrelvan::WindowBlur {
+
+namespace {
+// Private window-server functions: present in every macOS release so far, but looked up at run
+// time so that their absence only costs the blur.
+using DefaultConnection = std::int32_t (*)();
+using SetBackgroundBlurRadius = std::int32_t (*)(std::int32_t, std::int32_t, std::int32_t);
+} // namespace
+
+bool set(int radius, QWindow& window) {
+    if (!window.handle())
+        return false;
+    NSView* view = reinterpret_cast<NSView*>(window.winId());
+    const NSInteger number = view.window.windowNumber;
+    if (number < 1)
+        return false;
+    const auto connection =
+        reinterpret_cast<DefaultConnection>(dlsym(RTLD_DEFAULT, "CGSDefaultConnectionForThread"));
+    const auto setBlur = reinterpret_cast<SetBackgroundBlurRadius>(
+        dlsym(RTLD_DEFAULT, "CGSSetWindowBackgroundBlurRadius"));
+    if (!connection || !setBlur)
+        return false;
+    return setBlur(connection(), std::int32_t(number), std::int32_t(radius)) == 0;
+}
+
+} // namespace ostrelvan::WindowBlur

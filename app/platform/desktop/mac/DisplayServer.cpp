@@ -1,8 +1,0 @@
-#include "DisplayServer.h"
-
-namespace ostrelvan::DisplayServer {
-
-// macOS has one window server; Qt's cocoa plugin is the only choice.
-void preferXcbOnWayland() {}
-
-} // namespace ostrelvan::DisplayServer

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "app/services/Launcher.h"
+
+#include <QObject>
+
+namespace ostrelvan {
+
+// The launcher over real processes. Programs are looked up on PATH and get no terminal: their
+// standard input and error are null. Needs a running Qt event loop.
+class ProcessLauncher : public QObject, public Launcher {
+    Q_OBJECT
+public:
+    // A program run to its end is stopped after this long.
+    static constexpr std::chrono::seconds runLimit{10};
+
+    using QObject::QObject;
+
+    bool start(const Command& command) override;
+    void run(const Command& command, Finished finished) override;
+    void after(std::chrono::milliseconds delay, std::function<void()> task) override;
+};
+
+} // namespace ostrelvan

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "app/services/AppSettings.h"
+
+#include <QWidget>
+#include <functional>
+
+class QButtonGroup;
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QSlider;
+
+namespace ostrelvan {
+
+// The settings form: the review-lamp fade, answering permission requests and the look of the
+// glass. Every control writes
+// straight through AppSettings, and follows it when it changes elsewhere.
+class SettingsView : public QWidget {
+    Q_OBJECT
+public:
+    static constexpr int formWidth = 420;
+    static constexpr int labelColumnWidth = 110;
+
+    SettingsView(AppSettings& settings, std::function<void()> reviewFadeChanged,
+                 QWidget* parent = nullptr);
+
+    // The sliders' value labels.
+    static QString blurText(double blur);
+    static QString tintText(double tint);
+
+private:
+    void build();
+    void refresh();
+
+    AppSettings& settings_;
+    std::function<void()> reviewFadeChanged_;
+    QComboBox* reviewFade_ = nullptr;
+    QButtonGroup* appearance_ = nullptr;
+    QSlider* blur_ = nullptr;
+    QLabel* blurValue_ = nullptr;
+    QSlider* tint_ = nullptr;
+    QLabel* tintValue_ = nullptr;
+    QCheckBox* textContrast_ = nullptr;
+    QCheckBox* answersRequests_ = nullptr;
+};
+
+} // namespace ostrelvan
