@@ -31,6 +31,7 @@ QColor textSecondary(bool dark) {
 QColor textTertiary(bool dark) {
     return dark ? QColor::fromRgbF(1, 1, 1, 0.4f) : QColor::fromRgbF(0, 0, 0, 0.36f);
 }
+
 namespace {
 // A level for glass that is not frosted.
 QColor solid(bool dark, float opacity) {
