@@ -25,20 +25,28 @@ QPainterPath roundedRect(const QRectF& rect, double radius) {
 }
 
 namespace {
-// The shape drawn half a point inside its own edge, so that a 1-point stroke of it lies just
-// inside the outline. Scaling about the centre stands in for an inset: the straight edges move by
-// exactly half a point, the middles of the rounded corners by under a fifth of a point more,
-// which an antialiased 1-point line does not show.
-QPainterPath insetByHalf(const QPainterPath& shape) {
+// The shape drawn `inset` points inside its own edge. Scaling about the centre stands in for an
+// inset: the straight edges move by exactly that, the middles of the rounded corners by a little
+// more (under a fifth of a point for half a point), which an antialiased 1-point line does not
+// show.
+QPainterPath insetBy(const QPainterPath& shape, double inset) {
     const QRectF box = shape.boundingRect();
-    if (box.width() <= 1 || box.height() <= 1)
+    if (box.width() <= 2 * inset || box.height() <= 2 * inset)
         return shape;
     QTransform transform;
     transform.translate(box.center().x(), box.center().y());
-    transform.scale((box.width() - 1) / box.width(), (box.height() - 1) / box.height());
+    transform.scale((box.width() - 2 * inset) / box.width(),
+                    (box.height() - 2 * inset) / box.height());
     transform.translate(-box.center().x(), -box.center().y());
     return transform.map(shape);
 }
+// So that a 1-point stroke of it lies just inside the outline.
+QPainterPath insetByHalf(const QPainterPath& shape) {
+    return insetBy(shape, 0.5);
+}
+
+// The faint dark line that keeps light glass apart from a white window.
+const QColor lightOutline = QColor::fromRgbF(0, 0, 0, 0.18f);
 } // namespace
 
 void paint(QPainter& painter, const QPainterPath& shape, const WidgetLook& look) {
@@ -53,6 +61,11 @@ void paint(QPainter& painter, const QPainterPath& shape, const WidgetLook& look)
         const QColor fill = GlassColor::windowBackground(look.dark);
         painter.fillPath(shape, fill);
         painter.strokePath(shape, QPen(fill, 2));
+        // Drawn over the opaque fill, an antialiased line stays opaque.
+        if (!look.dark) {
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.strokePath(insetBy(shape, 1.5), QPen(lightOutline, 1));
+        }
         painter.restore();
         return;
     }
@@ -84,7 +97,7 @@ void paint(QPainter& painter, const QPainterPath& shape, const WidgetLook& look)
     // shape then needs a faint dark line of its own, inside it like the rim, since nothing
     // outside the shape is repainted when it moves.
     if (!look.blurBehind && !look.dark)
-        painter.strokePath(insetByHalf(shape), QPen(QColor::fromRgbF(0, 0, 0, 0.18f), 1));
+        painter.strokePath(insetByHalf(shape), QPen(lightOutline, 1));
     painter.restore();
 }
 
