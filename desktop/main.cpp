@@ -44,6 +44,8 @@ namespace {
 constexpr int usageError = 2;
 // A screenshot's canvas unless OSTRELVAN_PREVIEW_HEIGHT says otherwise.
 constexpr double screenshotHeight = 600;
+// A preview's glass asks for the default blur.
+constexpr double previewBlur = 8;
 
 std::string usage() {
     std::string targets;
@@ -71,6 +73,8 @@ environment:
                                (default: the screen's available height; 600 for a screenshot)
   OSTRELVAN_PREVIEW_BACKDROP   what a screenshot shows behind the glass: a colour such as
                                #203040, or "wallpaper" (default: transparent)
+  OSTRELVAN_PREVIEW_BLUR       0: a screenshot shows the glass as a desktop without blur
+                               does, nearly opaque (default: as over a blur)
 )";
 }
 
@@ -279,9 +283,17 @@ int main(int argc, char* argv[]) {
     WidgetModel model;
     WidgetPanelController controller(feed, loggingActions(), model);
 
-    // The desktop's appearance and motion settings, and whether translucency can be shown.
+    // The desktop's appearance and motion settings, and what the window server does with
+    // translucency. A screenshot composes its own backdrop, as a window server that blurs would,
+    // unless OSTRELVAN_PREVIEW_BLUR is 0.
     DesktopPreferencesMonitor desktop;
-    const bool compositor = hasCompositor();
+    CompositorMonitor compositor;
+    const auto server = [&] {
+        if (options->screenshot)
+            return WindowServerGlass{true, qEnvironmentVariable("OSTRELVAN_PREVIEW_BLUR") !=
+                                               QLatin1String("0")};
+        return WindowServerGlass{compositor.compositing(), compositor.blur()};
+    };
     std::unique_ptr<DesignPreview> preview;
     std::unique_ptr<LiveSessions> live;
     std::function<void()> applyLook;
@@ -290,21 +302,24 @@ int main(int argc, char* argv[]) {
         // A preview is dark unless its target says otherwise, so that its pictures do not
         // depend on the desktop they were taken on.
         applyLook = [&] {
-            controller.setLook(preview->look(widgetLook(desktop.current(), GlassAppearance::dark,
-                                                        WidgetLook{}.tint, true, compositor)));
+            controller.setLook(
+                preview->look(widgetLook(desktop.current(), GlassAppearance::dark,
+                                         WidgetLook{}.tint, true, server(), previewBlur)),
+                previewBlur);
         };
     } else {
         live = std::make_unique<LiveSessions>(processEnvironment(), feed);
         AppSettings* settings = &live->settings();
         applyLook = [&, settings] {
-            controller.setLook(widgetLook(desktop.current(), *settings, compositor),
+            controller.setLook(widgetLook(desktop.current(), *settings, server()),
                                settings->glassBlur());
         };
         QObject::connect(settings, &AppSettings::changed, &controller, applyLook);
     }
     QObject::connect(&desktop, &DesktopPreferencesMonitor::changed, &controller, applyLook);
+    QObject::connect(&compositor, &CompositorMonitor::changed, &controller, applyLook);
     applyLook();
-    if (!compositor)
+    if (!compositor.compositing())
         qCInfo(appLog) << "no compositing manager: the glass is drawn opaque";
 
     if (options->screenshot)

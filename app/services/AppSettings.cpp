@@ -21,7 +21,7 @@ const QString answersRequestsKey = QStringLiteral("permissions.answer");
 constexpr double defaultBlur = 8.0;
 constexpr double maximumBlur = 20.0;
 constexpr double defaultTint = 0.25;
-constexpr double maximumTint = 0.6;
+constexpr double maximumTint = AppSettings::maximumTint;
 
 constexpr std::array glassAppearances{
     std::pair{GlassAppearance::system, std::string_view("system")},

@@ -23,6 +23,9 @@ std::optional<double> seconds(ReviewFade fade);
 class AppSettings : public QObject {
     Q_OBJECT
 public:
+    // The strongest tint the setting takes.
+    static constexpr double maximumTint = 0.6;
+
     explicit AppSettings(KeyValueStore& defaults, QObject* parent = nullptr);
 
     bool soundsEnabled() const { return soundsEnabled_; }

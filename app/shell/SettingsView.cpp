@@ -68,10 +68,19 @@ QLabel* valueLabel(const char* name, QWidget* parent) {
 
 SettingsView::SettingsView(AppSettings& settings, std::function<void()> reviewFadeChanged,
                            QWidget* parent)
-    : QWidget(parent), settings_(settings), reviewFadeChanged_(std::move(reviewFadeChanged)) {
+    : QWidget(parent), settings_(settings), reviewFadeChanged_(std::move(reviewFadeChanged)),
+      compositor_(new CompositorMonitor(this)),
+      blurAvailable_(compositor_->compositing() && compositor_->blur()) {
     build();
     refresh();
     connect(&settings_, &AppSettings::changed, this, &SettingsView::refresh);
+    connect(compositor_, &CompositorMonitor::changed, this,
+            [this] { setBlurAvailable(compositor_->compositing() && compositor_->blur()); });
+}
+
+void SettingsView::setBlurAvailable(bool available) {
+    blurAvailable_ = available;
+    refresh();
 }
 
 // The whole part of the radius.
@@ -159,6 +168,11 @@ void SettingsView::build() {
     glassLayout->addWidget(rowLabel("Blur", blur_, glass), 1, 0);
     glassLayout->addWidget(blur_, 1, 1);
     glassLayout->addWidget(blurValue_, 1, 2);
+    blurNote_ = helpText("This desktop does not blur what lies behind windows, so the glass is "
+                         "drawn nearly solid to keep the list readable. Tint sets how solid.",
+                         glass);
+    blurNote_->setObjectName(QStringLiteral("blurNote"));
+    glassLayout->addWidget(blurNote_, 2, 1, 1, 2);
 
     tint_ = new QSlider(Qt::Horizontal, glass);
     tint_->setObjectName(QStringLiteral("tint"));
@@ -166,26 +180,26 @@ void SettingsView::build() {
     tintValue_ = valueLabel("tintValue", glass);
     connect(tint_, &QSlider::valueChanged, this,
             [this](int value) { settings_.setGlassTint(value / 100.0); });
-    glassLayout->addWidget(rowLabel("Tint", tint_, glass), 2, 0);
-    glassLayout->addWidget(tint_, 2, 1);
-    glassLayout->addWidget(tintValue_, 2, 2);
+    glassLayout->addWidget(rowLabel("Tint", tint_, glass), 3, 0);
+    glassLayout->addWidget(tint_, 3, 1);
+    glassLayout->addWidget(tintValue_, 3, 2);
 
     textContrast_ = new QCheckBox(QStringLiteral("Text contrast"), glass);
     textContrast_->setObjectName(QStringLiteral("textContrast"));
     connect(textContrast_, &QCheckBox::toggled, this,
             [this](bool on) { settings_.setTextContrast(on); });
-    glassLayout->addWidget(textContrast_, 3, 0, 1, 3);
+    glassLayout->addWidget(textContrast_, 4, 0, 1, 3);
 
     glassLayout->addWidget(helpText("Dark glass reads best over dark pages, light glass over "
                                     "light ones. Text contrast adds a soft halo under the "
                                     "widget's text.",
                                     glass),
-                           4, 0, 1, 3);
+                           5, 0, 1, 3);
 
     auto* reset = new QPushButton(QStringLiteral("Reset to Defaults"), glass);
     reset->setObjectName(QStringLiteral("resetGlass"));
     connect(reset, &QPushButton::clicked, this, [this] { settings_.resetGlass(); });
-    glassLayout->addWidget(reset, 5, 0, 1, 3, Qt::AlignLeft);
+    glassLayout->addWidget(reset, 6, 0, 1, 3, Qt::AlignLeft);
     layout->addWidget(glass);
     layout->addStretch(1);
 }
@@ -201,7 +215,10 @@ void SettingsView::refresh() {
     reviewFade_->setCurrentIndex(reviewFade_->findData(int(settings_.reviewFade())));
     appearance_->button(int(settings_.glassAppearance()))->setChecked(true);
     blur_->setValue(int(std::lround(settings_.glassBlur())));
-    blurValue_->setText(blurText(settings_.glassBlur()));
+    blur_->setEnabled(blurAvailable_);
+    blurValue_->setText(blurAvailable_ ? blurText(settings_.glassBlur()) : QStringLiteral("Off"));
+    blurValue_->setEnabled(blurAvailable_);
+    blurNote_->setVisible(!blurAvailable_);
     tint_->setValue(int(std::lround(settings_.glassTint() * 100)));
     tintValue_->setText(tintText(settings_.glassTint()));
     textContrast_->setChecked(settings_.textContrast());

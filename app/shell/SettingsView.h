@@ -1,6 +1,7 @@
 #pragma once
 
 #include "app/services/AppSettings.h"
+#include "app/look/Compositor.h"
 
 #include <QWidget>
 #include <functional>
@@ -25,6 +26,12 @@ public:
     SettingsView(AppSettings& settings, std::function<void()> reviewFadeChanged,
                  QWidget* parent = nullptr);
 
+    // Whether the desktop blurs behind the widget. Without blur the Blur slider cannot do
+    // anything, so it is disabled and a note says why and what Tint does instead. The view
+    // follows the window server by itself; this overrides it until the server next changes.
+    void setBlurAvailable(bool available);
+    bool blurAvailable() const { return blurAvailable_; }
+
     // The sliders' value labels.
     static QString blurText(double blur);
     static QString tintText(double tint);
@@ -43,6 +50,9 @@ private:
     QLabel* tintValue_ = nullptr;
     QCheckBox* textContrast_ = nullptr;
     QCheckBox* answersRequests_ = nullptr;
+    QLabel* blurNote_ = nullptr;
+    CompositorMonitor* compositor_ = nullptr;
+    bool blurAvailable_ = true;
 };
 
 } // namespace ostrelvan

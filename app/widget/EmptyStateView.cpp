@@ -84,14 +84,14 @@ void EmptyStateView::paintEvent(QPaintEvent*) {
     const QRectF title = titleRect();
     painter.setFont(WidgetFonts::emptyTitle());
     TextHalo::drawText(painter, title, Qt::AlignHCenter | Qt::AlignTop, this->title(),
-                       GlassColor::textSecondary(look_.dark), look_);
+                       GlassColor::textSecondary(look_), look_);
     if (isConnected_) {
         const QFont font = WidgetFonts::emptyHint();
         const QRectF hintRect(title.left(), title.bottom() + hintSpacing, title.width(),
                               QFontMetricsF(font).height());
         painter.setFont(font);
         TextHalo::drawText(painter, hintRect, Qt::AlignHCenter | Qt::AlignTop, hint(),
-                           GlassColor::textTertiary(look_.dark), look_);
+                           GlassColor::textTertiary(look_), look_);
     }
 }
 

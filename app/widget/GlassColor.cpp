@@ -31,8 +31,30 @@ QColor textSecondary(bool dark) {
 QColor textTertiary(bool dark) {
     return dark ? QColor::fromRgbF(1, 1, 1, 0.4f) : QColor::fromRgbF(0, 0, 0, 0.36f);
 }
+
+namespace {
+// A level for glass that is not frosted.
+QColor solid(bool dark, float opacity) {
+    return dark ? QColor::fromRgbF(1, 1, 1, opacity) : QColor::fromRgbF(0, 0, 0, opacity);
+}
+} // namespace
+
+QColor textPrimary(const WidgetLook& look) {
+    return look.frosted() ? textPrimary(look.dark) : solid(look.dark, 0.92f);
+}
+QColor textSecondary(const WidgetLook& look) {
+    return look.frosted() ? textSecondary(look.dark) : solid(look.dark, 0.7f);
+}
+QColor textTertiary(const WidgetLook& look) {
+    return look.frosted() ? textTertiary(look.dark) : solid(look.dark, 0.56f);
+}
+
 QColor windowBackground(bool dark) {
     return dark ? QColor(50, 50, 50) : QColor(236, 236, 236);
+}
+
+QColor unblurredFill(bool dark) {
+    return dark ? QColor(34, 34, 38) : QColor(244, 244, 246);
 }
 
 QLinearGradient rim(double top, double bottom, const QRectF& rect) {

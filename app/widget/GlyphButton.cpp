@@ -34,7 +34,7 @@ QSize GlyphButton::sizeHint() const {
 void GlyphButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    QColor color = GlassColor::textPrimary(look_.dark);
+    QColor color = GlassColor::textPrimary(look_);
     if (isDown())
         color.setAlphaF(color.alphaF() * 0.5f);
     const QRectF frame = rect();

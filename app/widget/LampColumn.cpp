@@ -249,8 +249,7 @@ void LampColumn::paintEvent(QPaintEvent*) {
         const QRectF frame = chevronFrame();
         const QRectF glyph(frame.center().x() - chevronSide / 2,
                            frame.center().y() - chevronSide / 2, chevronSide, chevronSide);
-        Glyphs::paint(painter, Glyph::chevronDown, glyph, GlassColor::textSecondary(look_.dark),
-                      1.3);
+        Glyphs::paint(painter, Glyph::chevronDown, glyph, GlassColor::textSecondary(look_), 1.3);
     }
     for (const auto& fade : fades_) {
         const double scale = fadeStartScale + (1 - fadeStartScale) * fade->progress;

@@ -11,7 +11,7 @@ namespace ostrelvan {
 
 LiveWidget::LiveWidget(const WidgetContext& context)
     : store_(context.store), settings_(context.settings),
-      controller_(feed_, context.actions, model_), compositor_(hasCompositor()) {
+      controller_(feed_, context.actions, model_) {
     QObject::connect(&store_, &SessionStore::groupsChanged, &feed_,
                      [this] { feed_.setGroups(store_.groups()); });
     QObject::connect(&settings_, &AppSettings::changed, &feed_, [this] {
@@ -23,17 +23,26 @@ LiveWidget::LiveWidget(const WidgetContext& context)
     QObject::connect(
         &context.requests, &PermissionRequests::pendingChanged, &feed_,
         [this, &requests = context.requests] { feed_.setRequests(requests.pending()); });
+    QObject::connect(&compositor_, &CompositorMonitor::changed, &feed_, [this] {
+        qCInfo(appLog).nospace() << "compositing " << (compositor_.compositing() ? "on" : "off")
+                                 << ", blur behind windows "
+                                 << (compositor_.blur() ? "available" : "unavailable");
+        applyLook();
+    });
     feed_.setGroups(store_.groups());
     feed_.setRequests(context.requests.pending());
     feed_.setConnected(settings_.hooksConnected());
     applyLook();
-    if (!compositor_)
+    if (!compositor_.compositing())
         qCInfo(appLog) << "no compositing manager: the glass is drawn opaque";
+    else if (!compositor_.blur())
+        qCInfo(appLog) << "no blur behind windows: the glass is drawn nearly opaque";
 }
 
 void LiveWidget::applyLook() {
-    controller_.setLook(widgetLook(desktop_.current(), settings_, compositor_),
-                        settings_.glassBlur());
+    controller_.setLook(
+        widgetLook(desktop_.current(), settings_, {compositor_.compositing(), compositor_.blur()}),
+        settings_.glassBlur());
 }
 
 void LiveWidget::show() {

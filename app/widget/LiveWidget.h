@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/look/Compositor.h"
 #include "app/look/DesktopPreferencesMonitor.h"
 #include "app/widget/WidgetFeed.h"
 #include "app/widget/WidgetHost.h"
@@ -9,7 +10,8 @@
 namespace ostrelvan {
 
 // The widget as the application drives it: the panel controller over a feed that follows the
-// store's groups and the hooks' connection, drawn with the desktop's look and the user's glass.
+// store's groups and the hooks' connection, drawn with the desktop's look and the user's glass,
+// and following the compositing manager and its blur as they come and go.
 class LiveWidget : public WidgetHost {
 public:
     explicit LiveWidget(const WidgetContext& context);
@@ -28,7 +30,7 @@ private:
     WidgetModel model_;
     WidgetPanelController controller_;
     DesktopPreferencesMonitor desktop_;
-    bool compositor_;
+    CompositorMonitor compositor_;
 };
 
 } // namespace ostrelvan

@@ -244,7 +244,7 @@ void SessionPanelView::placeHeaderControls() {
 void SessionPanelView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QColor primary = GlassColor::textPrimary(look_.dark);
+    const QColor primary = GlassColor::textPrimary(look_);
     const double band = WidgetMetrics::panelHeader;
 
     const QFont badgeFont = WidgetFonts::countBadge();
@@ -264,7 +264,7 @@ void SessionPanelView::paintEvent(QPaintEvent*) {
     TextHalo::drawText(painter, title, Qt::AlignLeft | Qt::AlignVCenter,
                        QStringLiteral("AI Agents"), primary, look_);
 
-    const QColor hintColor = GlassColor::textTertiary(look_.dark);
+    const QColor hintColor = GlassColor::textTertiary(look_);
     const QRect body = body_->geometry();
     const double centreX = width() / 2.0;
     if (showsScrollUpHint()) {

@@ -195,11 +195,11 @@ QColor SessionRow::statusColor(SessionStatus status, const WidgetLook& look) {
         return GlassColor::attentionText(look.dark);
     case SessionStatus::working:
     case SessionStatus::awaitingReview:
-        return GlassColor::textSecondary(look.dark);
+        return GlassColor::textSecondary(look);
     case SessionStatus::idle:
         break;
     }
-    return GlassColor::textTertiary(look.dark);
+    return GlassColor::textTertiary(look);
 }
 
 void SessionRow::fillContextMenu(QMenu& menu) const {
@@ -255,7 +255,7 @@ void SessionRow::paintEvent(QPaintEvent*) {
     const RowLayout layout = layOut(size(), elapsed, answers);
 
     if (highlighted_) {
-        QColor fill = GlassColor::textPrimary(look_.dark);
+        QColor fill = GlassColor::textPrimary(look_);
         fill.setAlphaF(static_cast<float>(fill.alphaF() * highlightOpacity));
         painter.fillPath(
             WidgetGlass::roundedRect(QRectF(rect()).adjusted(highlightInset, 0, -highlightInset, 0),
@@ -276,9 +276,9 @@ void SessionRow::paintEvent(QPaintEvent*) {
     const QString name = nameMetrics.elidedText(nameText(), Qt::ElideRight, layout.text.width());
     const double nameWidth = nameMetrics.horizontalAdvance(name);
     painter.setFont(nameFont);
-    TextHalo::drawText(
-        painter, QRectF(layout.text.left(), top, nameWidth + 2, nameMetrics.height()),
-        Qt::AlignLeft | Qt::AlignTop, name, GlassColor::textPrimary(look_.dark), look_);
+    TextHalo::drawText(painter,
+                       QRectF(layout.text.left(), top, nameWidth + 2, nameMetrics.height()),
+                       Qt::AlignLeft | Qt::AlignTop, name, GlassColor::textPrimary(look_), look_);
 
     const double projectLeft = layout.text.left() + nameWidth + nameProjectSpacing;
     const double projectRoom = layout.text.right() - projectLeft;
@@ -289,8 +289,8 @@ void SessionRow::paintEvent(QPaintEvent*) {
         TextHalo::drawText(painter,
                            QRectF(projectLeft, baseline - projectMetrics.ascent(), projectRoom + 2,
                                   projectMetrics.height()),
-                           Qt::AlignLeft | Qt::AlignTop, project,
-                           GlassColor::textSecondary(look_.dark), look_);
+                           Qt::AlignLeft | Qt::AlignTop, project, GlassColor::textSecondary(look_),
+                           look_);
     }
 
     const QRectF statusRect(layout.text.left(), top + nameMetrics.height() + lineSpacing,
@@ -304,14 +304,14 @@ void SessionRow::paintEvent(QPaintEvent*) {
         return;
     painter.setFont(WidgetFonts::elapsed());
     TextHalo::drawText(painter, layout.elapsed.adjusted(-2, 0, 2, 0),
-                       Qt::AlignRight | Qt::AlignVCenter, elapsed,
-                       GlassColor::textTertiary(look_.dark), look_);
+                       Qt::AlignRight | Qt::AlignVCenter, elapsed, GlassColor::textTertiary(look_),
+                       look_);
 
     const bool vscode = session_.state.host == SessionHost::vscode;
     const QRectF glyph(layout.host.center().x() - hostGlyphSide / 2,
                        layout.host.center().y() - hostGlyphSide / 2, hostGlyphSide, hostGlyphSide);
     Glyphs::paint(painter, vscode ? Glyph::code : Glyph::terminal, glyph,
-                  vscode ? GlassColor::vscode() : GlassColor::textSecondary(look_.dark),
+                  vscode ? GlassColor::vscode() : GlassColor::textSecondary(look_),
                   hostGlyphWeight);
 }
 

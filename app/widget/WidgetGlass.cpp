@@ -1,10 +1,8 @@
 #include "app/widget/WidgetGlass.h"
 
 #include "app/services/AppSettings.h"
-#include "app/look/DesktopPreferences.h"
 #include "app/widget/GlassColor.h"
 #include "app/widgetmodel/WidgetMetrics.h"
-#include "app/look/WindowBlur.h"
 
 #include <QPainter>
 #include <algorithm>
@@ -27,36 +25,64 @@ QPainterPath roundedRect(const QRectF& rect, double radius) {
 }
 
 namespace {
-// The shape drawn half a point inside its own edge, so that a 1-point stroke of it lies just
-// inside the outline. Scaling about the centre stands in for an inset: the straight edges move by
-// exactly half a point, the middles of the rounded corners by under a fifth of a point more,
-// which an antialiased 1-point line does not show.
-QPainterPath insetByHalf(const QPainterPath& shape) {
+// The shape drawn `inset` points inside its own edge. Scaling about the centre stands in for an
+// inset: the straight edges move by exactly that, the middles of the rounded corners by a little
+// more (under a fifth of a point for half a point), which an antialiased 1-point line does not
+// show.
+QPainterPath insetBy(const QPainterPath& shape, double inset) {
     const QRectF box = shape.boundingRect();
-    if (box.width() <= 1 || box.height() <= 1)
+    if (box.width() <= 2 * inset || box.height() <= 2 * inset)
         return shape;
     QTransform transform;
     transform.translate(box.center().x(), box.center().y());
-    transform.scale((box.width() - 1) / box.width(), (box.height() - 1) / box.height());
+    transform.scale((box.width() - 2 * inset) / box.width(),
+                    (box.height() - 2 * inset) / box.height());
     transform.translate(-box.center().x(), -box.center().y());
     return transform.map(shape);
 }
+// So that a 1-point stroke of it lies just inside the outline.
+QPainterPath insetByHalf(const QPainterPath& shape) {
+    return insetBy(shape, 0.5);
+}
+
+// The faint dark line that keeps light glass apart from a white window.
+const QColor lightOutline = QColor::fromRgbF(0, 0, 0, 0.18f);
 } // namespace
 
 void paint(QPainter& painter, const QPainterPath& shape, const WidgetLook& look) {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    if (look.reduceTransparency || look.opaqueGlass) {
+    if (look.opaqueGlass) {
+        // Without a compositor the window's shape is the glass, and a pixel on its edge shows
+        // black in proportion to its transparency: no antialiasing, and a margin past the edge
+        // so that every pixel the shape keeps is filled.
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        const QColor fill = GlassColor::windowBackground(look.dark);
+        painter.fillPath(shape, fill);
+        painter.strokePath(shape, QPen(fill, 2));
+        // Drawn over the opaque fill, an antialiased line stays opaque.
+        if (!look.dark) {
+            painter.setRenderHint(QPainter::Antialiasing);
+            painter.strokePath(insetBy(shape, 1.5), QPen(lightOutline, 1));
+        }
+        painter.restore();
+        return;
+    }
+    if (look.reduceTransparency) {
         painter.fillPath(shape, GlassColor::windowBackground(look.dark));
         painter.restore();
         return;
     }
 
-    const float tint = float(std::clamp(look.tint, 0.0, 1.0));
-    if (tint > 0)
+    if (!look.blurBehind) {
+        QColor fill = GlassColor::unblurredFill(look.dark);
+        fill.setAlphaF(float(unblurredOpacity(look.tint)));
+        painter.fillPath(shape, fill);
+    } else if (const float tint = float(std::clamp(look.tint, 0.0, 1.0)); tint > 0) {
         painter.fillPath(shape, look.dark ? QColor::fromRgbF(0, 0, 0, tint)
                                           : QColor::fromRgbF(1, 1, 1, tint));
+    }
 
     const QRectF box = shape.boundingRect();
     QLinearGradient sheen(box.left(), box.top(), box.left(), box.center().y());
@@ -67,7 +93,19 @@ void paint(QPainter& painter, const QPainterPath& shape, const WidgetLook& look)
     const double top = look.dark ? 0.6 : 0.9;
     const double bottom = 0.2;
     painter.strokePath(insetByHalf(shape), QPen(GlassColor::rim(top, bottom, box), 1));
+    // A white rim is lost on light glass over a white window; without the blur's own edge the
+    // shape then needs a faint dark line of its own, inside it like the rim, since nothing
+    // outside the shape is repainted when it moves.
+    if (!look.blurBehind && !look.dark)
+        painter.strokePath(insetByHalf(shape), QPen(lightOutline, 1));
     painter.restore();
+}
+
+double unblurredOpacity(double tint) {
+    const double strength =
+        std::isfinite(tint) ? std::clamp(tint / AppSettings::maximumTint, 0.0, 1.0) : 0.0;
+    return unblurredOpacityRange.first +
+           strength * (unblurredOpacityRange.second - unblurredOpacityRange.first);
 }
 
 int blurRadius(double glassBlur, bool reduceTransparency) {
@@ -75,14 +113,6 @@ int blurRadius(double glassBlur, bool reduceTransparency) {
         return 0;
     const double limit = std::numeric_limits<int>::max();
     return int(std::clamp(roundHalfAwayFromZero(glassBlur), -limit, limit));
-}
-
-bool applyGlass(QWindow& window, double glassBlur, const DesktopPreferences& desktop) {
-    return WindowBlur::set(blurRadius(glassBlur, desktop.reduceTransparency), window);
-}
-
-bool applyGlass(QWindow& window, const AppSettings& settings, const DesktopPreferences& desktop) {
-    return applyGlass(window, settings.glassBlur(), desktop);
 }
 
 } // namespace ostrelvan::WidgetGlass

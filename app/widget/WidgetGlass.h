@@ -4,14 +4,9 @@
 
 #include <QPainterPath>
 #include <QRectF>
+#include <utility>
 
 class QPainter;
-class QWindow;
-
-namespace ostrelvan {
-class AppSettings;
-struct DesktopPreferences;
-} // namespace ostrelvan
 
 namespace ostrelvan::WidgetGlass {
 
@@ -21,17 +16,18 @@ QPainterPath roundedRect(const QRectF& rect, double radius);
 inline constexpr double panelRadius = 20;
 
 // Paints the frosted glass background of `shape` (fill, sheen, rim), or the opaque window
-// background when transparency is reduced or cannot be shown. Leaves the painter as it found it.
+// background when transparency is reduced or cannot be shown. Where no blur lies behind, the
+// fill is nearly opaque (unblurredOpacity) and light glass gets a faint dark outline. Leaves the
+// painter as it found it.
 void paint(QPainter& painter, const QPainterPath& shape, const WidgetLook& look);
+
+// The opacity of the glass's fill where no blur lies behind it: the tint setting, from none to
+// its strongest, maps onto this range, so that another window's text never shows through.
+inline constexpr std::pair<double, double> unblurredOpacityRange{0.88, 0.97};
+double unblurredOpacity(double tint);
 
 // The window-server blur for the user's `glassBlur`: none while transparency is reduced, else the
 // setting rounded to whole points, halves away from zero (12.5 gives 13).
 int blurRadius(double glassBlur, bool reduceTransparency);
-// The glass half of the panel controller: asks the window server to blur behind `window` as the
-// settings and the desktop say. The appearance itself is the look's `dark`, which the widget
-// paints. Call it once the window exists and again when the blur setting or the desktop's
-// preferences change. True when the blur request is known to be honoured.
-bool applyGlass(QWindow& window, double glassBlur, const DesktopPreferences& desktop);
-bool applyGlass(QWindow& window, const AppSettings& settings, const DesktopPreferences& desktop);
 
 } // namespace ostrelvan::WidgetGlass

@@ -2,11 +2,12 @@
 
 #include "app/services/AppSettings.h"
 #include "app/look/DesktopPreferences.h"
+#include "app/widget/WidgetGlass.h"
 
 namespace ostrelvan {
 
 WidgetLook widgetLook(const DesktopPreferences& desktop, GlassAppearance appearance, double tint,
-                      bool textContrast, bool compositor) {
+                      bool textContrast, WindowServerGlass server, double glassBlur) {
     WidgetLook look;
     switch (appearance) {
     case GlassAppearance::system:
@@ -21,16 +22,18 @@ WidgetLook widgetLook(const DesktopPreferences& desktop, GlassAppearance appeara
     }
     look.reduceMotion = desktop.reduceMotion;
     look.reduceTransparency = desktop.reduceTransparency;
-    look.opaqueGlass = !compositor;
+    look.opaqueGlass = !server.compositing;
+    look.blurBehind = server.compositing && server.blur &&
+                      WidgetGlass::blurRadius(glassBlur, desktop.reduceTransparency) > 0;
     look.tint = tint;
     look.textContrast = textContrast;
     return look;
 }
 
 WidgetLook widgetLook(const DesktopPreferences& desktop, const AppSettings& settings,
-                      bool compositor) {
+                      WindowServerGlass server) {
     return widgetLook(desktop, settings.glassAppearance(), settings.glassTint(),
-                      settings.textContrast(), compositor);
+                      settings.textContrast(), server, settings.glassBlur());
 }
 
 } // namespace ostrelvan

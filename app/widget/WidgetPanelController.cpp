@@ -128,18 +128,41 @@ void WidgetPanelController::collapse() {
 void WidgetPanelController::setLook(const WidgetLook& look, double glassBlur) {
     const bool reshape = look.opaqueGlass != rootView_->look().opaqueGlass;
     rootView_->setLook(look);
+    blurRadius_ = look.blurBehind ? WidgetGlass::blurRadius(glassBlur, look.reduceTransparency) : 0;
     if (reshape)
         updateMask();
-    blurRadius_ = look.reduceTransparency ? 0 : int(roundHalfAwayFromZero(glassBlur));
-    applyBlur();
+    else
+        applyBlur();
 }
 
+// The window server blurs behind the glass only, never the see-through canvas around it: the
+// column, and the panel while its area is in the mask.
 void WidgetPanelController::applyBlur() {
     // Only a window that exists on the server can be given a blur.
-    if (!shown_ || blurRadius_ == appliedBlur_ || !panel_->windowHandle())
+    if (!shown_ || !panel_->windowHandle())
+        return;
+    const QRegion region = blurRadius_ > 0 ? glassRegion() : QRegion();
+    if (blurRadius_ == appliedBlur_ && region == appliedBlurRegion_)
         return;
     appliedBlur_ = blurRadius_;
-    WindowBlur::set(blurRadius_, *panel_->windowHandle());
+    appliedBlurRegion_ = region;
+    WindowBlur::set(blurRadius_, *panel_->windowHandle(), region);
+}
+
+QRegion WidgetPanelController::glassRegion() const {
+    if (placement_.isNull())
+        return {};
+    const WidgetMetrics metrics = this->metrics();
+    const double height = placement_.height();
+    auto toCanvas = [height](const LayoutRect& r) {
+        const LayoutRect flipped = r.flipped(height);
+        return QRectF(flipped.x, flipped.y, flipped.width, flipped.height);
+    };
+    QPainterPath glass = WidgetGlass::capsule(toCanvas(metrics.columnRect()));
+    if (maskExpanded_)
+        glass.addPath(
+            WidgetGlass::roundedRect(toCanvas(metrics.panelRect()), WidgetGlass::panelRadius));
+    return QRegion(glass.toFillPolygon().toPolygon(), Qt::WindingFill);
 }
 
 WidgetMetrics WidgetPanelController::metrics() const {
@@ -268,23 +291,17 @@ void WidgetPanelController::apply() {
 // windows below, so the window's shape is the hot area. Without a compositing manager the
 // see-through pixels would show black, so the shape is then the glass itself.
 void WidgetPanelController::updateMask() {
-    if (placement_.isNull() || isOffscreen())
-        return;
-    const WidgetMetrics metrics = this->metrics();
-    const double height = placement_.height();
-    auto toCanvas = [height](const LayoutRect& r) {
-        const LayoutRect flipped = r.flipped(height);
-        return QRectF(flipped.x, flipped.y, flipped.width, flipped.height);
-    };
-    if (rootView_->look().opaqueGlass) {
-        QPainterPath glass = WidgetGlass::capsule(toCanvas(metrics.columnRect()));
-        if (maskExpanded_)
-            glass.addPath(
-                WidgetGlass::roundedRect(toCanvas(metrics.panelRect()), WidgetGlass::panelRadius));
-        panel_->setMask(QRegion(glass.toFillPolygon().toPolygon(), Qt::WindingFill));
-        return;
+    if (!placement_.isNull() && !isOffscreen()) {
+        const WidgetMetrics metrics = this->metrics();
+        const double height = placement_.height();
+        if (rootView_->look().opaqueGlass) {
+            panel_->setMask(glassRegion());
+        } else {
+            const LayoutRect hot = metrics.hotArea(maskExpanded_).flipped(height);
+            panel_->setMask(QRegion(QRectF(hot.x, hot.y, hot.width, hot.height).toAlignedRect()));
+        }
     }
-    panel_->setMask(QRegion(toCanvas(metrics.hotArea(maskExpanded_)).toAlignedRect()));
+    applyBlur();
 }
 
 } // namespace ostrelvan

@@ -10,6 +10,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QRect>
+#include <QRegion>
 #include <QTimer>
 #include <memory>
 #include <optional>
@@ -41,8 +42,8 @@ public:
     // comes (see PointerTracker::present).
     void present();
     void collapse();
-    // The canvas is drawn with `look`, and the window server is asked to blur what lies behind
-    // the window by the user's `glassBlur` (rounded; none with reduced transparency).
+    // The canvas is drawn with `look`, and where the look says that a blur lies behind the glass,
+    // the window server is asked to blur behind the glass by the user's `glassBlur` (rounded).
     void setLook(const WidgetLook& look, double glassBlur = 0);
 
     WidgetPanel& panel() { return *panel_; }
@@ -71,6 +72,9 @@ private:
     void apply();
     void updateMask();
     void applyBlur();
+    // The column's capsule and, while its area is in the mask, the panel's rounded rectangle, in
+    // the window's coordinates.
+    QRegion glassRegion() const;
 
     WidgetFeed& feed_;
     WidgetModel& model_;
@@ -90,6 +94,7 @@ private:
     bool shown_ = false;
     int blurRadius_ = 0;
     std::optional<int> appliedBlur_;
+    QRegion appliedBlurRegion_;
 };
 
 } // namespace ostrelvan

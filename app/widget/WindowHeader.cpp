@@ -60,7 +60,7 @@ void WindowHeader::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     const QFont font = WidgetFonts::project();
     const QFontMetricsF metrics(font);
-    const QColor color = GlassColor::textSecondary(look_.dark);
+    const QColor color = GlassColor::textSecondary(look_);
     const double lineHeight = metrics.height();
 
     const QRectF glyph(horizontalPadding, topPadding + (lineHeight - glyphSide) / 2, glyphSide,

@@ -10,6 +10,7 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QGuiApplication>
+#include <QRegion>
 #include <QSignalSpy>
 #include <QTest>
 #include <QWindow>
@@ -17,6 +18,7 @@
 #include <cstdlib>
 #include <memory>
 #include <thread>
+#include <vector>
 #include <xcb/xcb.h>
 
 namespace ostrelvan::test {
@@ -134,10 +136,15 @@ private slots:
         bus.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
     }
 
-    void compositorIsTheOwnerOfTheSelection() {
+    void compositorAndBlurAreFollowedAsTheyComeAndGo() {
         QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-        QVERIFY(!hasCompositor());
-        // Another client takes the compositing manager's selection.
+        CompositorMonitor monitor;
+        QSignalSpy changed(&monitor, &CompositorMonitor::changed);
+        QVERIFY(!hasCompositor() && !monitor.compositing());
+        QVERIFY(!blurAvailable() && !monitor.blur());
+
+        // Another client takes the compositing manager's selection: the monitor hears of it
+        // from the server, with no asking.
         xcb_connection_t* c = xcb_connect(display.c_str(), nullptr);
         QVERIFY(!xcb_connection_has_error(c));
         xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
@@ -147,13 +154,30 @@ private slots:
         xcb_set_selection_owner(c, owner, atom(c, "_NET_WM_CM_S0"), XCB_CURRENT_TIME);
         xcb_flush(c);
         QVERIFY(hasCompositor());
-        xcb_disconnect(c); // the selection goes with its owner
-        QTRY_VERIFY(!hasCompositor());
+        QTRY_VERIFY(monitor.compositing());
+        QCOMPARE(changed.count(), 1);
+
+        // A blur effect announces itself on the root window, and withdraws.
+        const xcb_atom_t blur = atom(c, "_KDE_NET_WM_BLUR_BEHIND_REGION");
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, screen->root, blur, XCB_ATOM_CARDINAL, 32, 0,
+                            nullptr);
+        xcb_flush(c);
+        QTRY_VERIFY(monitor.blur());
+        QVERIFY(blurAvailable());
+        xcb_delete_property(c, screen->root, blur);
+        xcb_flush(c);
+        QTRY_VERIFY(!monitor.blur());
+
+        // The compositing manager exits: its selection goes with it.
+        xcb_disconnect(c);
+        QTRY_VERIFY(!monitor.compositing());
+        QVERIFY(!hasCompositor());
+        QCOMPARE(changed.count(), 4);
     }
 
-    void blurHintIsSetAndClearedOnTheWindow() {
+    void blurRegionIsTheGivenRectanglesInDevicePixels() {
         QWindow unmade;
-        QVERIFY(!WindowBlur::set(8, unmade)); // no window on the server yet
+        QVERIFY(!WindowBlur::set(8, unmade, QRegion(0, 0, 10, 10))); // no window on the server yet
 
         QWindow window;
         window.resize(100, 100);
@@ -161,20 +185,47 @@ private slots:
         xcb_connection_t* c = xcb_connect(display.c_str(), nullptr);
         const xcb_atom_t blur = atom(c, "_KDE_NET_WM_BLUR_BEHIND_REGION");
         const auto id = xcb_window_t(window.winId());
+        const auto values = [&] {
+            std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> reply(
+                xcb_get_property_reply(
+                    c, xcb_get_property(c, 0, id, blur, XCB_ATOM_CARDINAL, 0, 64), nullptr),
+                &std::free);
+            std::vector<std::uint32_t> result;
+            if (reply && reply->format == 32) {
+                const auto* data =
+                    static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+                result.assign(data, data + xcb_get_property_value_length(reply.get()) / 4);
+            }
+            return result;
+        };
 
-        // Set, but nobody announced that it is honoured.
-        QVERIFY(!WindowBlur::set(8, window));
+        // Set, but nobody announced that it is honoured. Two rectangles, never the empty value
+        // that would blur the whole window.
+        QRegion glass(QRect(60, 10, 30, 80));
+        glass += QRect(5, 20, 40, 30);
+        QVERIFY(!WindowBlur::set(8, window, glass));
         QCOMPARE(propertyType(c, id, blur), xcb_atom_t(XCB_ATOM_CARDINAL));
-        QVERIFY(!WindowBlur::set(0, window));
+        std::vector<std::uint32_t> expected;
+        for (const QRect& r : glass)
+            expected.insert(expected.end(), {std::uint32_t(r.x()), std::uint32_t(r.y()),
+                                             std::uint32_t(r.width()), std::uint32_t(r.height())});
+        QCOMPARE(values(), expected);
+        QCOMPARE(values().size(), std::size_t(4 * 4)); // the region's bands: four rectangles
+
+        // No blur, or nothing to blur behind: the property goes.
+        QVERIFY(!WindowBlur::set(0, window, glass));
         QTRY_COMPARE(propertyType(c, id, blur), xcb_atom_t(XCB_ATOM_NONE));
+        QVERIFY(!WindowBlur::set(8, window, QRegion()));
+        QCOMPARE(propertyType(c, id, blur), xcb_atom_t(XCB_ATOM_NONE));
 
         // KWin's blur effect announces itself on the root window.
         xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
         xcb_change_property(c, XCB_PROP_MODE_REPLACE, screen->root, blur, XCB_ATOM_CARDINAL, 32, 0,
                             nullptr);
         xcb_flush(c);
-        QVERIFY(WindowBlur::set(13, window));
-        QCOMPARE(propertyType(c, id, blur), xcb_atom_t(XCB_ATOM_CARDINAL));
+        QVERIFY(WindowBlur::set(13, window, glass));
+        QCOMPARE(values(), expected);
+        xcb_delete_property(c, screen->root, blur);
         xcb_disconnect(c);
     }
 };

@@ -70,6 +70,18 @@ private slots:
         QCOMPARE(defaults.value(QStringLiteral("glass.appearance")),
                  QVariant(QStringLiteral("dark")));
 
+        // Offscreen nothing blurs behind windows: the Blur control says so and does nothing,
+        // and Tint is what sets how solid the glass is.
+        QVERIFY(!view.blurAvailable());
+        QVERIFY(!child<QSlider>(&view, "blur")->isEnabled());
+        QCOMPARE(child<QLabel>(&view, "blurValue")->text(), QStringLiteral("Off"));
+        QVERIFY(!child<QLabel>(&view, "blurNote")->isHidden());
+        QVERIFY(child<QLabel>(&view, "blurNote")->text().contains(QStringLiteral("does not blur")));
+        QVERIFY(child<QSlider>(&view, "tint")->isEnabled());
+        // Where the desktop blurs, it is an ordinary slider again.
+        view.setBlurAvailable(true);
+        QVERIFY(child<QSlider>(&view, "blur")->isEnabled());
+        QVERIFY(child<QLabel>(&view, "blurNote")->isHidden());
         child<QSlider>(&view, "blur")->setValue(12);
         QCOMPARE(defaults.value(QStringLiteral("glass.blurRadius")), QVariant(12.0));
         QCOMPARE(child<QLabel>(&view, "blurValue")->text(), QStringLiteral("12 pt"));

@@ -13,6 +13,7 @@
 #include <QImage>
 #include <QPainter>
 #include <QTest>
+#include <cmath>
 
 namespace ostrelvan::test {
 
@@ -241,10 +242,25 @@ private slots:
             uncomposited.opaqueGlass = true;
             for (const WidgetLook& l : {reduced, uncomposited}) {
                 const QImage image = glass(l);
-                for (const QPoint p : {QPoint(60, 1), QPoint(60, 40), QPoint(1, 40)})
-                    QCOMPARE(image.pixelColor(p), GlassColor::windowBackground(dark));
+                QCOMPARE(image.pixelColor(60, 40), GlassColor::windowBackground(dark));
+                for (const QPoint p : {QPoint(60, 1), QPoint(1, 40)}) {
+                    const QColor edge = image.pixelColor(p);
+                    QCOMPARE(edge.alpha(), 255);
+                    // Light glass with no compositor keeps a faint outline, inside its shape.
+                    if (l.opaqueGlass && !dark)
+                        QVERIFY2(edge.red() < 225, qPrintable(edge.name()));
+                    else
+                        QCOMPARE(edge, GlassColor::windowBackground(dark));
+                }
                 QCOMPARE(image.pixelColor(0, 0).alpha(), 0);
             }
+            // Without a compositor no pixel of the glass is partly transparent: at its edge it
+            // would show black.
+            const QImage image = glass(uncomposited);
+            for (int y = 0; y < image.height(); ++y)
+                for (int x = 0; x < image.width(); ++x)
+                    QVERIFY(image.pixelColor(x, y).alpha() == 0 ||
+                            image.pixelColor(x, y).alpha() == 255);
         }
     }
 
@@ -369,17 +385,54 @@ private slots:
         AppSettings settings(defaults);
         settings.setGlassTint(0.4);
         settings.setTextContrast(false);
-        WidgetLook l = widgetLook(desktop, settings, true);
+        const WindowServerGlass blurring{true, true};
+        WidgetLook l = widgetLook(desktop, settings, blurring);
         QVERIFY(l.dark && l.reduceMotion && !l.reduceTransparency && !l.opaqueGlass);
+        QVERIFY(l.blurBehind && l.frosted());
         QCOMPARE(l.tint, 0.4);
         QVERIFY(!l.textContrast);
         settings.setGlassAppearance(GlassAppearance::light);
-        QVERIFY(!widgetLook(desktop, settings, true).dark);
+        QVERIFY(!widgetLook(desktop, settings, blurring).dark);
+
+        // Blur is applied only where the server offers it and the user wants some.
+        QVERIFY(!widgetLook(desktop, settings, {true, false}).blurBehind);
+        settings.setGlassBlur(0.4);
+        QVERIFY(!widgetLook(desktop, settings, blurring).blurBehind);
+        settings.setGlassBlur(8);
+        QVERIFY(!widgetLook(desktop, settings, {false, true}).blurBehind);
+
         desktop.dark = false;
         desktop.reduceTransparency = true;
         settings.setGlassAppearance(GlassAppearance::dark);
-        l = widgetLook(desktop, settings, false);
-        QVERIFY(l.dark && l.reduceTransparency && l.opaqueGlass);
+        l = widgetLook(desktop, settings, {false, false});
+        QVERIFY(l.dark && l.reduceTransparency && l.opaqueGlass && !l.frosted());
+        QVERIFY(!widgetLook(desktop, settings, blurring).blurBehind);
+    }
+
+    void withoutBlurTintMapsOntoNearlyOpaqueGlass() {
+        const auto [least, most] = WidgetGlass::unblurredOpacityRange;
+        QCOMPARE(WidgetGlass::unblurredOpacity(0), least);
+        QCOMPARE(WidgetGlass::unblurredOpacity(AppSettings::maximumTint), most);
+        QCOMPARE(WidgetGlass::unblurredOpacity(1), most);
+        QCOMPARE(WidgetGlass::unblurredOpacity(std::nan("")), least);
+        QVERIFY(WidgetGlass::unblurredOpacity(0.25) > least &&
+                WidgetGlass::unblurredOpacity(0.25) < most);
+        for (const bool dark : {true, false}) {
+            WidgetLook l = look(dark, 0.25);
+            l.blurBehind = false;
+            const QColor middle = glass(l).pixelColor(60, 60);
+            QVERIFY2(std::abs(middle.alphaF() - WidgetGlass::unblurredOpacity(0.25)) < 0.01,
+                     qPrintable(QString::number(middle.alphaF())));
+            // The text levels grow stronger on it; on frosted glass they stay as designed.
+            QVERIFY(GlassColor::textTertiary(l).alphaF() > GlassColor::textTertiary(dark).alphaF());
+            QCOMPARE(GlassColor::textTertiary(look(dark, 0.25)), GlassColor::textTertiary(dark));
+        }
+        // Light glass without blur has a dark outline, so that it stands out from a white window.
+        WidgetLook light = look(false, 0.25);
+        light.blurBehind = false;
+        const QColor edge = glass(light).pixelColor(60, 79);
+        QVERIFY2(edge.alpha() > 200 && edge.red() < 235, qPrintable(edge.name(QColor::HexArgb)));
+        QVERIFY(glass(look(false, 0.25)).pixelColor(60, 79).red() == 255);
     }
 };
 

@@ -5,6 +5,10 @@
 // Small helpers over Qt's own X connection, shared by the Linux files of this folder.
 namespace ostrelvan::X11 {
 
+// KDE's blur-behind property: on a window, the region to blur; on the root window, KWin's blur
+// effect announcing itself.
+inline constexpr const char* blurBehindRegion = "_KDE_NET_WM_BLUR_BEHIND_REGION";
+
 // Qt's connection when the app runs on xcb (X11 or XWayland); null on any other platform.
 xcb_connection_t* connection();
 // The display's screen, as DISPLAY names it.

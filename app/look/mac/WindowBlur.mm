@@ -1,6 +1,7 @@
 #include "app/look/WindowBlur.h"
 
 #import <AppKit/AppKit.h>
+#include <QRegion>
 #include <QWindow>
 #include <cstdint>
 #include <dlfcn.h>
@@ -14,7 +15,9 @@ using DefaultConnection = std::int32_t (*)();
 using SetBackgroundBlurRadius = std::int32_t (*)(std::int32_t, std::int32_t, std::int32_t);
 } // namespace
 
-bool set(int radius, QWindow& window) {
+// The window server blurs behind the whole window; the region is for window managers that
+// blur only part of it.
+bool set(int radius, QWindow& window, const QRegion&) {
     if (!window.handle())
         return false;
     NSView* view = reinterpret_cast<NSView*>(window.winId());

@@ -1,0 +1,174 @@
+// The whole canvas, open, rendered offscreen and laid over a white and a black backdrop, as a
+// window server without blur would show it: how much of the backdrop comes through the glass, and
+// how well its text stands out, measured on the pixels.
+#include "Legibility.h"
+#include "app/widget/SessionRow.h"
+#include "app/widget/WidgetGlass.h"
+#include "WidgetViewHarness.h"
+
+#include <QDir>
+#include <QPainter>
+
+namespace ostrelvan::test {
+
+namespace {
+
+// Every kind of line: a name alone, a name with its project, each status, ages from "now" on.
+std::vector<SessionGroup> everyKindOfRow() {
+    return {
+        group("session-a", "api", {displayed("a", SessionStatus::working, "api", "/src/api", 0)}),
+        group("window-7", "xterm: ~/src/web",
+              {displayed("b", SessionStatus::needsApproval, "Fix the login form", "/src/web"),
+               displayed("c", SessionStatus::idle, "web", "/src/web", 600)}),
+        group("session-d", "docs",
+              {displayed("d", SessionStatus::awaitingReview, "docs", "/src/docs", 30,
+                         SessionHost::vscode)}),
+    };
+}
+
+QImage over(const QImage& canvas, const QColor& backdrop) {
+    QImage shot(canvas.size(), QImage::Format_RGB32);
+    shot.fill(backdrop);
+    QPainter painter(&shot);
+    painter.drawImage(0, 0, canvas);
+    return shot;
+}
+
+Pixel pixel(const QImage& image, int x, int y) {
+    const QRgb c = image.pixel(x, y);
+    return {qRed(c), qGreen(c), qBlue(c)};
+}
+
+struct Measured {
+    double leastOpacity = 1;
+    double meanOpacity = 0;
+    double nameContrast = 100;
+    double secondaryContrast = 100;
+};
+
+// The open canvas in `look`, measured: the glass over both backdrops, pixel for pixel inside the
+// panel's and the column's shapes (a pixel in from their antialiased edges); the text of every row
+// over each backdrop, the worse of the two.
+Measured measure(const WidgetLook& look, const QString& shots = {}) {
+    ViewHarness h(everyKindOfRow(), 600, look.dark);
+    h.model.setExpanded(true);
+    h.view->setLook(look);
+    const QImage canvas = h.render();
+    const QImage white = over(canvas, Qt::white);
+    const QImage black = over(canvas, Qt::black);
+    if (!shots.isEmpty()) {
+        QDir().mkpath(shots);
+        white.save(shots + QStringLiteral("/canvas-over-white.png"));
+        black.save(shots + QStringLiteral("/canvas-over-black.png"));
+    }
+
+    Measured m;
+    const QRectF panel = QRectF(h.canvas(h.metrics().panelRect())).adjusted(1.5, 1.5, -1.5, -1.5);
+    const QRectF column = QRectF(h.canvas(h.metrics().columnRect())).adjusted(1.5, 1.5, -1.5, -1.5);
+    QPainterPath glass = WidgetGlass::roundedRect(panel, WidgetGlass::panelRadius - 1.5);
+    glass.addPath(WidgetGlass::capsule(column));
+    double total = 0;
+    int count = 0;
+    for (int y = 0; y < canvas.height(); ++y)
+        for (int x = 0; x < canvas.width(); ++x) {
+            if (!glass.contains(QPointF(x + 0.5, y + 0.5)))
+                continue;
+            const double o = opacity(pixel(white, x, y), pixel(black, x, y));
+            m.leastOpacity = std::min(m.leastOpacity, o);
+            total += o;
+            ++count;
+        }
+    m.meanOpacity = total / std::max(1, count);
+
+    const auto rows = h.view->findChildren<SessionRow*>();
+    if (rows.size() != 4)
+        qFatal("expected four rows, found %d", int(rows.size()));
+    for (const QImage* backdrop : {&white, &black}) {
+        const auto at = [backdrop](int x, int y) { return pixel(*backdrop, x, y); };
+        for (const SessionRow* row : rows) {
+            const QRect r(row->mapTo(h.view.get(), QPoint(0, 0)), row->size());
+            // The name on the upper line, the status below it, the age at the right; the lamp
+            // at the left and the host's glyph at the right edge are left out.
+            const int textLeft = r.left() + 36;
+            m.nameContrast = std::min(m.nameContrast, textContrast(at, textLeft, r.top() + 4,
+                                                                   r.left() + 220, r.top() + 24));
+            m.secondaryContrast =
+                std::min(m.secondaryContrast,
+                         textContrast(at, textLeft, r.top() + 29, r.left() + 220, r.bottom() - 4));
+            m.secondaryContrast =
+                std::min(m.secondaryContrast, textContrast(at, r.left() + 240, r.top() + 4,
+                                                           r.left() + 291, r.bottom() - 4));
+        }
+    }
+    return m;
+}
+
+QString describe(const Measured& m) {
+    return QStringLiteral("opacity least %1 mean %2, contrast name %3 secondary %4")
+        .arg(m.leastOpacity, 0, 'f', 3)
+        .arg(m.meanOpacity, 0, 'f', 3)
+        .arg(m.nameContrast, 0, 'f', 2)
+        .arg(m.secondaryContrast, 0, 'f', 2);
+}
+
+} // namespace
+
+class LegibleGlassTest : public QObject {
+    Q_OBJECT
+private slots:
+    void withoutBlurTheGlassHidesWhatIsBehindAndTheTextReads() {
+        const QString shots = qEnvironmentVariable("OSTRELVAN_WIDGET_SHOTS");
+        for (const bool dark : {true, false})
+            for (const double tint : {0.0, 0.25, 0.6}) {
+                WidgetLook look;
+                look.dark = dark;
+                look.tint = tint;
+                look.blurBehind = false;
+                const Measured m =
+                    measure(look, shots.isEmpty() || tint != 0.25
+                                      ? QString()
+                                      : shots + (dark ? QStringLiteral("/unblurred-dark")
+                                                      : QStringLiteral("/unblurred-light")));
+                const QString what = QStringLiteral("%1, tint %2: %3")
+                                         .arg(dark ? "dark" : "light")
+                                         .arg(tint)
+                                         .arg(describe(m));
+                qInfo().noquote() << what;
+                QVERIFY2(m.leastOpacity >= 0.85, qPrintable(what));
+                QVERIFY2(m.nameContrast >= 4.5, qPrintable(what));
+                QVERIFY2(m.secondaryContrast >= 3, qPrintable(what));
+            }
+        // Tint keeps its meaning: more tint, more solid glass.
+        WidgetLook faint;
+        faint.blurBehind = false;
+        faint.tint = 0;
+        WidgetLook strong = faint;
+        strong.tint = 0.6;
+        QVERIFY(measure(strong).meanOpacity > measure(faint).meanOpacity + 0.05);
+    }
+
+    void overABlurTheGlassStaysThin() {
+        for (const bool dark : {true, false}) {
+            WidgetLook look;
+            look.dark = dark;
+            look.tint = 0.25;
+            look.blurBehind = true;
+            const Measured m = measure(look);
+            const QString what = describe(m);
+            qInfo().noquote() << (dark ? "frosted dark:" : "frosted light:") << what;
+            // The tint and the sheen and nothing more: the blurred desktop shows through.
+            QVERIFY2(m.meanOpacity > 0.22 && m.meanOpacity < 0.4, qPrintable(what));
+            QVERIFY2(m.leastOpacity < 0.3, qPrintable(what));
+        }
+        // Opaque where there is no compositing at all.
+        WidgetLook opaque;
+        opaque.opaqueGlass = true;
+        opaque.blurBehind = false;
+        QVERIFY(measure(opaque).leastOpacity > 0.99);
+    }
+};
+
+} // namespace ostrelvan::test
+
+QTEST_MAIN(ostrelvan::test::LegibleGlassTest)
+#include "LegibleGlassTest.moc"
