@@ -4,6 +4,7 @@
 #include <QTest>
 #include <chrono>
 #include <clocale>
+#include <csignal>
 #include <cwchar>
 #include <regex>
 
@@ -207,7 +208,54 @@ private slots:
         QVERIFY(screen.find("Not connected to Claude Code") != std::string::npos);
 
         tmux({"send-keys", "-t", "t", "q"});
-        QTest::qWait(300);
+        QTRY_COMPARE_WITH_TIMEOUT(tmux({"display-message", "-p", "-t", "t", "#{alternate_on}"}).out,
+                                  std::string("0\n"), 15000);
+        const std::string stray = strayControl(readText(*root_ / "raw"));
+        QVERIFY2(stray.empty(), stray.c_str());
+    }
+
+    // The live view follows a resized window, and leaves the terminal as it found it when it is
+    // terminated.
+    void liveViewResizedAndTerminated() {
+        std::filesystem::remove(*root_ / "raw");
+        start(80, 24, "");
+        QVERIFY(!waitFor("? keys · q quit").empty());
+        const Variables path{{"PATH", "/usr/bin:/bin"}};
+        const auto pane = [&](const std::string& format, const std::string& target = "t") {
+            const std::string out = tmux({"display-message", "-p", "-t", target, format}).out;
+            return out.substr(0, out.find('\n'));
+        };
+        const auto settings = [&](const std::string& target = "t") {
+            return run({"stty", "-g", "-F", pane("#{pane_tty}", target)}, path).out;
+        };
+        // A pane of the same server that nothing has touched holds the settings to come back to.
+        QCOMPARE(tmux({"new-window", "-d", "-t", "t", "-n", "fresh", "sleep 60"}).code, 0);
+        const std::string cooked = settings("t:fresh");
+        QVERIFY(!cooked.empty());
+        const std::string child =
+            run({"pgrep", "-P", pane("#{pane_pid}"), "-x", "ostrelvan"}, path).out;
+        const pid_t view = std::atoi(child.c_str());
+        QVERIFY2(view > 0, child.c_str());
+        QCOMPARE(pane("#{alternate_on}"), std::string("1"));
+        QVERIFY(settings() != cooked);
+
+        // A narrower, shorter window: every line fits it again.
+        QCOMPARE(tmux({"resize-window", "-t", "t", "-x", "44", "-y", "12"}).code, 0);
+        const auto fits = [&] {
+            const auto lines = split(capture(false));
+            const auto shown = rows(lines, 44);
+            return !lines.empty() && lines.size() <= 12 && lines.front().starts_with("Ostrelvan") &&
+                   shown.problem.empty() && shown.count >= 3 &&
+                   lines.back().find("q quit") != std::string::npos;
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(fits(), capture(false).c_str(), 15000);
+
+        // Terminated: gone, and the terminal as it was.
+        QCOMPARE(::kill(view, SIGTERM), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(::kill(view, 0) != 0, 15000);
+        QCOMPARE(pane("#{alternate_on}"), std::string("0"));
+        QCOMPARE(pane("#{cursor_flag}"), std::string("1"));
+        QCOMPARE(settings(), cooked);
         const std::string stray = strayControl(readText(*root_ / "raw"));
         QVERIFY2(stray.empty(), stray.c_str());
     }
