@@ -116,7 +116,7 @@ private slots:
         h.model.setExpanded(true);
         QCOMPARE(h.view->panel()->geometry(), panel);
         QVERIFY(h.view->panel()->graphicsEffect());
-        QTRY_VERIFY_WITH_TIMEOUT(!h.view->panel()->graphicsEffect(), 1000);
+        QTRY_VERIFY_WITH_TIMEOUT(!h.view->panel()->graphicsEffect(), 10000);
         QCOMPARE(h.view->panel()->geometry(), panel);
     }
 
