@@ -10,10 +10,10 @@ ConnectReport connect(const HookPaths& paths) {
     ConnectReport report;
     report.helperExisted = fs::exists(paths.helper);
     report.helperChanged = HelperInstaller::refresh(paths.bundledHelper, paths.helper);
-    const auto settings = HookInstaller::readSettings(paths.settingsFile);
-    const auto installed = HookInstaller::installing(settings, paths.helper.string());
-    if (installed != settings)
-        report.settingsWrite = HookInstaller::writeSettings(installed, paths.settingsFile);
+    report.settingsWrite =
+        HookInstaller::update(paths.settingsFile, [&](const HookInstaller::Settings& settings) {
+            return HookInstaller::installing(settings, paths.helper.string());
+        });
     return report;
 }
 

@@ -123,7 +123,22 @@ std::string serialise(const Settings& settings) {
     return settings.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
-SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
+namespace {
+
+// The bytes of the settings file as they are now; none when there is no file.
+std::optional<std::string> currentBytes(const fs::path& file) {
+    if (!fs::exists(file))
+        return std::nullopt;
+    auto content = FileSystem::readRegularFile(file);
+    if (!content)
+        throw std::system_error(errno, std::generic_category(), "cannot read " + file.string());
+    return content;
+}
+
+// writeSettings, but when `basis` is given and the file no longer holds it, nothing replaces the
+// file and the answer is none.
+std::optional<SettingsWrite> replace(const Settings& settings, const fs::path& url,
+                                     const std::optional<std::string>* basis) {
     const fs::path file = resolveLinks(url);
     SettingsWrite result{file, std::nullopt};
     mode_t mode = defaultFileMode();
@@ -146,9 +161,32 @@ SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
         .append(std::to_string(::getpid()));
     const fs::path temporary = file.parent_path() / hidden;
     TemporaryFile written(temporary, serialise(settings), mode, true);
+    if (basis && currentBytes(file) != *basis)
+        return std::nullopt;
     if (!written.moveTo(file))
         throw std::system_error(errno, std::generic_category(), "cannot write " + file.string());
     return result;
+}
+
+} // namespace
+
+SettingsWrite writeSettings(const Settings& settings, const fs::path& url) {
+    return *replace(settings, url, nullptr);
+}
+
+std::optional<SettingsWrite> update(const fs::path& url,
+                                    const std::function<Settings(const Settings&)>& change) {
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        const std::optional<std::string> before = currentBytes(resolveLinks(url));
+        const Settings settings = before ? parseSettings(*before, url) : json::object();
+        const Settings changed = change(settings);
+        if (changed == settings)
+            return std::nullopt;
+        if (auto written = replace(changed, url, &before))
+            return written;
+    }
+    throw std::system_error(EAGAIN, std::generic_category(),
+                            url.string() + " kept changing while it was being written");
 }
 
 std::string command(std::string_view helperPath) {
@@ -259,11 +297,8 @@ bool isInstalled(const Settings& settings, std::string_view helperPath) {
 }
 
 std::optional<SettingsWrite> disconnect(const fs::path& settingsURL, std::string_view helperPath) {
-    const Settings settings = readSettings(settingsURL);
-    const Settings result = removing(settings, helperPath);
-    if (result == settings)
-        return std::nullopt;
-    return writeSettings(result, settingsURL);
+    return update(settingsURL,
+                  [&](const Settings& settings) { return removing(settings, helperPath); });
 }
 
 } // namespace ostrelvan::HookInstaller

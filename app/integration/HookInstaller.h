@@ -4,6 +4,7 @@
 
 #include <array>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -63,6 +64,14 @@ Settings parseSettings(std::string_view content, const std::filesystem::path& ur
 // Backs up the existing file beside `url`, then replaces the file atomically. A symbolic link at
 // `url` is followed: its target is written and the link stays.
 SettingsWrite writeSettings(const Settings& settings, const std::filesystem::path& url);
+
+// Reads the settings, applies `change` and writes the result (as writeSettings does) when it
+// differs; none when nothing changed. The file is read again just before it is replaced: when it
+// changed meanwhile (the user's editor saved it), the change starts over from the new content, so
+// an edit is never replaced by a document computed from the one before it. Throws
+// std::system_error (EAGAIN) when the file keeps changing, leaving it as the user last wrote it.
+std::optional<SettingsWrite> update(const std::filesystem::path& url,
+                                    const std::function<Settings(const Settings&)>& change);
 
 // The exact serialised form written: pretty, sorted keys, slashes as they are.
 std::string serialise(const Settings& settings);

@@ -4,6 +4,7 @@
 #include <QTest>
 #include <chrono>
 #include <clocale>
+#include <csignal>
 #include <cwchar>
 #include <regex>
 
@@ -101,6 +102,11 @@ class TerminalTest : public QObject {
         QCOMPARE(tmux({"pipe-pane", "-t", "t", "-o", "cat >> " + (*root_ / "raw").string()}).code,
                  0);
         writeText(go, "");
+    }
+
+    std::string tmuxFormat(const std::string& format) {
+        const std::string out = tmux({"display-message", "-p", "-t", "t", format}).out;
+        return out.substr(0, out.find('\n'));
     }
 
     std::string waitFor(const std::string& text, bool history = false) {
@@ -207,9 +213,79 @@ private slots:
         QVERIFY(screen.find("Not connected to Claude Code") != std::string::npos);
 
         tmux({"send-keys", "-t", "t", "q"});
-        QTest::qWait(300);
+        QTRY_COMPARE_WITH_TIMEOUT(tmuxFormat("#{alternate_on}"), std::string("0"), 15000);
         const std::string stray = strayControl(readText(*root_ / "raw"));
         QVERIFY2(stray.empty(), stray.c_str());
+    }
+
+    // As a user meets it: `ostrelvan watch` started from an interactive shell (dash, which leaves
+    // the terminal's settings alone), the window resized, Ctrl-Z and `fg`, then terminated. The
+    // view follows the new size, gives the shell its screen, cursor and settings back while it is
+    // stopped, takes them again when continued, and leaves the terminal as it found it.
+    void liveViewResizedSuspendedResumedAndTerminated() {
+        tmux({"kill-server"});
+        ++server_;
+        const std::string shell =
+            "env -i HOME=" + (*root_ / "home").string() +
+            " OSTRELVAN_DATA_DIR=" + (*root_ / "data").string() +
+            " CLAUDE_CONFIG_DIR=" + (*root_ / "claude").string() +
+            " XDG_CONFIG_HOME=" + (*root_ / "xdg").string() +
+            " LANG=C.UTF-8 TERM=\"$TERM\" PATH=/usr/bin:/bin PS1='ready$ ' dash -i";
+        QCOMPARE(tmux({"new-session", "-d", "-s", "t", "-x", "80", "-y", "24", shell}).code, 0);
+        QVERIFY(waitFor("ready$").find("ready$") != std::string::npos);
+        const Variables path{{"PATH", "/usr/bin:/bin"}};
+        const std::string tty = tmuxFormat("#{pane_tty}");
+        const auto settings = [&] { return run({"stty", "-g", "-F", tty}, path).out; };
+        const std::string cooked = settings();
+        QVERIFY(!cooked.empty());
+
+        tmux({"send-keys", "-t", "t", OSTRELVAN_EXECUTABLE " watch", "Enter"});
+        QVERIFY(waitFor("? keys · q quit").find("q quit") != std::string::npos);
+        const std::string child =
+            run({"pgrep", "-P", tmuxFormat("#{pane_pid}"), "-x", "ostrelvan"}, path).out;
+        const pid_t view = std::atoi(child.c_str());
+        QVERIFY2(view > 0, child.c_str());
+        QCOMPARE(tmuxFormat("#{alternate_on}"), std::string("1"));
+        QVERIFY(settings() != cooked);
+
+        // A narrower, shorter window: every line fits it again.
+        QCOMPARE(tmux({"resize-window", "-t", "t", "-x", "44", "-y", "12"}).code, 0);
+        const auto fits = [&] {
+            const auto lines = split(capture(false));
+            const auto shown = rows(lines, 44);
+            return !lines.empty() && lines.size() <= 12 && lines.front().starts_with("Ostrelvan") &&
+                   shown.problem.empty() && shown.count >= 3 &&
+                   lines.back().find("q quit") != std::string::npos;
+        };
+        QTRY_VERIFY2_WITH_TIMEOUT(fits(), capture(false).c_str(), 15000);
+
+        // Ctrl-Z: stopped, and the shell has the screen, a visible cursor and its own settings.
+        tmux({"send-keys", "-t", "t", "C-z"});
+        const auto stopped = [&] {
+            return readText("/proc/" + std::to_string(view) + "/stat").find(") T ") !=
+                   std::string::npos;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(stopped(), 15000);
+        QTRY_VERIFY2_WITH_TIMEOUT(tmuxFormat("#{alternate_on}") == "0" &&
+                                      tmuxFormat("#{cursor_flag}") == "1" && settings() == cooked,
+                                  (tmuxFormat("#{alternate_on}") + " " + settings()).c_str(),
+                                  15000);
+
+        // `fg`: its own screen again, drawn anew at the new size.
+        tmux({"send-keys", "-t", "t", "fg", "Enter"});
+        QTRY_VERIFY_WITH_TIMEOUT(tmuxFormat("#{alternate_on}") == "1" && settings() != cooked,
+                                 15000);
+        QTRY_VERIFY2_WITH_TIMEOUT(fits(), capture(false).c_str(), 15000);
+        QVERIFY(!stopped());
+
+        // Terminated: gone, and the terminal as it was.
+        QCOMPARE(::kill(view, SIGTERM), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(::kill(view, 0) != 0, 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(tmuxFormat("#{alternate_on}") == "0" &&
+                                     capture(false).find("ready$") != std::string::npos,
+                                 15000);
+        QCOMPARE(tmuxFormat("#{cursor_flag}"), std::string("1"));
+        QCOMPARE(settings(), cooked);
     }
 
     // `status` on a terminal fits its rows to the width instead of letting them wrap.

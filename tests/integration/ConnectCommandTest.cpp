@@ -141,8 +141,10 @@ TEST(ConnectCommand, aDataFolderOfAnyNameKeepsOneEntryPerEvent) {
     writeText(front.settingsFile(), original);
     const std::string ours = std::string("\"").append(front.helper().string()).append("\"");
     std::map<std::string, std::vector<std::string>> expected;
-    for (const auto& event : HookInstaller::events)
-        expected[std::string(event.name)] = {ours};
+    for (const char* event : {"SessionStart", "SessionEnd", "UserPromptSubmit", "PreToolUse",
+                              "PostToolUse", "PostToolUseFailure", "PermissionRequest",
+                              "Notification", "Stop", "SubagentStart", "PreCompact"})
+        expected[event] = {ours};
     expected["Stop"] = {"notify-send done", ours};
 
     ASSERT_EQ(cli::connect(front.context), 0);

@@ -22,15 +22,36 @@ std::string text(const json& document) {
     return HookInstaller::serialise(document);
 }
 
-// The documented entry for one event, spelt out.
-json documentedEntry(const HookInstaller::Event& event, const std::string& command) {
+// The events Claude Code must run the helper on, spelt out here rather than taken from the
+// installer: the tool events match every tool, and a permission request may wait ten minutes for
+// the user's answer while every other event is recorded within five seconds.
+struct DocumentedEvent {
+    std::string name;
+    bool matchesEveryTool = false;
+    int timeout = 5;
+};
+const DocumentedEvent documentedEvents[] = {
+    {"SessionStart"},
+    {"SessionEnd"},
+    {"UserPromptSubmit"},
+    {"PreToolUse", true},
+    {"PostToolUse", true},
+    {"PostToolUseFailure", true},
+    {"PermissionRequest", true, 600},
+    {"Notification"},
+    {"Stop"},
+    {"SubagentStart"},
+    {"PreCompact"},
+};
+
+json documentedEntry(const DocumentedEvent& event, const std::string& command) {
     json hook = json::object();
     hook["type"] = "command";
     hook["command"] = command;
-    hook["timeout"] = event.name == "PermissionRequest" ? 600 : 5;
+    hook["timeout"] = event.timeout;
     json entry = json::object();
     entry["hooks"] = json::array({hook});
-    if (event.matcher)
+    if (event.matchesEveryTool)
         entry["matcher"] = "*";
     return entry;
 }
@@ -41,8 +62,8 @@ json expectedInstall(const json& original, const std::string& command) {
     json expected = original;
     json hooks = original.contains("hooks") && original["hooks"].is_object() ? original["hooks"]
                                                                              : json::object();
-    for (const auto& event : HookInstaller::events) {
-        json& entries = hooks[std::string(event.name)];
+    for (const auto& event : documentedEvents) {
+        json& entries = hooks[event.name];
         if (!entries.is_array())
             entries = json::array();
         entries.push_back(documentedEntry(event, command));
@@ -107,6 +128,40 @@ TEST(HookInstaller, everyValidSettingsFileRoundTrips) {
             EXPECT_EQ(readText(settingsFile), disconnectedBytes);
             EXPECT_EQ(listing(home / ".claude"), "settings.json\n");
         });
+}
+
+// The user's editor may save settings.json while it is being connected: the edit stays and the
+// entries go in over it; a file that never holds still is left as the user last wrote it.
+TEST(HookInstaller, anEditWhileConnectingIsKept) {
+    TempDir home;
+    const fs::path file = home / ".claude/settings.json";
+    writeText(file, R"({"model": "opus"})");
+    const std::string edited = R"({"model": "sonnet", "theme": "dark"})";
+    int calls = 0;
+    const auto write = HookInstaller::update(file, [&](const json& settings) {
+        if (++calls == 1)
+            writeText(file, edited);
+        return HookInstaller::installing(settings, helperA);
+    });
+    ASSERT_TRUE(write);
+    EXPECT_EQ(calls, 2);
+    const json now = HookInstaller::readSettings(file);
+    EXPECT_EQ(now["model"], "sonnet");
+    EXPECT_EQ(now["theme"], "dark");
+    EXPECT_TRUE(HookInstaller::isInstalled(now, helperA));
+    EXPECT_EQ(readText(*write->backup), edited);
+
+    int edits = 0;
+    const auto restless = [&] { return "{\"edits\": " + std::to_string(edits) + "}"; };
+    EXPECT_THROW(HookInstaller::update(file,
+                                       [&](const json& settings) {
+                                           ++edits;
+                                           writeText(file, restless());
+                                           return HookInstaller::installing(settings, helperB);
+                                       }),
+                 std::system_error);
+    EXPECT_GT(edits, 1);
+    EXPECT_EQ(readText(file), restless());
 }
 
 TEST(HookInstaller, invalidSettingsFilesAreNeverWritten) {
@@ -199,8 +254,8 @@ TEST(HookInstaller, ownsEntriesThatCarryTheMarkerOrRunThisHelper) {
     }
     // A path that older versions broke in double quotes is ours but not intact: it is rewritten.
     json broken = {{"hooks", json::object()}};
-    for (const auto& event : HookInstaller::events)
-        broken["hooks"][std::string(event.name)] = {documentedEntry(event, "\"" + odd + "\"")};
+    for (const auto& event : documentedEvents)
+        broken["hooks"][event.name] = {documentedEntry(event, "\"" + odd + "\"")};
     EXPECT_FALSE(HookInstaller::isInstalled(broken, odd));
     EXPECT_EQ(text(HookInstaller::installing(broken, odd)),
               text(HookInstaller::installing({}, odd)));

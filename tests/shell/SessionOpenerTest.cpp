@@ -85,17 +85,6 @@ TEST(TmuxPane, ReadFromTheAgentsEnvironmentOrTheRegistry) {
         EXPECT_EQ(TmuxPane::fromRegistry(wrong), std::nullopt) << wrong;
 }
 
-TEST(TmuxPane, CommandsAddressThePanesServer) {
-    const TmuxPane pane{"/run/t.sock", "%5"};
-    EXPECT_EQ(pane.listClients(), (Command{"tmux", "-S", "/run/t.sock", "list-clients", "-F",
-                                           "#{client_activity} #{client_pid} #{client_tty}"}));
-    EXPECT_EQ(pane.select("/dev/pts/3"),
-              (Command{"tmux", "-S", "/run/t.sock", "select-window", "-t", "%5", ";", "select-pane",
-                       "-t", "%5", ";", "switch-client", "-c", "/dev/pts/3", "-t", "%5"}));
-    EXPECT_EQ((TmuxPane{std::nullopt, "%5"}.select(std::nullopt)),
-              (Command{"tmux", "select-window", "-t", "%5", ";", "select-pane", "-t", "%5"}));
-}
-
 TEST(TmuxClient, MostRecentlyActiveClientWins) {
     EXPECT_EQ(TmuxClient::mostRecent("1700000100 311 /dev/pts/1\n"
                                      "1700000300 322 /dev/pts/2\n"

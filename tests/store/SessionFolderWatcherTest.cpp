@@ -76,7 +76,7 @@ private slots:
             QTest::qWait(2 * int(SessionFolderWatcher::debounce.count()));
             const int before = spy.count();
             replace(sessions);
-            QTRY_VERIFY_WITH_TIMEOUT(spy.count() > before, 2000);
+            QTRY_VERIFY_WITH_TIMEOUT(spy.count() > before, 10000);
 
             QVERIFY(QDir(round == 1 ? root.filePath(QStringLiteral("data")) : sessions)
                         .removeRecursively());

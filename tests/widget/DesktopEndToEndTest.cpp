@@ -8,6 +8,7 @@
 #include <array>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <set>
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
 
@@ -729,17 +730,31 @@ TEST(DesktopCommandLine, HelpVersionBadArgumentsAndAnOffscreenScreenshot) {
                               picture.string(), "--expanded"},
                              headless);
     ASSERT_EQ(shot.code, 0) << shot.err;
-    const std::string png = readText(picture);
-    ASSERT_GE(png.size(), 24u);
-    EXPECT_EQ(png.substr(1, 3), "PNG");
-    auto bigEndian = [&](std::size_t at) {
-        return (unsigned(static_cast<unsigned char>(png[at])) << 24) |
-               (unsigned(static_cast<unsigned char>(png[at + 1])) << 16) |
-               (unsigned(static_cast<unsigned char>(png[at + 2])) << 8) |
-               unsigned(static_cast<unsigned char>(png[at + 3]));
+    // Read back from outside: the canvas's size, the column's lamps in the colours of the
+    // preview's sessions, clear desktop between the column and the open panel, glass in the panel.
+    const Path raw = temp / "widget.rgba";
+    ASSERT_EQ(
+        run({"convert", picture.string(), "-depth", "8", "rgba:" + raw.string()}, environment).code,
+        0);
+    const std::string rgba = readText(raw);
+    const int width = int(WidgetMetrics::canvasWidth), height = 500;
+    ASSERT_EQ(rgba.size(), std::size_t(width * height * 4));
+    const auto channel = [&](int x, int y, int c) {
+        return int(static_cast<unsigned char>(rgba[std::size_t((y * width + x) * 4 + c)]));
     };
-    EXPECT_EQ(bigEndian(16), 402u);
-    EXPECT_EQ(bigEndian(20), 500u);
+    const WidgetMetrics metrics({1}, height);
+    const LayoutRect column = metrics.columnRect();
+    const LayoutRect panel = metrics.panelRect();
+    std::set<std::string> hues;
+    const int lampX = int(column.x + column.width / 2);
+    for (int y = 0; y < height; ++y)
+        if (channel(lampX, y, 3) == 255)
+            hues.insert(
+                name(hueOf({channel(lampX, y, 0), channel(lampX, y, 1), channel(lampX, y, 2)})));
+    EXPECT_TRUE(hues.count("green") && hues.count("orange") && hues.count("grey"));
+    const int gapX = int((panel.x + panel.width + column.x) / 2);
+    EXPECT_EQ(channel(gapX, height / 2, 3), 0);
+    EXPECT_GT(channel(int(panel.x) + 6, height / 2, 3), 0);
 
     const Outcome unwritable =
         run({OSTRELVAN_DESKTOP, "--design-preview", "empty", "--screenshot", "/nonexistent/x.png"},

@@ -2,7 +2,6 @@
 #include "app/look/DesktopPreferences.h"
 #include "app/widget/GlassColor.h"
 #include "app/widget/Glyphs.h"
-#include "app/widget/LampAnimator.h"
 #include "app/store/MemoryKeyValueStore.h"
 #include "app/widget/StatusLamp.h"
 #include "app/widget/TextHalo.h"
@@ -56,145 +55,6 @@ int inkedPixels(const QImage& image) {
         for (int x = 0; x < image.width(); ++x)
             count += image.pixelColor(x, y).alpha() > 0 ? 1 : 0;
     return count;
-}
-
-// A busy, colourful desktop to judge the glass against.
-void paintBackdrop(QPainter& painter, const QRectF& rect) {
-    QLinearGradient sky(rect.topLeft(), rect.bottomRight());
-    sky.setColorAt(0, QColor(40, 90, 160));
-    sky.setColorAt(0.5, QColor(200, 120, 60));
-    sky.setColorAt(1, QColor(30, 140, 90));
-    painter.fillRect(rect, sky);
-    painter.setPen(QPen(QColor(255, 255, 255, 90), 3));
-    for (double x = rect.left(); x < rect.right(); x += 23)
-        painter.drawLine(QPointF(x, rect.top()), QPointF(x + 60, rect.bottom()));
-}
-
-// Screenshots for a person to look at, written only when OSTRELVAN_SHOTS names a folder.
-void saveSheets(const QString& folder) {
-    const QList<std::optional<SessionStatus>> statuses = {
-        SessionStatus::working, SessionStatus::needsApproval, SessionStatus::awaitingReview,
-        SessionStatus::idle, std::nullopt};
-    double now = 50;
-    LampAnimator::shared().setClock([&now] { return now; });
-    QImage lamps(5 * 40 + 20, 4 * 44 + 20, QImage::Format_ARGB32_Premultiplied);
-    {
-        QPainter painter(&lamps);
-        paintBackdrop(painter, lamps.rect());
-        for (int row = 0; row < 4; ++row) {
-            const bool dark = row % 2 == 0;
-            WidgetLook l = look(dark, 0.25);
-            QRectF band(4, 10 + row * 44, lamps.width() - 8, 40);
-            WidgetGlass::paint(painter, WidgetGlass::capsule(band), l);
-            for (int i = 0; i < 5; ++i) {
-                StatusLamp lamp;
-                lamp.setLook(l);
-                lamp.setStatus(statuses[i]);
-                lamp.setHighlighted(row >= 2);
-                now += 0.3; // the ripple part way out
-                lamp.render(&painter,
-                            QPoint(int(band.left()) + 30 + i * 40 - StatusLamp::extent / 2,
-                                   int(band.center().y()) - StatusLamp::extent / 2),
-                            QRegion(), QWidget::DrawChildren);
-            }
-        }
-    }
-    lamps.save(folder + "/lamps.png");
-    lamps.scaled(lamps.size() * 4).save(folder + "/lamps-x4.png");
-
-    QImage panel(2 * 340 + 30, 230, QImage::Format_ARGB32_Premultiplied);
-    {
-        QPainter painter(&panel);
-        paintBackdrop(painter, panel.rect());
-        painter.setRenderHint(QPainter::TextAntialiasing);
-        for (int i = 0; i < 2; ++i) {
-            const bool dark = i == 0;
-            WidgetLook l = look(dark, 0.25);
-            const QRectF box(10 + i * 350, 10, 330, 210);
-            WidgetGlass::paint(painter, WidgetGlass::roundedRect(box, WidgetGlass::panelRadius), l);
-            painter.setFont(WidgetFonts::panelTitle());
-            TextHalo::drawText(painter, QRectF(box.left() + 12, box.top(), 200, 52),
-                               Qt::AlignLeft | Qt::AlignVCenter, QStringLiteral("AI Agents"),
-                               GlassColor::textPrimary(dark), l);
-            painter.setFont(WidgetFonts::countBadge());
-            TextHalo::drawTabularText(painter, QRectF(box.right() - 80, box.top(), 30, 52),
-                                      Qt::AlignCenter, QStringLiteral("12"),
-                                      GlassColor::textPrimary(dark), l);
-            Glyphs::paint(painter, Glyph::gear,
-                          QRectF(box.right() - 38, box.top() + 13, 26, 26).adjusted(6, 6, -6, -6),
-                          GlassColor::textSecondary(dark), 1.3);
-            const QList<QPair<QString, QColor>> lines = {
-                {QStringLiteral("Refactor the parser"), GlassColor::textPrimary(dark)},
-                {QStringLiteral("Waiting for approval: rm -rf build"),
-                 GlassColor::attentionText(dark)},
-                {QStringLiteral("Running tests"), GlassColor::textSecondary(dark)},
-                {QStringLiteral("Idle"), GlassColor::textTertiary(dark)}};
-            for (int k = 0; k < lines.size(); ++k) {
-                painter.setFont(k == 0 ? WidgetFonts::sessionName() : WidgetFonts::statusLine());
-                TextHalo::drawText(
-                    painter, QRectF(box.left() + 40, box.top() + 56 + k * 22, 220, 20),
-                    Qt::AlignLeft | Qt::AlignVCenter, lines[k].first, lines[k].second, l);
-            }
-            painter.setFont(WidgetFonts::elapsed());
-            TextHalo::drawTabularText(painter, QRectF(box.right() - 70, box.top() + 56, 40, 20),
-                                      Qt::AlignRight | Qt::AlignVCenter, QStringLiteral("12m"),
-                                      GlassColor::textTertiary(dark), l);
-            Glyphs::paint(painter, Glyph::terminal,
-                          QRectF(box.right() - 26, box.top() + 59, 14, 14),
-                          GlassColor::textSecondary(dark), 1.3);
-            Glyphs::paint(painter, Glyph::code, QRectF(box.right() - 26, box.top() + 81, 14, 14),
-                          GlassColor::vscode(), 1.3);
-            Glyphs::paint(painter, Glyph::window, QRectF(box.left() + 12, box.top() + 170, 12, 12),
-                          GlassColor::textSecondary(dark), 1.2);
-            Glyphs::paint(painter, Glyph::chevronCompactDown,
-                          QRectF(box.center().x() - 7, box.bottom() - 18, 14, 14),
-                          GlassColor::textTertiary(dark), 1.5);
-        }
-    }
-    panel.save(folder + "/glass.png");
-
-    QImage glyphs(7 * 22 + 8, 4 * 22 + 8, QImage::Format_ARGB32_Premultiplied);
-    glyphs.fill(QColor(40, 40, 44));
-    {
-        QPainter painter(&glyphs);
-        const QList<Glyph> all = {Glyph::gear,
-                                  Glyph::chevronDown,
-                                  Glyph::chevronCompactUp,
-                                  Glyph::chevronCompactDown,
-                                  Glyph::terminal,
-                                  Glyph::code,
-                                  Glyph::window};
-        const QList<int> sizes = {9, 10, 12, 14};
-        for (int r = 0; r < sizes.size(); ++r)
-            for (int k = 0; k < all.size(); ++k)
-                Glyphs::paint(painter, all[k], QRectF(4 + k * 22, 4 + r * 22, sizes[r], sizes[r]),
-                              Qt::white, sizes[r] < 12 ? 1.2 : 1.5);
-    }
-    glyphs.scaled(glyphs.size() * 4).save(folder + "/glyphs-x4.png");
-
-    // Frames of the ripple, of a pop from idle to waiting, and of the highlight's spring.
-    QImage motion(8 * 48 + 8, 3 * 56 + 8, QImage::Format_ARGB32_Premultiplied);
-    motion.fill(QColor(38, 38, 42));
-    {
-        QPainter painter(&motion);
-        for (int row = 0; row < 3; ++row) {
-            StatusLamp lamp;
-            lamp.setStatus(row == 0 ? SessionStatus::working : SessionStatus::idle);
-            lamp.render(&painter, QPoint(-100, -100)); // painted once: changes now animate
-            const double start = now;
-            if (row == 1)
-                lamp.setStatus(SessionStatus::needsApproval);
-            if (row == 2)
-                lamp.setHighlighted(true);
-            for (int k = 0; k < 8; ++k) {
-                now = start + (row == 0 ? k * 0.225 : k * 0.09);
-                lamp.render(&painter, QPoint(4 + k * 48 - 8, 4 + row * 56 - 4));
-            }
-            now = start + 10;
-        }
-    }
-    motion.scaled(motion.size() * 3).save(folder + "/motion-x3.png");
-    LampAnimator::shared().setClock({});
 }
 
 } // namespace
@@ -368,13 +228,6 @@ private slots:
         QCOMPARE(WidgetGlass::blurRadius(8.0, false), 8);
         QCOMPARE(WidgetGlass::blurRadius(0.5, false), 1);
         QCOMPARE(WidgetGlass::blurRadius(12.5, true), 0);
-    }
-
-    void sheetsForTheEye() {
-        const QString folder = qEnvironmentVariable("OSTRELVAN_SHOTS");
-        if (folder.isEmpty())
-            QSKIP("set OSTRELVAN_SHOTS to a folder to write the sheets");
-        saveSheets(folder);
     }
 
     void lookFollowsDesktopUnlessTheUserChose() {

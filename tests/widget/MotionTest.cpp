@@ -65,13 +65,6 @@ private slots:
         }
         QCOMPARE(Spring::withBounce(0.5, 0.3), (Spring{0.5, 0.7}));
     }
-
-    void timingCurves() {
-        QCOMPARE(Motion::easeInOut().valueForProgress(0.5), 0.5);
-        QVERIFY(Motion::easeInOut().valueForProgress(0.2) < 0.2);
-        QVERIFY(Motion::easeOut().valueForProgress(0.2) > 0.3);
-        QCOMPARE(Motion::easeOut().valueForProgress(1), 1.0);
-    }
 };
 
 } // namespace ostrelvan::test
