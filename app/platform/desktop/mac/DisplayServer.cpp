@@ -5,8 +5,8 @@ namespace ostrelvan::DisplayServer {
 // macOS has one window server; Qt's cocoa plugin is the only choice.
 void preferXcbOnWayland() {}
 
-// The poll keeps watching: what cocoa reports follows the view's tracking area, not the shape of
-// the panel's hot area.
+// Cocoa's enter events come from the view's tracking areas, which are not known to follow the
+// window's mask; the poll keeps watching.
 bool reportsPointerEntry() {
     return false;
 }
