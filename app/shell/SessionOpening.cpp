@@ -54,6 +54,17 @@ SessionOpening::Machine SessionOpening::Machine::live(const std::filesystem::pat
     };
 }
 
+std::optional<TmuxPane> SessionOpening::Machine::tmuxPane(std::int32_t pid) const {
+    if (environment)
+        if (const auto variables = environment(pid))
+            if (auto pane = TmuxPane::fromEnvironment(*variables))
+                return pane;
+    if (registryTmux)
+        if (const auto field = registryTmux(pid))
+            return TmuxPane::fromRegistry(*field);
+    return std::nullopt;
+}
+
 SessionOpening::SessionOpening(Launcher& launcher, Machine machine)
     : launcher_(launcher), machine_(std::move(machine)) {}
 
@@ -126,12 +137,7 @@ void SessionOpening::goToTerminal(const SessionState& session,
         return;
     }
     const std::int32_t pid = *session.pid;
-    std::optional<TmuxPane> pane;
-    if (const auto environment = machine_.environment(pid))
-        pane = TmuxPane::fromEnvironment(*environment);
-    if (!pane)
-        if (const auto field = machine_.registryTmux(pid))
-            pane = TmuxPane::fromRegistry(*field);
+    const auto pane = machine_.tmuxPane(pid);
     if (!pane) {
         then(activateWindowOf(pid, userTime));
         return;
