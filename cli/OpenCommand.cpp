@@ -1,6 +1,5 @@
 #include "OpenCommand.h"
 
-#include "ClaudeRegistry.h"
 #include "LiveSessions.h"
 #include "ProcessLauncher.h"
 #include "SessionOpening.h"
@@ -65,10 +64,9 @@ int open(CommandContext& context, KeyValueStore& defaults, const std::string& qu
         return 1;
     }
     ProcessLauncher launcher;
-    SessionOpening opening(launcher,
-                           SessionOpening::Machine::live(
-                               ClaudeRegistry::configDirectory(context.home, context.environment),
-                               context.environment));
+    const UserFolders folders = context.folders();
+    SessionOpening opening(
+        launcher, SessionOpening::Machine::live(folders.claudeConfig(), context.environment));
     QEventLoop loop;
     bool finished = false;
     goTo(found.front(), live.acknowledged(), opening, [&] {
