@@ -48,7 +48,7 @@ AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices service
       updater_(services_.bundleInfo, mode_.kind == LaunchMode::Kind::normal,
                services_.makeUpdateService),
       restarter_(
-          [this](const LaunchCommand& command, std::string& error) {
+          [this](const Command& command, std::string& error) {
               if (!services_.launchProcess) {
                   error = "this build cannot start processes";
                   return false;
