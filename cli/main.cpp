@@ -86,14 +86,14 @@ int main(int argc, char* argv[]) {
     if (line.command == "disconnect") {
         return cli::disconnect(context);
     }
-    if (line.command == "open") {
-        return cli::open(context, defaults, line.session);
-    }
     if (line.command == "status") {
         return cli::status(context, defaults, line.output, line.tmux);
     }
     // Enter in the live view goes to a session the way `open` does.
     ProcessLauncher launcher;
     SessionOpening opening(launcher, machine);
+    if (line.command == "open") {
+        return cli::open(context, defaults, opening, line.session);
+    }
     return cli::watch(context, defaults, opening);
 }
