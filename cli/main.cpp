@@ -69,7 +69,7 @@ int main(int argc, char* argv[]) {
     SettingsKeyValueStore defaults;
     AppSettings settings(defaults);
     const UserFolders folders(environment);
-    const std::filesystem::path home = folders.home();
+    const std::filesystem::path& home = folders.home();
     const auto machine = SessionOpening::Machine::live(folders.claudeConfig(), environment);
     cli::CommandContext context{
         environment,

@@ -56,7 +56,7 @@ std::optional<std::string> UserFolders::settle(Environment& environment) {
 UserFolders::UserFolders(Environment environment, std::filesystem::path home)
     : environment_(std::move(environment)), home_(std::move(home)) {}
 
-UserFolders::UserFolders(Environment environment)
+UserFolders::UserFolders(const Environment& environment)
     : UserFolders(environment, nonEmpty(environment, "HOME").value_or("")) {}
 
 std::filesystem::path UserFolders::dataRoot() const {

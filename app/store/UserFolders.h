@@ -24,7 +24,7 @@ public:
     // Over an environment settle() accepted, with `home` its HOME.
     UserFolders(Environment environment, std::filesystem::path home);
     // The same with HOME taken from the environment.
-    explicit UserFolders(Environment environment);
+    explicit UserFolders(const Environment& environment);
 
     const Environment& environment() const { return environment_; }
     const std::filesystem::path& home() const { return home_; }
