@@ -5,6 +5,7 @@
 #include "BundleInfo.h"
 #include "Environment.h"
 #include "SoundPlayer.h"
+#include "UserFolders.h"
 #include "WidgetHost.h"
 
 #include <cstdint>
@@ -36,7 +37,7 @@ struct AppServices {
     std::function<void(const std::string& target)> showDesignPreview;
 
     // Needs the application object.
-    static AppServices live();
+    static AppServices live(const UserFolders& folders);
 };
 
 } // namespace ostrelvan

@@ -13,6 +13,7 @@
 #include "PermissionRequests.h"
 #include "SessionStore.h"
 #include "SoundPlayer.h"
+#include "UserFolders.h"
 #include "WidgetHost.h"
 
 #include <QObject>
@@ -85,6 +86,7 @@ private:
     void startAnswering();
 
     AppServices services_;
+    UserFolders folders_;
     std::optional<std::string> hookError_;
     bool launchAtLogin_ = false;
     SoundPlayer sounds_;
