@@ -3,6 +3,7 @@
 #include "app/services/AppSettings.h"
 #include "base/Environment.h"
 #include "core/SessionState.h"
+#include "app/store/UserFolders.h"
 
 #include <filesystem>
 #include <functional>
@@ -23,6 +24,8 @@ struct CommandContext {
     std::ostream& err;
     // The tmux pane ("%<number>") a session's agent runs in, when that can be known.
     std::function<std::optional<std::string>(const SessionState&)> tmuxPane;
+
+    UserFolders folders() const { return {environment, home}; }
 };
 
 } // namespace ostrelvan::cli

@@ -1,7 +1,5 @@
 #include "cli/ConnectCommand.h"
 
-#include "core/ClaudeRegistry.h"
-#include "core/DataPaths.h"
 #include "cli/FailureText.h"
 #include "app/integration/HelperInstaller.h"
 #include "app/integration/HookConnection.h"
@@ -14,16 +12,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Hook commands run from whatever folder Claude Code is in, so the helper path must be absolute.
-fs::path absolutePath(const fs::path& path) {
-    std::error_code ignored;
-    fs::path result = fs::absolute(path, ignored);
-    return (result.empty() ? path : result).lexically_normal();
-}
-
 HookPaths pathsOf(const CommandContext& context) {
-    return {ClaudeRegistry::configDirectory(context.home, context.environment) / "settings.json",
-            absolutePath(DataPaths::helper(context.environment)),
+    const UserFolders folders = context.folders();
+    return {folders.claudeSettings(), folders.helper(),
             HelperInstaller::bundledHelper(context.executableDirectory)};
 }
 

@@ -93,116 +93,153 @@ Window scroll(const std::vector<StatusFormat::ListLine>& lines, std::size_t rows
     return place(top, total, rows);
 }
 
-} // namespace
+std::string fitted(const std::string& text, std::size_t width) {
+    return width > 0 ? truncated(text, width) : text;
+}
 
-LiveFrame LiveFrame::compose(const Input& in) {
-    const std::size_t width = in.width;
-    const auto fitted = [width](const std::string& text) {
-        return width > 0 ? truncated(text, width) : text;
-    };
+std::size_t sessionCount(const std::vector<SessionGroup>& groups) {
     std::size_t count = 0;
-    for (const auto& group : in.groups) {
+    for (const auto& group : groups) {
         count += group.sessions.size();
     }
+    return count;
+}
+
+// The frame's parts from top to bottom, before they are fitted to the terminal's height.
+struct Parts {
+    std::vector<std::string> header; // the title, then a blank line
+    std::vector<StatusFormat::ListLine> list;
+    std::vector<std::string> body;     // what stands for the list: the keys or the empty state
+    bool listing = false;              // the list is shown rather than the body
+    bool gap = false;                  // a blank line above the warnings and the hint
+    std::vector<std::string> warnings; // the notices under a list, and the last key's message
+    std::vector<std::string> hint;
+
+    std::size_t wanted() const { return listing ? list.size() : body.size(); }
+};
+
+std::vector<std::string> headerOf(const LiveFrame::Input& in, std::size_t count) {
     std::string title = "Ostrelvan";
     if (count > 0) {
         title += " · " + DisplayRules::sessionCountCaption(static_cast<int>(count));
     }
-    title = fitted(title);
+    title = fitted(title, in.width);
     std::vector<std::string> header{in.colour ? "\033[1m" + title + "\033[0m" : title};
     if (in.height == 0 || in.height >= roomyHeight) {
         header.emplace_back();
     }
+    return header;
+}
 
-    const bool listing = count > 0 && !in.showingKeys;
-    std::vector<std::string> warnings;
-    if (listing) {
-        warnings = wrappedAll(in.notices.warnings(), width);
+Parts partsOf(const LiveFrame::Input& in) {
+    Parts parts;
+    const std::size_t count = sessionCount(in.groups);
+    parts.header = headerOf(in, count);
+    parts.listing = count > 0 && !in.showingKeys;
+    if (parts.listing) {
+        parts.warnings = wrappedAll(in.notices.warnings(), in.width);
+        parts.list = StatusFormat::list(in.groups, in.now, {in.colour, in.width},
+                                        in.readsKeys ? in.selected : std::nullopt);
+    } else if (in.showingKeys) {
+        for (const auto line : keyLines) {
+            parts.body.push_back(fitted(std::string(line), in.width));
+        }
+    } else {
+        parts.body = wrappedAll(in.notices.emptyState(), in.width);
     }
     if (in.message) {
-        const auto message = wrappedAll({*in.message}, width);
-        warnings.insert(warnings.end(), message.begin(), message.end());
+        const auto message = wrappedAll({*in.message}, in.width);
+        parts.warnings.insert(parts.warnings.end(), message.begin(), message.end());
     }
-    std::vector<std::string> hint;
     if (in.readsKeys) {
-        hint.push_back(fitted(std::string(keyHint)));
+        parts.hint.push_back(fitted(std::string(keyHint), in.width));
     }
+    parts.gap = !parts.warnings.empty() || !parts.hint.empty();
+    return parts;
+}
 
-    std::vector<std::string> body;
-    if (in.showingKeys) {
-        for (const auto line : keyLines) {
-            body.push_back(fitted(std::string(line)));
-        }
-    } else if (!listing) {
-        body = wrappedAll(in.notices.emptyState(), width);
+// What gives way when lines run short: the blank lines, the hint, then the warnings from their
+// end; the list keeps three lines, or one on the smallest screens. The lines left for the list.
+std::size_t fitToHeight(Parts& parts, std::size_t height) {
+    const std::size_t wanted = parts.wanted();
+    if (height == 0) {
+        return wanted;
     }
-    const auto list = listing ? StatusFormat::list(in.groups, in.now, {in.colour, width},
-                                                   in.readsKeys ? in.selected : std::nullopt)
-                              : std::vector<StatusFormat::ListLine>{};
-    const std::size_t wanted = listing ? list.size() : body.size();
+    const std::size_t least = std::min<std::size_t>(wanted, height >= 6 ? 3 : 1);
+    const auto spare = [&] {
+        const std::size_t used =
+            parts.header.size() + parts.warnings.size() + parts.hint.size() + (parts.gap ? 1 : 0);
+        return height > used ? height - used : 0;
+    };
+    if (spare() < least || spare() < wanted) {
+        parts.gap = false;
+    }
+    if (spare() < least && parts.header.size() > 1) {
+        parts.header.pop_back();
+    }
+    if (spare() < least) {
+        parts.hint.clear();
+    }
+    while (spare() < least && !parts.warnings.empty()) {
+        parts.warnings.pop_back();
+    }
+    if (spare() < least) {
+        parts.header.clear();
+    }
+    return std::min(wanted, spare());
+}
+
+std::optional<std::size_t> lineOf(const std::vector<StatusFormat::ListLine>& list,
+                                  std::optional<std::size_t> session) {
+    std::optional<std::size_t> found;
+    for (std::size_t i = 0; i < list.size(); ++i) {
+        if (session && list[i].session == session) {
+            found = i;
+        }
+    }
+    return found;
+}
+
+// The list's lines that fit in `rows`, with what is out of sight counted above and below.
+void appendList(LiveFrame& frame, const std::vector<StatusFormat::ListLine>& list, std::size_t rows,
+                const LiveFrame::Input& in) {
+    const Window window = scroll(list, rows, in.top, lineOf(list, in.selected));
+    if (window.above) {
+        frame.lines.push_back(fitted(
+            "  +" + std::to_string(sessionsIn(list, 0, window.top)) + " more above", in.width));
+    }
+    for (std::size_t i = window.top; i < window.top + window.count; ++i) {
+        frame.lines.push_back(list[i].text);
+    }
+    if (window.below) {
+        const std::size_t hidden = sessionsIn(list, window.top + window.count, list.size());
+        frame.lines.push_back(fitted("  +" + std::to_string(hidden) + " more", in.width));
+    }
+    frame.top = window.top;
+    frame.pageSize =
+        std::max<std::size_t>(1, sessionsIn(list, window.top, window.top + window.count));
+}
+
+} // namespace
+
+LiveFrame LiveFrame::compose(const Input& in) {
+    Parts parts = partsOf(in);
+    const std::size_t rows = fitToHeight(parts, in.height);
 
     LiveFrame frame;
     frame.top = in.top;
-    std::size_t rows = wanted;
-    bool gap = !warnings.empty() || !hint.empty();
-    if (in.height > 0) {
-        // What gives way when lines run short: the blank lines, the hint, then the warnings
-        // from their end; the list keeps three lines, or one on the smallest screens.
-        const std::size_t least = std::min<std::size_t>(wanted, in.height >= 6 ? 3 : 1);
-        const auto spare = [&] {
-            const std::size_t used = header.size() + warnings.size() + hint.size() + (gap ? 1 : 0);
-            return in.height > used ? in.height - used : 0;
-        };
-        if (spare() < least || spare() < wanted) {
-            gap = false;
-        }
-        if (spare() < least && header.size() > 1) {
-            header.pop_back();
-        }
-        if (spare() < least) {
-            hint.clear();
-        }
-        while (spare() < least && !warnings.empty()) {
-            warnings.pop_back();
-        }
-        if (spare() < least) {
-            header.clear();
-        }
-        rows = std::min(wanted, spare());
-    }
-
-    frame.lines = header;
-    if (listing) {
-        std::optional<std::size_t> selectedLine;
-        for (std::size_t i = 0; i < list.size(); ++i) {
-            if (in.selected && list[i].session == in.selected) {
-                selectedLine = i;
-            }
-        }
-        const Window window = scroll(list, rows, in.top, selectedLine);
-        if (window.above) {
-            frame.lines.push_back(
-                fitted("  +" + std::to_string(sessionsIn(list, 0, window.top)) + " more above"));
-        }
-        for (std::size_t i = window.top; i < window.top + window.count; ++i) {
-            frame.lines.push_back(list[i].text);
-        }
-        if (window.below) {
-            const std::size_t hidden = sessionsIn(list, window.top + window.count, list.size());
-            frame.lines.push_back(fitted("  +" + std::to_string(hidden) + " more"));
-        }
-        frame.top = window.top;
-        frame.pageSize =
-            std::max<std::size_t>(1, sessionsIn(list, window.top, window.top + window.count));
+    frame.lines = parts.header;
+    if (parts.listing) {
+        appendList(frame, parts.list, rows, in);
     } else {
-        frame.lines.insert(frame.lines.end(), body.begin(),
-                           body.begin() + static_cast<std::ptrdiff_t>(rows));
+        frame.lines.insert(frame.lines.end(), parts.body.begin(),
+                           parts.body.begin() + static_cast<std::ptrdiff_t>(rows));
     }
-    if (gap) {
+    if (parts.gap) {
         frame.lines.emplace_back();
     }
-    frame.lines.insert(frame.lines.end(), warnings.begin(), warnings.end());
-    frame.lines.insert(frame.lines.end(), hint.begin(), hint.end());
+    frame.lines.insert(frame.lines.end(), parts.warnings.begin(), parts.warnings.end());
+    frame.lines.insert(frame.lines.end(), parts.hint.begin(), parts.hint.end());
     return frame;
 }
 

@@ -1,12 +1,11 @@
 #include "cli/LiveSessions.h"
 
-#include "core/ClaudeRegistry.h"
 #include "cli/ConnectCommand.h"
 #include "core/DataPaths.h"
 #include "core/DisplayRules.h"
 #include "cli/FailureText.h"
-#include "base/ProcessTable.h"
-#include "core/SessionCoding.h"
+#include "core/HookLogLine.h"
+#include "app/store/LiveSessionStore.h"
 
 #include <fstream>
 #include <set>
@@ -41,7 +40,7 @@ std::optional<TimePoint> lastLoggedAt(const fs::path& log) {
     }
     const auto start = tail.rfind('\n');
     const std::string last = tail.substr(start == std::string::npos ? 0 : start + 1);
-    return SessionCoding::parseDate(last.substr(0, last.find(' ')));
+    return HookLogLine::timeOf(last);
 }
 
 std::optional<TimePoint> newestSessionFile(const fs::path& folder) {
@@ -68,7 +67,7 @@ std::optional<TimePoint> newestSessionFile(const fs::path& folder) {
 // The helper's failures go only to its log. Errors after the newest session file was written
 // mean events are being lost; without any session file, errors of the last hours count.
 std::optional<fs::path> hookErrors(const fs::path& root, TimePoint now) {
-    const fs::path log = root / "hook.log";
+    const fs::path log = DataPaths::hookLog(root);
     const auto logged = lastLoggedAt(log);
     if (!logged) {
         return std::nullopt;
@@ -101,18 +100,17 @@ std::optional<std::string> blockedFolder(const fs::path& folder) {
 LiveSessions::LiveSessions(const CommandContext& context, KeyValueStore& defaults)
     : context_(context), acknowledged_(defaults),
       processes_(std::make_shared<std::vector<ClaudeProcess>>()),
-      store_(SessionFileStore(DataPaths::sessions(context.environment)), acknowledged_,
-             ProcessTable::isAlive, wallClockNow,
-             ClaudeRegistry::ownFolders(context.home, context.environment),
-             recording(ClaudeSystem::live(context.home, context.environment), processes_),
-             [&settings = context.settings] { return seconds(settings.reviewFade()); }) {}
+      store_(LiveSessionStore::make(
+          context.folders(), acknowledged_, recording(context.folders().liveSystem(), processes_),
+          [&settings = context.settings] { return seconds(settings.reviewFade()); })) {}
 
 Notices LiveSessions::notices() const {
     Notices notices;
     notices.notice = connectionNotice(context_);
     notices.connected = !notices.notice;
-    const fs::path root = DataPaths::root(context_.environment);
-    if (auto blocked = blockedFolder(DataPaths::sessions(context_.environment))) {
+    const UserFolders folders = context_.folders();
+    const fs::path root = folders.dataRoot();
+    if (auto blocked = blockedFolder(folders.sessions())) {
         notices.notice = notices.notice ? *notices.notice + " " + *blocked : *blocked;
     }
     notices.hookErrors = hookErrors(root, wallClockNow());
@@ -122,14 +120,14 @@ Notices LiveSessions::notices() const {
         shown.insert(session.id());
     }
     // The same agents the store leaves out for want of a prompt, less its own helper runs.
+    const auto ownFolders = folders.claudeOwnFolders();
     for (const auto& process : *processes_) {
         const bool interactive = !process.kind || *process.kind == "interactive";
         auto state = SessionState::make(process.sessionId, process.cwd, SessionHost::terminal,
                                         std::nullopt, process.pid, process.startedAt);
         state.startedConversation = true;
         if (interactive && !shown.contains(process.sessionId) &&
-            DisplayRules::isShown(
-                state, ClaudeRegistry::ownFolders(context_.home, context_.environment), true)) {
+            DisplayRules::isShown(state, ownFolders, true)) {
             ++notices.waitingForPrompt;
         }
     }

@@ -1,8 +1,6 @@
 #include "cli/OpenCommand.h"
 
-#include "core/ClaudeRegistry.h"
 #include "cli/LiveSessions.h"
-#include "app/services/ProcessLauncher.h"
 #include "app/services/SessionOpening.h"
 #include "cli/TerminalText.h"
 
@@ -43,7 +41,8 @@ std::vector<DisplayedSession> matchingSessions(const std::vector<DisplayedSessio
     return found;
 }
 
-int open(CommandContext& context, KeyValueStore& defaults, const std::string& query) {
+int open(CommandContext& context, KeyValueStore& defaults, SessionOpening& opening,
+         const std::string& query) {
     LiveSessions live(context, defaults);
     live.store().reload();
     const auto& sessions = live.store().sessions();
@@ -64,11 +63,6 @@ int open(CommandContext& context, KeyValueStore& defaults, const std::string& qu
         listCandidates(context.err, found);
         return 1;
     }
-    ProcessLauncher launcher;
-    SessionOpening opening(launcher,
-                           SessionOpening::Machine::live(
-                               ClaudeRegistry::configDirectory(context.home, context.environment),
-                               context.environment));
     QEventLoop loop;
     bool finished = false;
     goTo(found.front(), live.acknowledged(), opening, [&] {

@@ -23,6 +23,7 @@ void goTo(const DisplayedSession& session, AcknowledgedStore& acknowledged, Sess
 
 // `ostrelvan open <id or unique prefix>`: acknowledges the session as opening it from the widget
 // does, then goes to it. An unknown or ambiguous id exits 1 and lists the candidates.
-int open(CommandContext& context, KeyValueStore& defaults, const std::string& query);
+int open(CommandContext& context, KeyValueStore& defaults, SessionOpening& opening,
+         const std::string& query);
 
 } // namespace ostrelvan::cli

@@ -1,6 +1,7 @@
 #include "cli/StatusCommand.h"
 
 #include "cli/LiveSessions.h"
+#include "cli/StatusDocument.h"
 #include "cli/StatusFormat.h"
 
 #include <ostream>
@@ -30,7 +31,7 @@ int status(CommandContext& context, KeyValueStore& defaults, StatusOutput output
 
     switch (output) {
     case StatusOutput::json:
-        context.out << StatusFormat::json(store.groups(), live.notices(), context.tmuxPane);
+        context.out << StatusDocument::document(store.groups(), live.notices(), context.tmuxPane);
         break;
     case StatusOutput::line: {
         using StatusFormat::LineColour;

@@ -1,12 +1,9 @@
 #include "cli/StatusFormat.h"
 
 #include "core/DisplayRules.h"
-#include "core/SessionCoding.h"
 #include "cli/TerminalText.h"
 
 #include <algorithm>
-#include <cmath>
-#include <nlohmann/json.hpp>
 
 namespace ostrelvan::cli::StatusFormat {
 
@@ -244,53 +241,6 @@ std::string lines(const std::vector<std::string>& texts, std::size_t width) {
     return out;
 }
 
-std::string json(const std::vector<SessionGroup>& groups, const Notices& notices,
-                 const PaneLookup& pane) {
-    using Json = nlohmann::ordered_json;
-    const auto optional = [](const auto& value) -> Json {
-        return value ? Json(*value) : Json(nullptr);
-    };
-    Json list = Json::array();
-    for (const auto& group : groups) {
-        Json sessions = Json::array();
-        for (const auto& session : group.sessions) {
-            const auto& state = session.state;
-            const bool working = session.status == SessionStatus::working;
-            const bool asking = session.status == SessionStatus::needsApproval;
-            Json item;
-            item["sessionId"] = state.sessionId;
-            item["name"] = session.name;
-            item["status"] = toString(session.status);
-            item["activity"] = working ? Json(toString(state.activity)) : Json(nullptr);
-            item["statusLine"] = DisplayRules::statusLine(state, session.status);
-            item["approval"] = asking ? optional(state.detail) : Json(nullptr);
-            item["project"] = state.project();
-            item["folder"] = state.folder();
-            item["host"] = toString(state.host);
-            item["terminalApp"] = optional(state.terminalApp);
-            item["pid"] = optional(state.pid);
-            item["tmuxPane"] = pane ? optional(pane(state)) : Json(nullptr);
-            item["title"] = optional(state.title);
-            item["statusSince"] = SessionCoding::formatDate(state.statusSince);
-            item["lastEvent"] = SessionCoding::formatDate(state.lastEvent);
-            sessions.push_back(std::move(item));
-        }
-        Json item;
-        item["id"] = group.id;
-        item["name"] = group.name;
-        item["sessions"] = std::move(sessions);
-        list.push_back(std::move(item));
-    }
-    Json root;
-    root["version"] = jsonVersion;
-    root["connected"] = notices.connected;
-    root["notice"] = optional(notices.notice);
-    root["hookErrors"] = notices.hookErrors ? Json(notices.hookErrors->string()) : Json(nullptr);
-    root["waitingForPrompt"] = notices.waitingForPrompt;
-    root["groups"] = std::move(list);
-    return root.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
 std::string line(const std::vector<DisplayedSession>& sessions, LineColour colour) {
     std::string out;
     for (const auto status : allSessionStatuses) {
@@ -323,16 +273,7 @@ std::optional<TimePoint> nextAgeChange(const std::vector<DisplayedSession>& sess
                                        TimePoint now) {
     std::optional<TimePoint> next;
     for (const auto& session : sessions) {
-        const auto since = session.state.statusSince;
-        const double age = secondsBetween(since, now);
-        double step = 60;
-        if (age >= 86400) {
-            step = 86400;
-        } else if (age >= 3600) {
-            step = 3600;
-        }
-        const double boundary = age < 60 ? 60 : (std::floor(age / step) + 1) * step;
-        const TimePoint change = addSeconds(since, boundary);
+        const TimePoint change = DisplayRules::elapsedChangesAt(session.state.statusSince, now);
         if (!next || change < *next) {
             next = change;
         }

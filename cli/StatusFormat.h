@@ -15,7 +15,7 @@ namespace ostrelvan::cli {
 
 // How the front end writes the store's lists: for people, for scripts, for status bars. Every
 // text that came from a session file, a transcript or Claude Code's registry is sanitized before
-// it reaches a terminal; only the JSON document carries it as it is.
+// it reaches a terminal; only the JSON document (StatusDocument) carries it as it is.
 namespace StatusFormat {
 
 struct Style {
@@ -49,14 +49,6 @@ std::vector<ListLine> list(const std::vector<SessionGroup>& groups, TimePoint no
 std::string human(const std::vector<SessionGroup>& groups, TimePoint now, const Style& style);
 // Notice lines as text, sanitized and broken to the width.
 std::string lines(const std::vector<std::string>& texts, std::size_t width);
-
-// The tmux pane of a session, "%<number>", when it is known.
-using PaneLookup = std::function<std::optional<std::string>(const SessionState&)>;
-inline constexpr int jsonVersion = 1;
-// One JSON object for scripts: raw enumeration texts, the session files' date form, every
-// optional field present (null when absent). The keys are listed in the README.
-std::string json(const std::vector<SessionGroup>& groups, const Notices& notices,
-                 const PaneLookup& pane);
 
 enum class LineColour { none, terminal, tmux };
 // A count per displayed status with its glyph; empty without sessions. Colour as terminal escape

@@ -1,5 +1,4 @@
 #include "app/services/AppSettings.h"
-#include "core/ClaudeRegistry.h"
 #include "cli/CommandContext.h"
 #include "cli/CommandLine.h"
 #include "cli/ConnectCommand.h"
@@ -10,8 +9,7 @@
 #include "app/store/SettingsKeyValueStore.h"
 #include "cli/StatusCommand.h"
 #include "cli/TerminalText.h"
-#include "app/services/TmuxPane.h"
-#include "cli/UserPaths.h"
+#include "app/store/UserFolders.h"
 #include "cli/WatchCommand.h"
 
 #include <QCoreApplication>
@@ -27,23 +25,10 @@ namespace {
 
 constexpr int usageError = 2;
 
-// The pane from the agent's own environment, else from Claude Code's record of it.
 std::optional<std::string> tmuxPaneOf(const SessionOpening::Machine& machine,
                                       const SessionState& state) {
-    if (!state.pid) {
-        return std::nullopt;
-    }
-    if (const auto environment = machine.environment(*state.pid)) {
-        if (const auto pane = TmuxPane::fromEnvironment(*environment)) {
-            return pane->pane;
-        }
-    }
-    if (const auto field = machine.registryTmux(*state.pid)) {
-        if (const auto pane = TmuxPane::fromRegistry(*field)) {
-            return pane->pane;
-        }
-    }
-    return std::nullopt;
+    const auto pane = state.pid ? machine.tmuxPane(*state.pid) : std::nullopt;
+    return pane ? std::optional(pane->pane) : std::nullopt;
 }
 
 } // namespace
@@ -67,8 +52,8 @@ int main(int argc, char* argv[]) {
     }
 
     Environment environment = processEnvironment();
-    if (const auto refusal = cli::UserPaths::settle(environment)) {
-        std::cerr << "ostrelvan: " << *refusal << "\n";
+    if (const auto refusal = UserFolders::settle(environment)) {
+        std::cerr << "ostrelvan: " << cli::TerminalText::sanitized(*refusal) << "\n";
         return usageError;
     }
     // The settings and everything started from here agree on the home folder.
@@ -83,9 +68,9 @@ int main(int argc, char* argv[]) {
 
     SettingsKeyValueStore defaults;
     AppSettings settings(defaults);
-    const std::filesystem::path home = environment.at("HOME");
-    const auto machine = SessionOpening::Machine::live(
-        ClaudeRegistry::configDirectory(home, environment), environment);
+    const UserFolders folders(environment);
+    const std::filesystem::path& home = folders.home();
+    const auto machine = SessionOpening::Machine::live(folders.claudeConfig(), environment);
     cli::CommandContext context{
         environment,
         home,
@@ -101,14 +86,14 @@ int main(int argc, char* argv[]) {
     if (line.command == "disconnect") {
         return cli::disconnect(context);
     }
-    if (line.command == "open") {
-        return cli::open(context, defaults, line.session);
-    }
     if (line.command == "status") {
         return cli::status(context, defaults, line.output, line.tmux);
     }
     // Enter in the live view goes to a session the way `open` does.
     ProcessLauncher launcher;
     SessionOpening opening(launcher, machine);
+    if (line.command == "open") {
+        return cli::open(context, defaults, opening, line.session);
+    }
     return cli::watch(context, defaults, opening);
 }

@@ -20,15 +20,8 @@ if(TARGET ostrelvan-desktop)
             MACOSX_BUNDLE_GUI_IDENTIFIER org.ostrelvan.Ostrelvan
             MACOSX_BUNDLE_SHORT_VERSION_STRING ${PROJECT_VERSION}
             MACOSX_BUNDLE_BUNDLE_VERSION ${OSTRELVAN_BUILD_NUMBER})
-        add_dependencies(ostrelvan-desktop ostrelvan ostrelvan-hook)
-        add_custom_command(TARGET ostrelvan-desktop POST_BUILD
-            COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:ostrelvan-hook> $<TARGET_FILE:ostrelvan>
-                    $<TARGET_FILE_DIR:ostrelvan-desktop>
-            COMMENT "Putting the hook helper and the command line into the app bundle")
+        # The bundle's post-build copies are in desktop/, where the target is made.
         if(OSTRELVAN_SPARKLE)
-            add_custom_command(TARGET ostrelvan-desktop POST_BUILD
-                COMMAND ${CMAKE_COMMAND} -E copy_directory ${SPARKLE_FRAMEWORK}
-                        $<TARGET_BUNDLE_CONTENT_DIR:ostrelvan-desktop>/Frameworks/Sparkle.framework)
             set_target_properties(ostrelvan-desktop PROPERTIES
                 INSTALL_RPATH "@executable_path/../Frameworks"
                 BUILD_WITH_INSTALL_RPATH TRUE)

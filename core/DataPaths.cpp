@@ -1,6 +1,7 @@
 #include "core/DataPaths.h"
 
 #include "base/FileSystem.h"
+#include "core/HookLogLine.h"
 
 namespace ostrelvan::DataPaths {
 
@@ -30,6 +31,10 @@ std::filesystem::path helper(const std::filesystem::path& root) {
 
 std::filesystem::path permissionSocket(const std::filesystem::path& root) {
     return root / "permission.sock";
+}
+
+std::filesystem::path hookLog(const std::filesystem::path& root) {
+    return root / HookLogLine::fileName;
 }
 
 } // namespace ostrelvan::DataPaths

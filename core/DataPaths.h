@@ -22,5 +22,7 @@ std::filesystem::path sessions(const std::filesystem::path& root);
 std::filesystem::path helper(const std::filesystem::path& root);
 // The local socket the desktop app listens on while it answers permission requests.
 std::filesystem::path permissionSocket(const std::filesystem::path& root);
+// Where the hook helper writes its failures (see HookLogLine).
+std::filesystem::path hookLog(const std::filesystem::path& root);
 
 } // namespace ostrelvan::DataPaths

@@ -1,6 +1,7 @@
 #include "core/DisplayRules.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace ostrelvan::DisplayRules {
 
@@ -153,15 +154,32 @@ std::string statusLine(const SessionState& state, SessionStatus status) {
     return "Idle";
 }
 
+namespace {
+
+// The units elapsed() counts in: each is used from its own length up to the next one's.
+constexpr double minute = 60;
+constexpr double hour = 3600;
+constexpr double day = 86400;
+
+double elapsedStep(double seconds) {
+    return seconds < hour ? minute : seconds < day ? hour : day;
+}
+
+} // namespace
+
 std::string elapsed(TimePoint since, TimePoint now) {
-    double d = secondsBetween(since, now);
-    if (!(d >= 60))
+    const double d = secondsBetween(since, now);
+    if (!(d >= minute))
         return "now";
-    if (d < 3600)
-        return std::to_string(static_cast<long long>(d / 60)) + "m";
-    if (d < 86400)
-        return std::to_string(static_cast<long long>(d / 3600)) + "h";
-    return std::to_string(static_cast<long long>(d / 86400)) + "d";
+    return std::to_string(static_cast<long long>(d / elapsedStep(d))) + (d < hour  ? "m"
+                                                                         : d < day ? "h"
+                                                                                   : "d");
+}
+
+TimePoint elapsedChangesAt(TimePoint since, TimePoint now) {
+    const double d = secondsBetween(since, now);
+    const double step = elapsedStep(d);
+    return addSeconds(since, d < minute ? minute : (std::floor(d / step) + 1) * step);
 }
 
 std::string sessionCountCaption(int count) {

@@ -45,7 +45,10 @@ std::map<std::string, std::string> names(const std::vector<std::vector<SessionSt
 
 std::string activityLabel(SessionActivity activity);
 std::string statusLine(const SessionState& state, SessionStatus status);
+// "now" under a minute, then whole minutes ("5m"), hours ("3h") and days ("2d").
 std::string elapsed(TimePoint since, TimePoint now);
+// The first moment after `now` at which elapsed(since, ·) reads differently.
+TimePoint elapsedChangesAt(TimePoint since, TimePoint now);
 std::string sessionCountCaption(int count);
 
 } // namespace ostrelvan::DisplayRules

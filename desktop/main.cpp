@@ -3,28 +3,26 @@
 #include "app/store/AcknowledgedStore.h"
 #include "app/shell/AppIcon.h"
 #include "app/services/AppSettings.h"
-#include "core/ClaudeRegistry.h"
 #include "app/look/Compositor.h"
-#include "core/DataPaths.h"
 #include "desktop/DesignPreview.h"
 #include "app/shell/DesktopApp.h"
 #include "app/look/DesktopPreferencesMonitor.h"
 #include "app/look/DisplayServer.h"
 #include "base/Environment.h"
+#include "app/store/LiveSessionStore.h"
 #include "app/widget/LiveWidget.h"
 #include "app/services/Log.h"
 #include "app/services/ProcessLauncher.h"
-#include "base/ProcessTable.h"
 #include "app/services/SessionOpening.h"
 #include "app/store/SessionStore.h"
 #include "app/store/SettingsKeyValueStore.h"
+#include "app/store/UserFolders.h"
 #include "app/widget/WidgetFeed.h"
 #include "app/widget/WidgetModel.h"
 #include "app/widget/WidgetPanelController.h"
 #include "app/widget/WidgetRootView.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QImage>
 #include <QLoggingCategory>
 #include <QPainter>
@@ -157,23 +155,14 @@ WidgetActions loggingActions() {
     return actions;
 }
 
-std::filesystem::path homeFolder(const Environment& environment) {
-    if (auto home = nonEmpty(environment, "HOME"))
-        return *home;
-    return QDir::homePath().toStdString();
-}
-
-// This machine's sessions: the store over the data folder and Claude Code's registry, feeding the
-// widget, and the hooks' connection from the settings.
-class LiveSessions {
+// This machine's sessions feeding the widget of a screenshot, and the hooks' connection from the
+// settings.
+class LiveFeed {
 public:
-    LiveSessions(const Environment& environment, WidgetFeed& feed)
+    LiveFeed(const UserFolders& folders, WidgetFeed& feed)
         : settings_(defaults_), acknowledged_(defaults_),
-          store_(SessionFileStore(DataPaths::sessions(environment)), acknowledged_,
-                 ProcessTable::isAlive, wallClockNow,
-                 ClaudeRegistry::ownFolders(homeFolder(environment), environment),
-                 ClaudeSystem::live(homeFolder(environment), environment),
-                 [this] { return seconds(settings_.reviewFade()); }) {
+          store_(LiveSessionStore::make(folders, acknowledged_, folders.liveSystem(),
+                                        [this] { return seconds(settings_.reviewFade()); })) {
         QObject::connect(&store_, &SessionStore::groupsChanged, &feed,
                          [this, &feed] { feed.setGroups(store_.groups()); });
         QObject::connect(&settings_, &AppSettings::changed, &feed,
@@ -234,13 +223,10 @@ int screenshot(WidgetPanelController& controller, const std::string& file, bool 
 
 // The application: the tray, the settings window, sounds and start-up around the widget, with
 // the opener that takes a click to the session's window.
-int runLive(QApplication& app) {
-    const Environment environment = processEnvironment();
+int runLive(QApplication& app, const UserFolders& folders) {
     ProcessLauncher launcher;
     SessionOpening opening(
-        launcher,
-        SessionOpening::Machine::live(
-            ClaudeRegistry::configDirectory(homeFolder(environment), environment), environment));
+        launcher, SessionOpening::Machine::live(folders.claudeConfig(), folders.environment()));
     DesktopParts parts;
     parts.makeWidget = [](const WidgetContext& context) {
         return std::make_unique<LiveWidget>(context);
@@ -252,7 +238,7 @@ int runLive(QApplication& app) {
     parts.showInFinder = [&opening](const DisplayedSession& session) {
         opening.showInFileManager(session);
     };
-    return runDesktopApp(app, std::move(parts));
+    return runDesktopApp(app, folders, std::move(parts));
 }
 
 } // namespace
@@ -262,6 +248,16 @@ int main(int argc, char* argv[]) {
     const auto options = parse({argv + 1, argv + argc}, exitStatus);
     if (!options)
         return exitStatus;
+
+    // Live data is read only from folders that do not depend on where this was started.
+    Environment environment = processEnvironment();
+    if (!options->previewTarget) {
+        if (const auto refusal = UserFolders::settle(environment)) {
+            std::cerr << "ostrelvan-desktop: " << *refusal << "\n";
+            return usageError;
+        }
+    }
+    const UserFolders folders(environment);
 
     // A screenshot needs no display.
     if (options->screenshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
@@ -277,7 +273,7 @@ int main(int argc, char* argv[]) {
     QApplication::setQuitOnLastWindowClosed(false);
     qCInfo(appLog).noquote() << "platform" << QGuiApplication::platformName();
     if (!options->previewTarget && !options->screenshot)
-        return runLive(app);
+        return runLive(app, folders);
 
     WidgetFeed feed;
     WidgetModel model;
@@ -295,7 +291,7 @@ int main(int argc, char* argv[]) {
         return WindowServerGlass{compositor.compositing(), compositor.blur()};
     };
     std::unique_ptr<DesignPreview> preview;
-    std::unique_ptr<LiveSessions> live;
+    std::unique_ptr<LiveFeed> live;
     std::function<void()> applyLook;
     if (options->previewTarget) {
         preview = std::make_unique<DesignPreview>(*options->previewTarget, feed);
@@ -308,7 +304,7 @@ int main(int argc, char* argv[]) {
                 previewBlur);
         };
     } else {
-        live = std::make_unique<LiveSessions>(processEnvironment(), feed);
+        live = std::make_unique<LiveFeed>(folders, feed);
         AppSettings* settings = &live->settings();
         applyLook = [&, settings] {
             controller.setLook(widgetLook(desktop.current(), *settings, server()),

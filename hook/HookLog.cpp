@@ -1,7 +1,8 @@
 #include "hook/HookLog.h"
 
+#include "core/DataPaths.h"
 #include "base/FileSystem.h"
-#include "core/SessionCoding.h"
+#include "core/HookLogLine.h"
 
 #include <cstdio>
 #include <fcntl.h>
@@ -23,14 +24,8 @@ void append(const std::filesystem::path& root, TimePoint now, std::string_view m
     try {
         std::error_code ignored;
         FileSystem::createPrivateDirectories(root, ignored);
-        const std::filesystem::path log = root / "hook.log";
-        std::string line = SessionCoding::formatDate(now);
-        line += ' ';
-        for (char c : message.substr(0, maxMessage))
-            line += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-        if (message.size() > maxMessage)
-            line += "...";
-        line += '\n';
+        const std::filesystem::path log = DataPaths::hookLog(root);
+        const std::string line = HookLogLine::format(now, message);
 
         FileDescriptor fd = openLog(log);
         if (!fd.isOpen())

@@ -17,6 +17,10 @@ std::optional<std::string> preferredPlatform(const Environment& environment);
 // object exists. Does nothing on macOS.
 void preferXcbOnWayland();
 
+// Whether the window server tells the app's shaped window, by itself, when the pointer enters it,
+// so that the pointer poll may rest while the pointer is away. Asks the running application.
+bool reportsPointerEntry();
+
 // The screen number of an X display name (":0" 0, ":1.2" 2, "host:0.1" 1).
 int x11ScreenNumber(std::string_view display);
 

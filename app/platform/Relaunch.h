@@ -1,28 +1,19 @@
 #pragma once
 
+#include "app/platform/Command.h"
+
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
 
-namespace ostrelvan {
-
-// A process to start: the program and its arguments, without a shell in between.
-struct LaunchCommand {
-    std::string program;
-    std::vector<std::string> arguments;
-    bool operator==(const LaunchCommand&) const = default;
-};
-
-namespace Relaunch {
+namespace ostrelvan::Relaunch {
 
 // A shell that waits until process `pid` has gone, polling every 0.2 s, and then starts the app
 // again: on macOS it opens the bundle around `executable`; on Linux it runs `executable` with
 // `arguments` (the original ones, program name excluded). Waiting first means the new instance
 // never overlaps the old one.
-LaunchCommand command(std::int64_t pid, const std::filesystem::path& executable,
-                      const std::vector<std::string>& arguments);
+Command command(std::int64_t pid, const std::filesystem::path& executable,
+                const std::vector<std::string>& arguments);
 
-} // namespace Relaunch
-
-} // namespace ostrelvan
+} // namespace ostrelvan::Relaunch

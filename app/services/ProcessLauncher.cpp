@@ -20,19 +20,33 @@ void prepare(QProcess& process, const Command& command) {
         arguments.push_back(QString::fromStdString(*word));
     process.setArguments(arguments);
     process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
 }
 
 } // namespace
 
-bool ProcessLauncher::start(const Command& command) {
-    if (command.empty())
+bool ProcessLauncher::startDetached(const Command& command, Output output, std::string& error) {
+    if (command.empty()) {
+        error = "no program given";
         return false;
+    }
     QProcess process;
     prepare(process, command);
-    process.setStandardOutputFile(QProcess::nullDevice());
+    if (output == Output::discarded) {
+        process.setStandardOutputFile(QProcess::nullDevice());
+        process.setStandardErrorFile(QProcess::nullDevice());
+    }
     if (!process.startDetached()) {
-        qCWarning(uiLog, "cannot start %s", command.front().c_str());
+        error = process.errorString().toStdString();
+        return false;
+    }
+    return true;
+}
+
+bool ProcessLauncher::start(const Command& command) {
+    std::string error;
+    if (!startDetached(command, Output::discarded, error)) {
+        if (!command.empty())
+            qCWarning(uiLog, "cannot start %s", command.front().c_str());
         return false;
     }
     return true;
@@ -45,6 +59,7 @@ void ProcessLauncher::run(const Command& command, Finished finished) {
     }
     auto* process = new QProcess(this);
     prepare(*process, command);
+    process->setStandardErrorFile(QProcess::nullDevice());
     // Whichever comes first, the exit or the failure to start, reports; the other is ignored.
     auto report = std::make_shared<Finished>(std::move(finished));
     const auto once = [report](const Result& result) {

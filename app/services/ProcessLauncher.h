@@ -3,6 +3,7 @@
 #include "app/services/Launcher.h"
 
 #include <QObject>
+#include <string>
 
 namespace ostrelvan {
 
@@ -14,7 +15,13 @@ public:
     // A program run to its end is stopped after this long.
     static constexpr std::chrono::seconds runLimit{10};
 
+    // Where a detached program's standard output and error go.
+    enum class Output { discarded, inherited };
+
     using QObject::QObject;
+
+    // Starts a program that may outlive this process; false with the reason in `error`.
+    static bool startDetached(const Command& command, Output output, std::string& error);
 
     bool start(const Command& command) override;
     void run(const Command& command, Finished finished) override;

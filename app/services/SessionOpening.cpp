@@ -51,7 +51,22 @@ SessionOpening::Machine SessionOpening::Machine::live(const std::filesystem::pat
         },
         WindowActivation::activate,
         FileManager::showItem,
+        Workspace::openURL,
+        Workspace::openFolder,
+        Workspace::activateApplication,
+        Workspace::findsTerminalWindows(),
     };
+}
+
+std::optional<TmuxPane> SessionOpening::Machine::tmuxPane(std::int32_t pid) const {
+    if (environment)
+        if (const auto variables = environment(pid))
+            if (auto pane = TmuxPane::fromEnvironment(*variables))
+                return pane;
+    if (registryTmux)
+        if (const auto field = registryTmux(pid))
+            return TmuxPane::fromRegistry(*field);
+    return std::nullopt;
 }
 
 SessionOpening::SessionOpening(Launcher& launcher, Machine machine)
@@ -70,7 +85,7 @@ void SessionOpening::open(const SessionState& session, std::optional<std::uint32
         // The link carries the id only, not the record, which may be gone by then.
         launcher_.after(SessionOpener::sessionLinkDelay,
                         [this, url = SessionOpener::sessionURL(session.sessionId), done] {
-                            launcher_.start(Workspace::openURL(url));
+                            launcher_.start(machine_.openURL(url));
                             done();
                         });
         return;
@@ -82,7 +97,7 @@ void SessionOpening::open(const SessionState& session, std::optional<std::uint32
     case SessionOpener::ActionKind::revealInFinder:
         break;
     }
-    if (session.host != SessionHost::terminal || !Workspace::findsTerminalWindows()) {
+    if (session.host != SessionHost::terminal || !machine_.findsTerminalWindows) {
         bringForward(action, folder, userTime, std::move(done));
         return;
     }
@@ -102,7 +117,7 @@ void SessionOpening::showInFileManager(const std::string& folder,
         folder, userTime, [this, folder, done = std::move(done)](bool shown) {
             if (!shown) {
                 qCInfo(uiLog, "no file manager answered over D-Bus; opening %s", folder.c_str());
-                launcher_.start(Workspace::openFolder(folder));
+                launcher_.start(machine_.openFolder(folder));
             }
             if (done)
                 done();
@@ -126,12 +141,7 @@ void SessionOpening::goToTerminal(const SessionState& session,
         return;
     }
     const std::int32_t pid = *session.pid;
-    std::optional<TmuxPane> pane;
-    if (const auto environment = machine_.environment(pid))
-        pane = TmuxPane::fromEnvironment(*environment);
-    if (!pane)
-        if (const auto field = machine_.registryTmux(pid))
-            pane = TmuxPane::fromRegistry(*field);
+    const auto pane = machine_.tmuxPane(pid);
     if (!pane) {
         then(activateWindowOf(pid, userTime));
         return;
@@ -168,7 +178,7 @@ bool SessionOpening::activateWindowOf(std::int32_t pid, std::optional<std::uint3
 void SessionOpening::bringForward(const SessionOpener::Action& action, const std::string& folder,
                                   std::optional<std::uint32_t> userTime, Done done) {
     const auto activate = action.kind == SessionOpener::ActionKind::activateApplication
-                              ? Workspace::activateApplication(action.bundleId)
+                              ? machine_.activateApplication(action.bundleId)
                               : std::nullopt;
     if (!activate) {
         showInFileManager(folder, userTime, std::move(done));

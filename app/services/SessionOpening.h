@@ -6,6 +6,7 @@
 #include "app/services/Launcher.h"
 #include "app/services/SessionOpener.h"
 #include "core/SessionState.h"
+#include "app/services/TmuxPane.h"
 #include "app/platform/WindowActivation.h"
 
 #include <cstdint>
@@ -39,6 +40,16 @@ public:
         std::function<void(const std::string& folder, std::optional<std::uint32_t> userTime,
                            std::function<void(bool shown)> done)>
             showInFileManager;
+        // The desktop's own ways to open things (see Workspace).
+        std::function<Command(const std::string& url)> openURL;
+        std::function<Command(const std::string& folder)> openFolder;
+        std::function<std::optional<Command>(const std::string& bundleId)> activateApplication;
+        // Whether a terminal session is sought through its process tree, its tmux pane and the
+        // window system before anything else.
+        bool findsTerminalWindows = false;
+
+        // The pane from the agent's own environment, else from Claude Code's record of it.
+        std::optional<TmuxPane> tmuxPane(std::int32_t pid) const;
 
         // This machine, with Claude Code's configuration folder `claudeConfig`.
         static Machine live(const std::filesystem::path& claudeConfig,

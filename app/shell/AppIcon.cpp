@@ -1,5 +1,7 @@
 #include "app/shell/AppIcon.h"
 
+#include "app/widget/BrandColor.h"
+
 #include <QGuiApplication>
 #include <QLinearGradient>
 #include <QPainter>
@@ -15,6 +17,7 @@ QImage image(int size) {
     // The SVG's 128-unit canvas.
     painter.scale(size / 128.0, size / 128.0);
 
+    // A lighter and a darker shade of the brand's tide, lit from above.
     QLinearGradient tide(0, 8, 0, 120);
     tide.setColorAt(0, QColor(0x3a, 0xa8, 0x9f));
     tide.setColorAt(1, QColor(0x1f, 0x61, 0x5c));
@@ -30,7 +33,7 @@ QImage image(int size) {
 
     QRadialGradient lamp(QPointF(48 + 32 * 0.4, 48 + 32 * 0.35), 32 * 0.75);
     lamp.setColorAt(0, QColor(0xff, 0xe0, 0xbd));
-    lamp.setColorAt(0.5, QColor(0xff, 0x9f, 0x43));
+    lamp.setColorAt(0.5, BrandColor::attention());
     lamp.setColorAt(1, QColor(0xd0, 0x69, 0x1a));
     painter.setPen(Qt::NoPen);
     painter.setBrush(lamp);

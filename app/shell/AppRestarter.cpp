@@ -1,8 +1,7 @@
 #include "app/shell/AppRestarter.h"
 
 #include "app/services/Log.h"
-
-#include <QProcess>
+#include "app/services/ProcessLauncher.h"
 
 namespace ostrelvan {
 
@@ -10,7 +9,7 @@ AppRestarter::AppRestarter(Launcher launch, std::function<void()> quit, Process 
     : launch_(std::move(launch)), quit_(std::move(quit)), self_(std::move(self)) {}
 
 bool AppRestarter::restart() {
-    const LaunchCommand command = Relaunch::command(self_.pid, self_.executable, self_.arguments);
+    const Command command = Relaunch::command(self_.pid, self_.executable, self_.arguments);
     std::string error;
     if (!launch_(command, error)) {
         qCWarning(appLog, "restart failed: %s", error.c_str());
@@ -22,20 +21,8 @@ bool AppRestarter::restart() {
 }
 
 AppRestarter::Launcher AppRestarter::detachedLauncher() {
-    return [](const LaunchCommand& command, std::string& error) {
-        QProcess process;
-        process.setProgram(QString::fromStdString(command.program));
-        QStringList arguments;
-        for (const auto& argument : command.arguments) {
-            arguments << QString::fromStdString(argument);
-        }
-        process.setArguments(arguments);
-        process.setStandardInputFile(QProcess::nullDevice());
-        if (!process.startDetached()) {
-            error = process.errorString().toStdString();
-            return false;
-        }
-        return true;
+    return [](const Command& command, std::string& error) {
+        return ProcessLauncher::startDetached(command, ProcessLauncher::Output::inherited, error);
     };
 }
 

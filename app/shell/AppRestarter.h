@@ -15,7 +15,7 @@ namespace ostrelvan {
 class AppRestarter {
 public:
     // Starts a detached process; on failure returns false with `error` set.
-    using Launcher = std::function<bool(const LaunchCommand& command, std::string& error)>;
+    using Launcher = std::function<bool(const Command& command, std::string& error)>;
 
     struct Process {
         std::filesystem::path executable;
@@ -29,7 +29,8 @@ public:
     // app keeps running. True when it quits.
     bool restart();
 
-    // QProcess's detached start: the shell outlives this process.
+    // ProcessLauncher's detached start, with this app's output: the shell outlives this process,
+    // and the new app writes where this one did.
     static Launcher detachedLauncher();
 
 private:

@@ -5,16 +5,13 @@
 #include "app/platform/SystemSound.h"
 
 #include <QCoreApplication>
-#include <QDir>
 
 namespace ostrelvan {
 
-AppServices AppServices::live() {
+AppServices AppServices::live(const UserFolders& folders) {
     AppServices services;
-    services.environment = processEnvironment();
-    const auto home = nonEmpty(services.environment, "HOME");
-    services.home =
-        home ? std::filesystem::path(*home) : std::filesystem::path(QDir::homePath().toStdString());
+    services.environment = folders.environment();
+    services.home = folders.home();
     services.process.executable = QCoreApplication::applicationFilePath().toStdString();
     const QStringList arguments = QCoreApplication::arguments();
     for (qsizetype i = 1; i < arguments.size(); ++i) {

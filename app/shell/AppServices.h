@@ -5,6 +5,7 @@
 #include "app/platform/BundleInfo.h"
 #include "base/Environment.h"
 #include "app/shell/SoundPlayer.h"
+#include "app/store/UserFolders.h"
 #include "app/widget/WidgetHost.h"
 
 #include <cstdint>
@@ -36,7 +37,7 @@ struct AppServices {
     std::function<void(const std::string& target)> showDesignPreview;
 
     // Needs the application object.
-    static AppServices live();
+    static AppServices live(const UserFolders& folders);
 };
 
 } // namespace ostrelvan

@@ -6,9 +6,9 @@
 #include "app/integration/HelperInstaller.h"
 #include "app/integration/HookInstaller.h"
 #include "app/platform/LaunchAtLogin.h"
+#include "app/store/LiveSessionStore.h"
 #include "app/services/Log.h"
 #include "app/shell/MenuBarMenu.h"
-#include "base/ProcessTable.h"
 #include "app/shell/SettingsWindowController.h"
 
 #include <QPointer>
@@ -17,17 +17,9 @@ namespace ostrelvan {
 
 namespace {
 
-// Hook commands run from whatever folder Claude Code is in, so the helper path must be absolute.
-std::filesystem::path absolutePath(const std::filesystem::path& path) {
-    std::error_code ignored;
-    std::filesystem::path result = std::filesystem::absolute(path, ignored);
-    return (result.empty() ? path : result).lexically_normal();
-}
-
 // The same files `ostrelvan connect` works on.
-HookPaths hookPathsOf(const AppServices& services) {
-    return {ClaudeRegistry::configDirectory(services.home, services.environment) / "settings.json",
-            absolutePath(DataPaths::helper(services.environment)), services.bundledHelper};
+HookPaths hookPathsOf(const UserFolders& folders, const AppServices& services) {
+    return {folders.claudeSettings(), folders.helper(), services.bundledHelper};
 }
 
 bool readLaunchAtLogin(const AppServices& services) {
@@ -37,31 +29,26 @@ bool readLaunchAtLogin(const AppServices& services) {
 } // namespace
 
 AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices services, QObject* parent)
-    : QObject(parent), services_(std::move(services)), launchAtLogin_(readLaunchAtLogin(services_)),
+    : QObject(parent), services_(std::move(services)),
+      folders_(services_.environment, services_.home), launchAtLogin_(readLaunchAtLogin(services_)),
       sounds_(services_.soundClock,
               [this](SoundPlayer::Cue cue) {
                   if (services_.playSound) {
                       services_.playSound(cue);
                   }
               }),
-      hookPaths_(hookPathsOf(services_)), mode_(std::move(mode)), settings_(defaults),
+      hookPaths_(hookPathsOf(folders_, services_)), mode_(std::move(mode)), settings_(defaults),
       acknowledged_(defaults),
-      store_(SessionFileStore(DataPaths::sessions(services_.environment)), acknowledged_,
-             ProcessTable::isAlive, wallClockNow,
-             ClaudeRegistry::ownFolders(services_.home, services_.environment),
-             mode_.kind == LaunchMode::Kind::normal
-                 ? ClaudeSystem::live(services_.home, services_.environment)
-                 : ClaudeSystem::none(),
-             [this] { return seconds(settings_.reviewFade()); }),
-      requests_(DataPaths::permissionSocket(DataPaths::root(services_.environment)),
-                [sessions = ClaudeRegistry::sessionsDirectory(
-                     ClaudeRegistry::configDirectory(services_.home, services_.environment))] {
-                    return ClaudeRegistry::load(sessions);
-                }),
+      store_(LiveSessionStore::make(folders_, acknowledged_,
+                                    mode_.kind == LaunchMode::Kind::normal ? folders_.liveSystem()
+                                                                           : ClaudeSystem::none(),
+                                    [this] { return seconds(settings_.reviewFade()); })),
+      requests_(DataPaths::permissionSocket(folders_.dataRoot()),
+                [sessions = folders_.claudeRegistry()] { return ClaudeRegistry::load(sessions); }),
       updater_(services_.bundleInfo, mode_.kind == LaunchMode::Kind::normal,
                services_.makeUpdateService),
       restarter_(
-          [this](const LaunchCommand& command, std::string& error) {
+          [this](const Command& command, std::string& error) {
               if (!services_.launchProcess) {
                   error = "this build cannot start processes";
                   return false;
@@ -113,7 +100,7 @@ void AppState::startAnswering() {
     const auto follow = [this] {
         // The socket lives in the data root, which only this user may enter.
         std::error_code ignored;
-        FileSystem::createPrivateDirectories(DataPaths::root(services_.environment), ignored);
+        FileSystem::createPrivateDirectories(folders_.dataRoot(), ignored);
         requests_.setEnabled(settings_.answersRequests());
     };
     connect(&settings_, &AppSettings::changed, &requests_, follow);

@@ -13,6 +13,7 @@
 #include "app/services/PermissionRequests.h"
 #include "app/store/SessionStore.h"
 #include "app/shell/SoundPlayer.h"
+#include "app/store/UserFolders.h"
 #include "app/widget/WidgetHost.h"
 
 #include <QObject>
@@ -85,6 +86,7 @@ private:
     void startAnswering();
 
     AppServices services_;
+    UserFolders folders_;
     std::optional<std::string> hookError_;
     bool launchAtLogin_ = false;
     SoundPlayer sounds_;

@@ -25,10 +25,10 @@ std::vector<std::string> argumentsOf(const QApplication& application) {
 
 } // namespace
 
-int runDesktopApp(QApplication& application, DesktopParts parts) {
+int runDesktopApp(QApplication& application, const UserFolders& folders, DesktopParts parts) {
     // The app lives in the tray: closing the settings window must not end it.
     QApplication::setQuitOnLastWindowClosed(false);
-    AppServices services = AppServices::live();
+    AppServices services = AppServices::live(folders);
     const LaunchMode mode = LaunchMode::current(argumentsOf(application), services.environment);
 
     SingleInstance instance(SingleInstance::socketPath(services.environment));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/store/UserFolders.h"
 #include "app/widget/WidgetHost.h"
 
 #include <cstdint>
@@ -23,7 +24,8 @@ struct DesktopParts {
 // Runs the app in the application object that main() made, and returns main's exit status:
 // 0 at once when another instance for this user and data folder is running (it is asked to
 // show its panel). Otherwise: the user's settings, the application state, the tray item
-// and start-up as the launch mode says, then the event loop.
-int runDesktopApp(QApplication& application, DesktopParts parts);
+// and start-up as the launch mode says, then the event loop. `folders` are this user's, as
+// UserFolders::settle() accepted them.
+int runDesktopApp(QApplication& application, const UserFolders& folders, DesktopParts parts);
 
 } // namespace ostrelvan

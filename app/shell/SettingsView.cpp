@@ -95,7 +95,13 @@ QString SettingsView::tintText(double tint) {
 void SettingsView::build() {
     setFixedWidth(formWidth);
     auto* layout = new QVBoxLayout(this);
+    layout->addWidget(lampsGroup());
+    layout->addWidget(requestsGroup());
+    layout->addWidget(glassGroup());
+    layout->addStretch(1);
+}
 
+QGroupBox* SettingsView::lampsGroup() {
     auto* lamps = new QGroupBox(QStringLiteral("Lamps"), this);
     auto* lampsLayout = new QGridLayout(lamps);
     reviewFade_ = new QComboBox(lamps);
@@ -119,8 +125,10 @@ void SettingsView::build() {
             reviewFadeChanged_();
         }
     });
-    layout->addWidget(lamps);
+    return lamps;
+}
 
+QGroupBox* SettingsView::requestsGroup() {
     auto* requests = new QGroupBox(QStringLiteral("Permission Requests"), this);
     auto* requestsLayout = new QVBoxLayout(requests);
     answersRequests_ =
@@ -134,55 +142,17 @@ void SettingsView::build() {
                                        "in a notification. Off, Claude Code asks only in its "
                                        "terminal.",
                                        requests));
-    layout->addWidget(requests);
+    return requests;
+}
 
+QGroupBox* SettingsView::glassGroup() {
     auto* glass = new QGroupBox(QStringLiteral("Glass"), this);
     auto* glassLayout = new QGridLayout(glass);
     glassLayout->setColumnStretch(1, 1);
-
-    auto* segments = new QWidget(glass);
-    auto* segmentsLayout = new QHBoxLayout(segments);
-    segmentsLayout->setContentsMargins(0, 0, 0, 0);
-    segmentsLayout->setSpacing(0);
-    appearance_ = new QButtonGroup(this);
-    appearance_->setExclusive(true);
-    for (const auto& [value, text] : appearanceChoices) {
-        auto* button = new QPushButton(QString::fromUtf8(text), segments);
-        button->setCheckable(true);
-        button->setObjectName(QStringLiteral("appearance.") +
-                              QString::fromUtf8(toString(value).data()));
-        appearance_->addButton(button, int(value));
-        segmentsLayout->addWidget(button);
-    }
-    connect(appearance_, &QButtonGroup::idClicked, this,
-            [this](int id) { settings_.setGlassAppearance(GlassAppearance(id)); });
+    auto* segments = appearanceSegments(glass);
     glassLayout->addWidget(rowLabel("Appearance", segments, glass), 0, 0);
     glassLayout->addWidget(segments, 0, 1, 1, 2);
-
-    blur_ = new QSlider(Qt::Horizontal, glass);
-    blur_->setObjectName(QStringLiteral("blur"));
-    blur_->setRange(0, blurMaximum);
-    blurValue_ = valueLabel("blurValue", glass);
-    connect(blur_, &QSlider::valueChanged, this,
-            [this](int value) { settings_.setGlassBlur(value); });
-    glassLayout->addWidget(rowLabel("Blur", blur_, glass), 1, 0);
-    glassLayout->addWidget(blur_, 1, 1);
-    glassLayout->addWidget(blurValue_, 1, 2);
-    blurNote_ = helpText("This desktop does not blur what lies behind windows, so the glass is "
-                         "drawn nearly solid to keep the list readable. Tint sets how solid.",
-                         glass);
-    blurNote_->setObjectName(QStringLiteral("blurNote"));
-    glassLayout->addWidget(blurNote_, 2, 1, 1, 2);
-
-    tint_ = new QSlider(Qt::Horizontal, glass);
-    tint_->setObjectName(QStringLiteral("tint"));
-    tint_->setRange(0, tintMaximum);
-    tintValue_ = valueLabel("tintValue", glass);
-    connect(tint_, &QSlider::valueChanged, this,
-            [this](int value) { settings_.setGlassTint(value / 100.0); });
-    glassLayout->addWidget(rowLabel("Tint", tint_, glass), 3, 0);
-    glassLayout->addWidget(tint_, 3, 1);
-    glassLayout->addWidget(tintValue_, 3, 2);
+    addSliders(*glassLayout, glass);
 
     textContrast_ = new QCheckBox(QStringLiteral("Text contrast"), glass);
     textContrast_->setObjectName(QStringLiteral("textContrast"));
@@ -200,8 +170,56 @@ void SettingsView::build() {
     reset->setObjectName(QStringLiteral("resetGlass"));
     connect(reset, &QPushButton::clicked, this, [this] { settings_.resetGlass(); });
     glassLayout->addWidget(reset, 6, 0, 1, 3, Qt::AlignLeft);
-    layout->addWidget(glass);
-    layout->addStretch(1);
+    return glass;
+}
+
+// System, light and dark as one row of joined buttons.
+QWidget* SettingsView::appearanceSegments(QWidget* glass) {
+    auto* segments = new QWidget(glass);
+    auto* segmentsLayout = new QHBoxLayout(segments);
+    segmentsLayout->setContentsMargins(0, 0, 0, 0);
+    segmentsLayout->setSpacing(0);
+    appearance_ = new QButtonGroup(this);
+    appearance_->setExclusive(true);
+    for (const auto& [value, text] : appearanceChoices) {
+        auto* button = new QPushButton(QString::fromUtf8(text), segments);
+        button->setCheckable(true);
+        button->setObjectName(QStringLiteral("appearance.") +
+                              QString::fromUtf8(toString(value).data()));
+        appearance_->addButton(button, int(value));
+        segmentsLayout->addWidget(button);
+    }
+    connect(appearance_, &QButtonGroup::idClicked, this,
+            [this](int id) { settings_.setGlassAppearance(GlassAppearance(id)); });
+    return segments;
+}
+
+// The blur and tint rows: a slider and its value each.
+void SettingsView::addSliders(QGridLayout& glassLayout, QWidget* glass) {
+    blur_ = new QSlider(Qt::Horizontal, glass);
+    blur_->setObjectName(QStringLiteral("blur"));
+    blur_->setRange(0, blurMaximum);
+    blurValue_ = valueLabel("blurValue", glass);
+    connect(blur_, &QSlider::valueChanged, this,
+            [this](int value) { settings_.setGlassBlur(value); });
+    glassLayout.addWidget(rowLabel("Blur", blur_, glass), 1, 0);
+    glassLayout.addWidget(blur_, 1, 1);
+    glassLayout.addWidget(blurValue_, 1, 2);
+    blurNote_ = helpText("This desktop does not blur what lies behind windows, so the glass is "
+                         "drawn nearly solid to keep the list readable. Tint sets how solid.",
+                         glass);
+    blurNote_->setObjectName(QStringLiteral("blurNote"));
+    glassLayout.addWidget(blurNote_, 2, 1, 1, 2);
+
+    tint_ = new QSlider(Qt::Horizontal, glass);
+    tint_->setObjectName(QStringLiteral("tint"));
+    tint_->setRange(0, tintMaximum);
+    tintValue_ = valueLabel("tintValue", glass);
+    connect(tint_, &QSlider::valueChanged, this,
+            [this](int value) { settings_.setGlassTint(value / 100.0); });
+    glassLayout.addWidget(rowLabel("Tint", tint_, glass), 3, 0);
+    glassLayout.addWidget(tint_, 3, 1);
+    glassLayout.addWidget(tintValue_, 3, 2);
 }
 
 // Controls follow the settings without writing them back: only the user's own moves write.

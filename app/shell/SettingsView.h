@@ -9,6 +9,8 @@
 class QButtonGroup;
 class QCheckBox;
 class QComboBox;
+class QGridLayout;
+class QGroupBox;
 class QLabel;
 class QSlider;
 
@@ -38,6 +40,11 @@ public:
 
 private:
     void build();
+    QGroupBox* lampsGroup();
+    QGroupBox* requestsGroup();
+    QGroupBox* glassGroup();
+    QWidget* appearanceSegments(QWidget* glass);
+    void addSliders(QGridLayout& glassLayout, QWidget* glass);
     void refresh();
 
     AppSettings& settings_;

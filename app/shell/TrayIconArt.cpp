@@ -1,5 +1,7 @@
 #include "app/shell/TrayIconArt.h"
 
+#include "app/widget/BrandColor.h"
+
 #include <QPainter>
 #include <QPainterPath>
 
@@ -7,9 +9,8 @@ namespace ostrelvan::TrayIconArt {
 
 namespace {
 
-// BrandColor.tide: a coloured disk stands out on light and dark panels alike, and the white glyph
-// on it keeps its contrast whatever is behind.
-const QColor tide{47, 143, 136};
+// A disk in the brand colour stands out on light and dark panels alike, and the white glyph on it
+// keeps its contrast whatever is behind.
 const QColor glyph{250, 250, 250};
 
 void drawGlyph(QPainter& painter, double size, const QColor& colour) {
@@ -25,7 +26,7 @@ void drawGlyph(QPainter& painter, double size, const QColor& colour) {
 
 void drawDisk(QPainter& painter, double size) {
     painter.setPen(Qt::NoPen);
-    painter.setBrush(tide);
+    painter.setBrush(BrandColor::tide());
     painter.drawEllipse(QPointF(size / 2, size / 2), size * 0.48, size * 0.48);
 }
 
@@ -36,7 +37,7 @@ void drawAttentionDot(QPainter& painter, double size) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(glyph);
     painter.drawEllipse(centre, radius + edge, radius + edge);
-    painter.setBrush(attention);
+    painter.setBrush(BrandColor::attention());
     painter.drawEllipse(centre, radius, radius);
 }
 

@@ -12,9 +12,6 @@ namespace ostrelvan {
 // the user, an orange dot sits in its corner.
 namespace TrayIconArt {
 
-// The lamps' attention colour.
-inline const QColor attention{255, 159, 67};
-
 enum class Style { contrasted, templateImage };
 
 QImage image(int size, bool needsAttention, Style style);

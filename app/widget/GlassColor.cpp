@@ -1,5 +1,7 @@
 #include "app/widget/GlassColor.h"
 
+#include "app/widget/BrandColor.h"
+
 #include <algorithm>
 
 namespace ostrelvan::GlassColor {
@@ -8,7 +10,7 @@ QColor success() {
     return QColor(76, 214, 138);
 }
 QColor attention() {
-    return QColor(255, 159, 67);
+    return BrandColor::attention();
 }
 QColor attentionText(bool dark) {
     return dark ? QColor::fromRgbF(1.0f, 0.62f, 0.26f) : QColor::fromRgbF(0.68f, 0.29f, 0.0f);

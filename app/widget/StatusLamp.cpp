@@ -1,39 +1,16 @@
 #include "app/widget/StatusLamp.h"
 
-#include "app/widget/GlassColor.h"
 #include "app/widget/LampAnimator.h"
+#include "app/widget/LampGlow.h"
 #include "app/widget/Motion.h"
 
 #include <QPainter>
 #include <QRadialGradient>
 #include <algorithm>
 #include <cmath>
-#include <deque>
 #include <vector>
 
 namespace ostrelvan {
-
-bool StatusPalette::glows(std::optional<SessionStatus> status) {
-    return status && *status != SessionStatus::idle;
-}
-
-QColor StatusPalette::color(std::optional<SessionStatus> status) {
-    if (!status) {
-        QColor placeholder = GlassColor::idleLamp();
-        placeholder.setAlphaF(0.6f);
-        return placeholder;
-    }
-    switch (*status) {
-    case SessionStatus::working:
-        return GlassColor::success();
-    case SessionStatus::needsApproval:
-    case SessionStatus::awaitingReview:
-        return GlassColor::attention();
-    case SessionStatus::idle:
-        break;
-    }
-    return GlassColor::idleLamp();
-}
 
 namespace {
 
@@ -46,82 +23,8 @@ double hoverSettlingTime() {
     return time;
 }
 
-QColor glowColor(std::optional<SessionStatus> status) {
-    QColor glow = StatusPalette::color(status);
-    glow.setAlphaF(StatusPalette::glows(status) ? float(StatusLamp::glowOpacity) : 0.0f);
-    return glow;
-}
-
-QColor mix(const QColor& from, const QColor& to, double t) {
-    const auto lerp = [t](float a, float b) { return float(a + (b - a) * t); };
-    return QColor::fromRgbF(lerp(from.redF(), to.redF()), lerp(from.greenF(), to.greenF()),
-                            lerp(from.blueF(), to.blueF()), lerp(from.alphaF(), to.alphaF()));
-}
-
-// e^(−x) · I₀(x), the scaled modified Bessel function of the first kind, by its power series
-// (the arguments here stay small).
-double scaledBesselI0(double x) {
-    const double quarterSquare = x * x / 4;
-    double term = 1;
-    double sum = 1;
-    for (int k = 1; k < 200 && term > sum * 1e-12; ++k) {
-        term *= quarterSquare / (double(k) * k);
-        sum += term;
-    }
-    return sum * std::exp(-x);
-}
-
-// How much of a disc of `radius`, blurred by a Gaussian of deviation `sigma`, covers a point
-// `distance` from its centre: the disc's area weighted by the Gaussian, integrated over the
-// disc's radius with Simpson's rule.
-double blurredDisc(double radius, double sigma, double distance) {
-    constexpr int intervals = 40;
-    const double h = radius / intervals;
-    const double s2 = sigma * sigma;
-    const auto f = [&](double rho) {
-        const double dx = distance - rho;
-        return rho / s2 * std::exp(-dx * dx / (2 * s2)) * scaledBesselI0(distance * rho / s2);
-    };
-    double sum = f(0) + f(radius);
-    for (int i = 1; i < intervals; ++i)
-        sum += f(i * h) * (i % 2 ? 4 : 2);
-    return std::clamp(sum * h / 3, 0.0, 1.0);
-}
-
-// The glow's opacity profile out to `reach`, tapering to nothing over its last fifth so that
-// the widget's edge never cuts it visibly. A lamp at rest asks for the same profile every frame
-// of its ripple, so the last few are kept.
-const std::vector<double>& glowProfile(double sigma, double reach) {
-    constexpr int stops = 24;
-    struct Entry {
-        double sigma;
-        double reach;
-        std::vector<double> profile;
-    };
-    static std::deque<Entry> kept;
-    for (const Entry& entry : kept)
-        if (entry.sigma == sigma && entry.reach == reach)
-            return entry.profile;
-    std::vector<double> profile;
-    for (int i = 0; i <= stops; ++i) {
-        const double fraction = double(i) / stops;
-        constexpr double taperStart = 0.8;
-        double taper = 1;
-        if (fraction > taperStart) {
-            const double u = (fraction - taperStart) / (1 - taperStart);
-            taper = 1 - u * u * (3 - 2 * u);
-        }
-        profile.push_back(blurredDisc(StatusLamp::size / 2, sigma, fraction * reach) * taper);
-    }
-    constexpr std::size_t capacity = 16;
-    if (kept.size() == capacity)
-        kept.pop_back();
-    kept.push_front({sigma, reach, std::move(profile)});
-    return kept.front().profile;
-}
-
 QRadialGradient glowGradient(const QColor& color, double sigma, double reach) {
-    const std::vector<double>& profile = glowProfile(sigma, reach);
+    const std::vector<double>& profile = LampGlow::profile(StatusLamp::size / 2, sigma, reach);
     QRadialGradient gradient(QPointF(0, 0), reach);
     const double last = double(profile.size() - 1);
     for (std::size_t i = 0; i < profile.size(); ++i) {
@@ -283,13 +186,13 @@ double StatusLamp::popAt(double now, double* velocity) const {
 StatusLamp::Frame StatusLamp::frameAt(double now) const {
     Frame frame;
     frame.color = StatusPalette::color(status_);
-    frame.glow = glowColor(status_);
+    frame.glow = StatusPalette::glow(status_, glowOpacity);
     const double fade = (now - fadeStart_) / colorFadeDuration;
     if (fade < 1) {
         static const QEasingCurve curve = Motion::easeInOut();
         const double t = curve.valueForProgress(std::max(0.0, fade));
-        frame.color = mix(fadeFromColor_, frame.color, t);
-        frame.glow = mix(fadeFromGlow_, frame.glow, t);
+        frame.color = StatusPalette::mix(fadeFromColor_, frame.color, t);
+        frame.glow = StatusPalette::mix(fadeFromGlow_, frame.glow, t);
     }
 
     const double highlight = highlightAt(now);

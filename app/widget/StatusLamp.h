@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/SessionStatus.h"
+#include "app/widget/StatusPalette.h"
 #include "app/widget/WidgetLook.h"
 
 #include <QColor>
@@ -9,12 +10,6 @@
 #include <optional>
 
 namespace ostrelvan {
-
-namespace StatusPalette {
-// Working, waiting and review lamps glow; idle and placeholder lamps do not.
-bool glows(std::optional<SessionStatus> status);
-QColor color(std::optional<SessionStatus> status);
-} // namespace StatusPalette
 
 // One glossy status lamp. It is a small child widget of its own, so that an animating lamp
 // repaints only its own rectangle. It is transparent for the mouse: the column and the rows that

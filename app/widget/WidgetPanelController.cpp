@@ -1,5 +1,6 @@
 #include "app/widget/WidgetPanelController.h"
 
+#include "app/look/DisplayServer.h"
 #include "app/services/Log.h"
 #include "app/widget/WidgetGlass.h"
 #include "app/widget/WidgetPanel.h"
@@ -31,11 +32,6 @@ constexpr auto panelExitTime = 900ms;
 // Offscreen (tests, screenshots) there is no stacking and nothing to click through.
 bool isOffscreen() {
     return QGuiApplication::platformName() == QLatin1String("offscreen");
-}
-
-// Whether the server tells the shaped window when the pointer enters it.
-bool windowReportsEntry() {
-    return QGuiApplication::platformName() == QLatin1String("xcb");
 }
 
 } // namespace
@@ -206,12 +202,12 @@ void WidgetPanelController::pointerCrossed(PointerCrossing crossing) {
     apply();
 }
 
-// On X11 the window's shape is the hot area, so the server reports the pointer entering it (and
+// Where the window's shape is the hot area (X11), the server reports the pointer entering it (and
 // moving in it) by itself. While the pointer is away from a closed panel and no delay waits,
 // nothing can change until then, and the poll rests instead of asking the server where the
 // pointer is several times a second.
 void WidgetPanelController::updatePointerTask() {
-    const bool resting = windowReportsEntry() && !tracker_.isPointerInside() &&
+    const bool resting = DisplayServer::reportsPointerEntry() && !tracker_.isPointerInside() &&
                          !tracker_.isExpanded() && !tracker_.hoverTarget();
     if (!tracker_.watchesPointer() || resting)
         pointerTask_.stop();

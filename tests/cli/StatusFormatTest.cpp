@@ -2,6 +2,7 @@
 
 #include "cli/KeyDecoder.h"
 #include "cli/LiveFrame.h"
+#include "cli/StatusDocument.h"
 #include "cli/TerminalText.h"
 
 #include <QTest>
@@ -136,7 +137,7 @@ private slots:
         const std::vector<SessionGroup> groups{{"g", "a\nb", {session, session}}};
         for (const std::size_t width : {0u, 80u})
             QVERIFY(!hasControl(StatusFormat::human(groups, now, {false, width})));
-        const auto document = StatusFormat::json(groups, {}, {});
+        const auto document = StatusDocument::document(groups, {}, {});
         QVERIFY(document.find(R"(Fix\u001b]2;pwned\u0007 the\nbuild)") != std::string::npos);
     }
 

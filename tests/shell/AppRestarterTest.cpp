@@ -11,11 +11,11 @@ class AppRestarterTest : public QObject {
     Q_OBJECT
 private slots:
     void quitsOnlyWhenTheWaitingShellStarted() {
-        std::vector<LaunchCommand> launched;
+        std::vector<Command> launched;
         bool refuse = false;
         int quits = 0;
         AppRestarter restarter(
-            [&](const LaunchCommand& command, std::string& error) {
+            [&](const Command& command, std::string& error) {
                 launched.push_back(command);
                 error = "no processes today";
                 return !refuse;

@@ -24,9 +24,15 @@ int main(int argc, char* argv[]) {
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Ostrelvan"));
     QApplication::setOrganizationName(QStringLiteral("Ostrelvan"));
+    ostrelvan::Environment environment = ostrelvan::processEnvironment();
+    if (const auto refusal = ostrelvan::UserFolders::settle(environment)) {
+        qCritical("%s", refusal->c_str());
+        return 2;
+    }
     ostrelvan::DesktopParts parts;
     parts.makeWidget = [](const ostrelvan::WidgetContext&) {
         return std::make_unique<LoggingWidget>();
     };
-    return ostrelvan::runDesktopApp(application, std::move(parts));
+    return ostrelvan::runDesktopApp(application, ostrelvan::UserFolders(environment),
+                                    std::move(parts));
 }

@@ -103,6 +103,14 @@ struct FakeMachine {
                 log.push_back("show-items " + folder);
                 done(fileManager);
             },
+            [](const std::string& url) {
+                return Command{"open-url", url};
+            },
+            [](const std::string& folder) {
+                return Command{"open-folder", folder};
+            },
+            [](const std::string&) { return std::optional<Command>(); },
+            true,
         };
     }
 };
@@ -213,7 +221,7 @@ TEST(SessionOpening, PlainTerminalIsFoundByItsProcessesElseTheFolderIsShown) {
     auto noPid = terminalSession();
     noPid.pid.reset();
     const auto opened = open(noPid, machine);
-    EXPECT_EQ(opened.log, (Log{"show-items /w/app", "start xdg-open /w/app"}));
+    EXPECT_EQ(opened.log, (Log{"show-items /w/app", "start open-folder /w/app"}));
     EXPECT_EQ(opened.done, 1);
 }
 
@@ -225,7 +233,7 @@ TEST(SessionOpening, VSCodeOpensTheFolderThenTheSessionLink) {
     auto opened = open(vscodeSession(), machine);
     EXPECT_EQ(opened.log,
               (Log{"start /usr/bin/code /w/app", "after 400ms",
-                   "start xdg-open vscode://anthropic.claude-code/open?session=s%201"}));
+                   "start open-url vscode://anthropic.claude-code/open?session=s%201"}));
     EXPECT_EQ(opened.done, 1);
 
     // The folder could not be opened: logged, and the link still follows.
@@ -250,8 +258,8 @@ TEST(SessionOpening, ShowInFileManagerFallsBackToTheFolderHandler) {
         int done = 0;
         opening.showInFileManager("/w/a b", 5, [&] { ++done; });
         launcher.settle();
-        const Log expected =
-            answered ? Log{"show-items /w/a b"} : Log{"show-items /w/a b", "start xdg-open /w/a b"};
+        const Log expected = answered ? Log{"show-items /w/a b"}
+                                      : Log{"show-items /w/a b", "start open-folder /w/a b"};
         EXPECT_EQ(launcher.log, expected);
         EXPECT_EQ(done, 1);
     }

@@ -97,8 +97,9 @@ struct ShellMachine {
             events << (cue == SoundPlayer::Cue::approval ? QStringLiteral("sound approval")
                                                          : QStringLiteral("sound done"));
         };
-        services.launchProcess = [this](const LaunchCommand& command, std::string&) {
-            events << QStringLiteral("launched %1").arg(command.arguments.size());
+        services.launchProcess = [this](const Command& command, std::string&) {
+            // The arguments, as counted without the program.
+            events << QStringLiteral("launched %1").arg(command.size() - 1);
             return true;
         };
         services.quit = [this] { events << QStringLiteral("quit"); };

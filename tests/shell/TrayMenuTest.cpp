@@ -1,5 +1,6 @@
 #include "app/shell/AppIcon.h"
 #include "app/shell/AppState.h"
+#include "app/widget/BrandColor.h"
 #include "app/store/MemoryKeyValueStore.h"
 #include "app/shell/MenuBarMenu.h"
 #include "app/shell/SettingsWindowController.h"
@@ -215,7 +216,7 @@ private slots:
             QCOMPARE(count(calm, orange), 0);
             QVERIFY(count(waiting, orange) >= size * size / 20);
             QCOMPARE(waiting.pixelColor(size - size / 5 - 1, size / 5 + 1).rgb(),
-                     TrayIconArt::attention.rgb());
+                     BrandColor::attention().rgb());
             QCOMPARE(calm.pixelColor(0, size - 1).alpha(), 0);
         }
         const QImage mask = TrayIconArt::image(22, false, Style::templateImage);

@@ -720,6 +720,20 @@ TEST(DesktopCommandLine, HelpVersionBadArgumentsAndAnOffscreenScreenshot) {
         EXPECT_EQ(bad.err.rfind("ostrelvan-desktop: " + message + "\n", 0), 0u) << bad.err;
     }
 
+    // Live data comes only from folders that do not depend on where it was started, as for the
+    // command line.
+    for (const auto& [name, value] :
+         {std::pair<std::string, std::string>{"HOME", "home"}, {"CLAUDE_CONFIG_DIR", "~/claude"}}) {
+        Variables relative = environment;
+        relative["HOME"] = "/nonexistent";
+        relative[name] = value;
+        const Outcome refused = run({OSTRELVAN_DESKTOP, "--screenshot", "never.png"}, relative);
+        EXPECT_EQ(refused.code, 2) << refused.err;
+        EXPECT_EQ(refused.err.rfind("ostrelvan-desktop: " + name + " is \"" + value + "\", ", 0),
+                  0u)
+            << refused.err;
+    }
+
     // No display is needed for a screenshot; the preview target is case-blind.
     TempDir temp;
     const Path picture = temp / "widget.png";

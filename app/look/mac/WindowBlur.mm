@@ -20,7 +20,8 @@ using SetBackgroundBlurRadius = std::int32_t (*)(std::int32_t, std::int32_t, std
 bool set(int radius, QWindow& window, const QRegion&) {
     if (!window.handle())
         return false;
-    NSView* view = reinterpret_cast<NSView*>(window.winId());
+    // Qt's cocoa window id is the window's NSView, which Qt owns.
+    NSView* view = (__bridge NSView*)reinterpret_cast<void*>(window.winId());
     const NSInteger number = view.window.windowNumber;
     if (number < 1)
         return false;

@@ -1,11 +1,11 @@
 #include "app/platform/LaunchAtLogin.h"
 
 #include "base/FileSystem.h"
+#include "base/TemporaryFile.h"
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -118,21 +118,10 @@ void set(bool enabled, const Environment& environment, const fs::path& executabl
     if (error) {
         fail("cannot create", file->parent_path(), error.value());
     }
-    const fs::path temporary = file->string() + ".new";
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out << entry(executable);
-        out.flush();
-        if (!out) {
-            const int code = errno;
-            std::remove(temporary.c_str());
-            fail("cannot write", temporary, code);
-        }
-    }
-    if (std::rename(temporary.c_str(), file->c_str()) != 0) {
-        const int code = errno;
-        std::remove(temporary.c_str());
-        fail("cannot write", *file, code);
+    // Readers see the old entry or the new one, never half of it.
+    TemporaryFile temporary(file->string() + ".new", entry(executable), 0644, false);
+    if (!temporary.moveTo(*file)) {
+        fail("cannot write", *file, errno);
     }
 }
 
