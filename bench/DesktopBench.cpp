@@ -4,9 +4,9 @@
 // screen. The last is read from outside: the lamp's pixel is fetched from the X server every
 // millisecond. OSTRELVAN_BENCH_SECONDS shortens the CPU windows (20 s each by default).
 #include "ScreenPixels.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 #include "core/SessionFileStore.h"
 #include "core/SessionState.h"
-#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <algorithm>
 #include <cstdio>

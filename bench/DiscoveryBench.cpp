@@ -1,9 +1,9 @@
 // The title lookup must not grow with the transcript, and the registry is read and checked on
 // every reload of the store.
-#include "core/ClaudeRegistry.h"
 #include "app/discovery/ClaudeSystem.h"
-#include "base/ProcessTable.h"
 #include "app/discovery/TranscriptReader.h"
+#include "base/ProcessTable.h"
+#include "core/ClaudeRegistry.h"
 
 #include <benchmark/benchmark.h>
 #include <cstdlib>

@@ -1,15 +1,15 @@
 // A reload reads every session file, every registry record and one transcript per session, on
 // every hook burst and every 15 s. A lone hook event is published at once; a burst is coalesced
 // into a few reloads.
-#include "app/store/AcknowledgedStore.h"
-#include "core/ClaudeRegistry.h"
 #include "app/discovery/ClaudeSystem.h"
 #include "app/discovery/FileDecodeCache.h"
-#include "app/store/MemoryKeyValueStore.h"
-#include "base/ProcessTable.h"
-#include "core/SessionFileStore.h"
-#include "app/store/SessionStore.h"
 #include "app/discovery/Transcript.h"
+#include "app/store/AcknowledgedStore.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/store/SessionStore.h"
+#include "base/ProcessTable.h"
+#include "core/ClaudeRegistry.h"
+#include "core/SessionFileStore.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

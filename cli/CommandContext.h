@@ -1,9 +1,9 @@
 #pragma once
 
 #include "app/services/AppSettings.h"
+#include "app/store/UserFolders.h"
 #include "base/Environment.h"
 #include "core/SessionState.h"
-#include "app/store/UserFolders.h"
 
 #include <filesystem>
 #include <functional>

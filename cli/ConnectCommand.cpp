@@ -1,8 +1,8 @@
 #include "cli/ConnectCommand.h"
 
-#include "cli/FailureText.h"
 #include "app/integration/HelperInstaller.h"
 #include "app/integration/HookConnection.h"
+#include "cli/FailureText.h"
 
 #include <ostream>
 

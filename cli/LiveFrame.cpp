@@ -1,8 +1,8 @@
 #include "cli/LiveFrame.h"
 
-#include "core/DisplayRules.h"
 #include "cli/StatusFormat.h"
 #include "cli/TerminalText.h"
+#include "core/DisplayRules.h"
 
 #include <algorithm>
 #include <array>

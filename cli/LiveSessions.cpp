@@ -1,11 +1,11 @@
 #include "cli/LiveSessions.h"
 
+#include "app/store/LiveSessionStore.h"
 #include "cli/ConnectCommand.h"
+#include "cli/FailureText.h"
 #include "core/DataPaths.h"
 #include "core/DisplayRules.h"
-#include "cli/FailureText.h"
 #include "core/HookLogLine.h"
-#include "app/store/LiveSessionStore.h"
 
 #include <fstream>
 #include <set>

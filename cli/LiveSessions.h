@@ -1,11 +1,11 @@
 #pragma once
 
 #include "app/store/AcknowledgedStore.h"
-#include "core/ClaudeProcess.h"
-#include "cli/CommandContext.h"
 #include "app/store/KeyValueStore.h"
-#include "cli/Notices.h"
 #include "app/store/SessionStore.h"
+#include "cli/CommandContext.h"
+#include "cli/Notices.h"
+#include "core/ClaudeProcess.h"
 
 #include <memory>
 #include <vector>

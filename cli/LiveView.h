@@ -1,9 +1,9 @@
 #pragma once
 
 #include "app/store/DisplayedSession.h"
+#include "app/store/SessionStore.h"
 #include "cli/KeyDecoder.h"
 #include "cli/Notices.h"
-#include "app/store/SessionStore.h"
 #include "cli/Terminal.h"
 
 #include <QEventLoop>

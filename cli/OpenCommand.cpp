@@ -1,7 +1,7 @@
 #include "cli/OpenCommand.h"
 
-#include "cli/LiveSessions.h"
 #include "app/services/SessionOpening.h"
+#include "cli/LiveSessions.h"
 #include "cli/TerminalText.h"
 
 #include <QEventLoop>

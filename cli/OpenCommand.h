@@ -1,10 +1,10 @@
 #pragma once
 
+#include "app/services/SessionOpening.h"
 #include "app/store/AcknowledgedStore.h"
-#include "cli/CommandContext.h"
 #include "app/store/DisplayedSession.h"
 #include "app/store/KeyValueStore.h"
-#include "app/services/SessionOpening.h"
+#include "cli/CommandContext.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "cli/CommandContext.h"
 #include "app/store/KeyValueStore.h"
+#include "cli/CommandContext.h"
 
 #include <cstddef>
 

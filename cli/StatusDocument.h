@@ -1,7 +1,7 @@
 #pragma once
 
-#include "cli/Notices.h"
 #include "app/store/SessionGroup.h"
+#include "cli/Notices.h"
 #include "core/SessionState.h"
 
 #include <functional>

@@ -1,7 +1,7 @@
 #include "cli/StatusFormat.h"
 
-#include "core/DisplayRules.h"
 #include "cli/TerminalText.h"
+#include "core/DisplayRules.h"
 
 #include <algorithm>
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/store/DisplayedSession.h"
-#include "cli/Notices.h"
 #include "app/store/SessionGroup.h"
+#include "cli/Notices.h"
 #include "core/SessionStatus.h"
 #include "core/Time.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "cli/CommandContext.h"
-#include "app/store/KeyValueStore.h"
 #include "app/services/SessionOpening.h"
+#include "app/store/KeyValueStore.h"
+#include "cli/CommandContext.h"
 
 namespace ostrelvan::cli {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/ClaudeProcess.h"
 #include "base/Environment.h"
+#include "core/ClaudeProcess.h"
 
 #include <filesystem>
 #include <functional>

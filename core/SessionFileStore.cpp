@@ -1,10 +1,10 @@
 #include "core/SessionFileStore.h"
 
 #include "base/FileSystem.h"
+#include "base/TemporaryFile.h"
 #include "core/SessionCoding.h"
 #include "core/SessionFileStoreError.h"
 #include "core/SessionReducer.h"
-#include "base/TemporaryFile.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,8 +1,8 @@
 // Reading, installing and removing over arbitrary settings files and helper paths: nothing
 // crashes, installing is idempotent and detected, and removing an installation gives back what
 // removing alone gives, less the empty or malformed slots that the installation filled.
-#include "app/integration/HookInstaller.h"
 #include "TestSupport.h"
+#include "app/integration/HookInstaller.h"
 
 #include <cstdint>
 #include <cstdlib>

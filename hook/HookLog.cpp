@@ -1,7 +1,7 @@
 #include "hook/HookLog.h"
 
-#include "core/DataPaths.h"
 #include "base/FileSystem.h"
+#include "core/DataPaths.h"
 #include "core/HookLogLine.h"
 
 #include <cstdio>

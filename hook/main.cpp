@@ -3,14 +3,14 @@
 // standard output as a decision and exit status 2 as "block", so it always exits 0 and reports
 // failures only to <data root>/hook.log. The one exception is a permission request the desktop
 // app offers to the user: the user's decision there is printed.
-#include "hook/AgentProcess.h"
 #include "core/ApprovalDetail.h"
 #include "core/DataPaths.h"
 #include "core/HookEvent.h"
-#include "hook/HookLog.h"
 #include "core/HostDetector.h"
-#include "hook/PermissionWait.h"
 #include "core/SessionFileStore.h"
+#include "hook/AgentProcess.h"
+#include "hook/HookLog.h"
+#include "hook/PermissionWait.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,10 +1,10 @@
 #include "app/discovery/ClaudeSystem.h"
 
-#include "core/ClaudeRegistry.h"
 #include "app/discovery/FileDecodeCache.h"
+#include "app/discovery/TranscriptReader.h"
 #include "base/ProcessHandle.h"
 #include "base/ProcessTable.h"
-#include "app/discovery/TranscriptReader.h"
+#include "core/ClaudeRegistry.h"
 
 #include <memory>
 #include <unordered_map>

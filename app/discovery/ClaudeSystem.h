@@ -1,10 +1,10 @@
 #pragma once
 
-#include "core/ClaudeProcess.h"
+#include "app/discovery/TranscriptInfo.h"
 #include "base/Environment.h"
 #include "base/ProcessTable.h"
+#include "core/ClaudeProcess.h"
 #include "core/SessionState.h"
-#include "app/discovery/TranscriptInfo.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,8 +1,8 @@
 #include "app/discovery/TranscriptReader.h"
 
+#include "app/discovery/Transcript.h"
 #include "base/FileDescriptor.h"
 #include "base/FileSystem.h"
-#include "app/discovery/Transcript.h"
 
 #include <algorithm>
 #include <cerrno>

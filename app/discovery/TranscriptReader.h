@@ -1,8 +1,8 @@
 #pragma once
 
+#include "app/discovery/TranscriptInfo.h"
 #include "core/SessionState.h"
 #include "core/Time.h"
-#include "app/discovery/TranscriptInfo.h"
 
 #include <cstdint>
 #include <filesystem>

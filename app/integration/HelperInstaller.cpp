@@ -1,9 +1,9 @@
 #include "app/integration/HelperInstaller.h"
 
-#include "core/DataPaths.h"
 #include "base/FileDescriptor.h"
 #include "base/FileSystem.h"
 #include "base/TemporaryFile.h"
+#include "core/DataPaths.h"
 
 #include <array>
 #include <cerrno>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/EnumText.h"
 #include "app/store/KeyValueStore.h"
+#include "core/EnumText.h"
 
 #include <QObject>
 #include <optional>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/ClaudeProcess.h"
-#include "app/store/DisplayedSession.h"
 #include "app/services/PendingRequest.h"
+#include "app/store/DisplayedSession.h"
+#include "core/ClaudeProcess.h"
 #include "core/PermissionMessage.h"
 
 #include <QObject>

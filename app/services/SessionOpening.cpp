@@ -1,13 +1,13 @@
 #include "app/services/SessionOpening.h"
 
-#include "core/ClaudeRegistry.h"
 #include "app/platform/FileManager.h"
-#include "base/FileSystem.h"
+#include "app/platform/Workspace.h"
 #include "app/services/Log.h"
-#include "base/ProcessTable.h"
 #include "app/services/TmuxClient.h"
 #include "app/services/TmuxPane.h"
-#include "app/platform/Workspace.h"
+#include "base/FileSystem.h"
+#include "base/ProcessTable.h"
+#include "core/ClaudeRegistry.h"
 
 #include <QLoggingCategory>
 #include <algorithm>

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "app/platform/Command.h"
-#include "app/store/DisplayedSession.h"
-#include "base/Environment.h"
+#include "app/platform/WindowActivation.h"
 #include "app/services/Launcher.h"
 #include "app/services/SessionOpener.h"
-#include "core/SessionState.h"
 #include "app/services/TmuxPane.h"
-#include "app/platform/WindowActivation.h"
+#include "app/store/DisplayedSession.h"
+#include "base/Environment.h"
+#include "core/SessionState.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,8 +1,8 @@
 #include "app/shell/AppServices.h"
 
 #include "app/integration/HelperInstaller.h"
-#include "app/services/Log.h"
 #include "app/platform/SystemSound.h"
+#include "app/services/Log.h"
 
 #include <QCoreApplication>
 

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "app/platform/BundleInfo.h"
 #include "app/shell/AppRestarter.h"
 #include "app/shell/AppUpdater.h"
-#include "app/platform/BundleInfo.h"
-#include "base/Environment.h"
 #include "app/shell/SoundPlayer.h"
 #include "app/store/UserFolders.h"
 #include "app/widget/WidgetHost.h"
+#include "base/Environment.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,15 +1,15 @@
 #include "app/shell/AppState.h"
 
-#include "core/ClaudeRegistry.h"
-#include "core/DataPaths.h"
-#include "base/FileSystem.h"
 #include "app/integration/HelperInstaller.h"
 #include "app/integration/HookInstaller.h"
 #include "app/platform/LaunchAtLogin.h"
-#include "app/store/LiveSessionStore.h"
 #include "app/services/Log.h"
 #include "app/shell/MenuBarMenu.h"
 #include "app/shell/SettingsWindowController.h"
+#include "app/store/LiveSessionStore.h"
+#include "base/FileSystem.h"
+#include "core/ClaudeRegistry.h"
+#include "core/DataPaths.h"
 
 #include <QPointer>
 

@@ -1,7 +1,7 @@
 #include "app/shell/AppUpdater.h"
 
-#include "app/shell/AppUpdaterConfiguration.h"
 #include "app/services/Log.h"
+#include "app/shell/AppUpdaterConfiguration.h"
 
 #include <QPointer>
 

@@ -1,13 +1,13 @@
 #include "app/shell/DesktopApp.h"
 
+#include "app/services/Log.h"
+#include "app/services/SettingsFileCheck.h"
 #include "app/shell/AppServices.h"
 #include "app/shell/AppState.h"
 #include "app/shell/LaunchMode.h"
-#include "app/services/Log.h"
-#include "app/services/SettingsFileCheck.h"
-#include "app/store/SettingsKeyValueStore.h"
 #include "app/shell/SingleInstance.h"
 #include "app/shell/TrayIcon.h"
+#include "app/store/SettingsKeyValueStore.h"
 
 #include <QApplication>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/services/AppSettings.h"
 #include "app/look/Compositor.h"
+#include "app/services/AppSettings.h"
 
 #include <QWidget>
 #include <functional>

@@ -1,7 +1,7 @@
 #include "app/shell/SingleInstance.h"
 
-#include "core/DataPaths.h"
 #include "app/services/Log.h"
+#include "core/DataPaths.h"
 
 #include <QCryptographicHash>
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/SessionStatus.h"
 #include "app/platform/SystemSound.h"
+#include "core/SessionStatus.h"
 #include "core/Time.h"
 
 #include <functional>

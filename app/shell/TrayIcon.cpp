@@ -1,7 +1,7 @@
 #include "app/shell/TrayIcon.h"
 
-#include "app/shell/AppState.h"
 #include "app/services/Log.h"
+#include "app/shell/AppState.h"
 #include "app/shell/MenuBarMenu.h"
 
 #include <QCursor>

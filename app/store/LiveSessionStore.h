@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/store/AcknowledgedStore.h"
 #include "app/discovery/ClaudeSystem.h"
+#include "app/store/AcknowledgedStore.h"
 #include "app/store/SessionStore.h"
 #include "app/store/UserFolders.h"
 

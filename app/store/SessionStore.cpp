@@ -1,7 +1,7 @@
 #include "app/store/SessionStore.h"
 
-#include "core/DisplayRules.h"
 #include "base/FileSystem.h"
+#include "core/DisplayRules.h"
 #include "core/SessionMerge.h"
 
 #include <QLoggingCategory>

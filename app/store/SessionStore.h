@@ -1,17 +1,17 @@
 #pragma once
 
-#include "app/store/AcknowledgedStore.h"
 #include "app/discovery/ClaudeSystem.h"
-#include "app/store/DisplayedSession.h"
 #include "app/discovery/FileDecodeCache.h"
-#include "base/ProcessTable.h"
-#include "core/SessionFileStore.h"
+#include "app/store/AcknowledgedStore.h"
+#include "app/store/DisplayedSession.h"
 #include "app/store/SessionFolderWatcher.h"
 #include "app/store/SessionGroup.h"
-#include "core/SessionStatus.h"
 #include "app/store/SessionTransition.h"
-#include "core/Time.h"
 #include "app/widgetmodel/WidgetMetrics.h"
+#include "base/ProcessTable.h"
+#include "core/SessionFileStore.h"
+#include "core/SessionStatus.h"
+#include "core/Time.h"
 
 #include <QObject>
 #include <QTimer>

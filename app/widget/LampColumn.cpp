@@ -1,11 +1,11 @@
 #include "app/widget/LampColumn.h"
 
 #include "app/widget/CanvasGeometry.h"
-#include "core/DisplayRules.h"
 #include "app/widget/GlassColor.h"
 #include "app/widget/Glyphs.h"
 #include "app/widget/StatusLamp.h"
 #include "app/widget/WidgetMenu.h"
+#include "core/DisplayRules.h"
 
 #include <QAccessibleWidget>
 #include <QContextMenuEvent>

@@ -1,7 +1,7 @@
 #include "app/widget/LiveWidget.h"
 
-#include "app/services/AppSettings.h"
 #include "app/look/Compositor.h"
+#include "app/services/AppSettings.h"
 #include "app/services/Log.h"
 #include "app/services/PermissionRequests.h"
 #include "app/store/SessionStore.h"

@@ -2,10 +2,10 @@
 
 #include "app/services/PendingRequest.h"
 #include "app/store/SessionGroup.h"
-#include "core/Time.h"
 #include "app/widget/WidgetActions.h"
 #include "app/widget/WidgetLook.h"
 #include "app/widgetmodel/WidgetMetrics.h"
+#include "core/Time.h"
 
 #include <QTimer>
 #include <QWidget>

@@ -1,7 +1,7 @@
 #include "app/widget/SessionRow.h"
 
+#include "app/platform/Workspace.h"
 #include "app/widget/AnswerButton.h"
-#include "core/DisplayRules.h"
 #include "app/widget/GlassColor.h"
 #include "app/widget/Glyphs.h"
 #include "app/widget/StatusLamp.h"
@@ -9,7 +9,7 @@
 #include "app/widget/WidgetFonts.h"
 #include "app/widget/WidgetGlass.h"
 #include "app/widget/WidgetMenu.h"
-#include "app/platform/Workspace.h"
+#include "core/DisplayRules.h"
 
 #include <QContextMenuEvent>
 #include <QFontMetricsF>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "app/store/DisplayedSession.h"
 #include "app/services/PendingRequest.h"
-#include "core/Time.h"
+#include "app/store/DisplayedSession.h"
 #include "app/widget/WidgetActions.h"
 #include "app/widget/WidgetLook.h"
+#include "core/Time.h"
 
 #include <QAbstractButton>
 #include <cstdint>

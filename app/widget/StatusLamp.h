@@ -1,8 +1,8 @@
 #pragma once
 
-#include "core/SessionStatus.h"
 #include "app/widget/StatusPalette.h"
 #include "app/widget/WidgetLook.h"
+#include "core/SessionStatus.h"
 
 #include <QColor>
 #include <QWidget>

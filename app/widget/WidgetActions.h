@@ -1,7 +1,7 @@
 #pragma once
 
-#include "app/store/DisplayedSession.h"
 #include "app/services/PendingRequest.h"
+#include "app/store/DisplayedSession.h"
 
 #include <cstdint>
 #include <functional>

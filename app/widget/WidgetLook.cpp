@@ -1,7 +1,7 @@
 #include "app/widget/WidgetLook.h"
 
-#include "app/services/AppSettings.h"
 #include "app/look/DesktopPreferences.h"
+#include "app/services/AppSettings.h"
 #include "app/widget/WidgetGlass.h"
 
 namespace ostrelvan {

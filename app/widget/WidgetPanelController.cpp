@@ -1,11 +1,11 @@
 #include "app/widget/WidgetPanelController.h"
 
 #include "app/look/DisplayServer.h"
+#include "app/look/WindowBlur.h"
 #include "app/services/Log.h"
 #include "app/widget/WidgetGlass.h"
 #include "app/widget/WidgetPanel.h"
 #include "app/widget/WidgetRootView.h"
-#include "app/look/WindowBlur.h"
 
 #include <QApplication>
 #include <QCursor>

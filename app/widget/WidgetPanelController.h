@@ -1,10 +1,10 @@
 #pragma once
 
-#include "app/widgetmodel/PointerTracker.h"
 #include "app/widget/WidgetActions.h"
 #include "app/widget/WidgetFeed.h"
 #include "app/widget/WidgetLook.h"
 #include "app/widget/WidgetModel.h"
+#include "app/widgetmodel/PointerTracker.h"
 
 #include <QElapsedTimer>
 #include <QObject>

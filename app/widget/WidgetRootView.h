@@ -1,11 +1,11 @@
 #pragma once
 
-#include "app/widgetmodel/PointerTracker.h"
 #include "app/widget/WidgetActions.h"
 #include "app/widget/WidgetFeed.h"
 #include "app/widget/WidgetLook.h"
-#include "app/widgetmodel/WidgetMetrics.h"
 #include "app/widget/WidgetModel.h"
+#include "app/widgetmodel/PointerTracker.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <QWidget>
 #include <functional>

@@ -1,6 +1,6 @@
+#include "TestSupport.h"
 #include "core/SessionCoding.h"
 #include "core/SessionFileStore.h"
-#include "TestSupport.h"
 
 #include <QSettings>
 #include <QTest>

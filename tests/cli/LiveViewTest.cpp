@@ -1,8 +1,8 @@
 #include "cli/LiveView.h"
 
+#include "TestSupport.h"
 #include "app/store/MemoryKeyValueStore.h"
 #include "core/SessionFileStore.h"
-#include "TestSupport.h"
 
 #include <QSocketNotifier>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "core/SessionFileStore.h"
 #include "TestSupport.h"
+#include "core/SessionFileStore.h"
 
 #include <QTest>
 #include <chrono>

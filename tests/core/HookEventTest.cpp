@@ -1,8 +1,8 @@
 #include "core/HookEvent.h"
 
+#include "TestSupport.h"
 #include "core/DataPaths.h"
 #include "core/HostDetector.h"
-#include "TestSupport.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

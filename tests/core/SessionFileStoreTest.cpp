@@ -1,10 +1,10 @@
 #include "core/SessionFileStore.h"
 
+#include "TestSupport.h"
 #include "base/FileSystem.h"
 #include "core/SessionCoding.h"
 #include "core/SessionFileStoreError.h"
 #include "core/SessionReducer.h"
-#include "TestSupport.h"
 
 #include <atomic>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #include "ScreenChanges.h"
-#include "app/widgetmodel/WidgetMetrics.h"
 #include "app/platform/WindowActivation.h"
+#include "app/widgetmodel/WidgetMetrics.h"
 
 #include <QTest>
 

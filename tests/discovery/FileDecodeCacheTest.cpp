@@ -1,7 +1,7 @@
 #include "app/discovery/FileDecodeCache.h"
 
-#include "core/ClaudeRegistry.h"
 #include "TestSupport.h"
+#include "core/ClaudeRegistry.h"
 
 #include <gtest/gtest.h>
 

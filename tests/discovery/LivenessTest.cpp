@@ -1,7 +1,7 @@
-#include "core/ClaudeRegistry.h"
+#include "TestSupport.h"
 #include "app/discovery/ClaudeSystem.h"
 #include "base/ProcessTable.h"
-#include "TestSupport.h"
+#include "core/ClaudeRegistry.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>

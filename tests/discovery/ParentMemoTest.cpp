@@ -1,6 +1,6 @@
+#include "TestSupport.h"
 #include "app/discovery/ClaudeSystem.h"
 #include "base/ProcessTable.h"
-#include "TestSupport.h"
 
 #include <gtest/gtest.h>
 #include <map>

@@ -1,5 +1,5 @@
-#include "base/FileSystem.h"
 #include "HookRunner.h"
+#include "base/FileSystem.h"
 #include "core/SessionFileStore.h"
 
 #include <atomic>

@@ -1,7 +1,7 @@
-#include "hook/HookLog.h"
 #include "HookRunner.h"
 #include "core/SessionCoding.h"
 #include "core/SessionFileStore.h"
+#include "hook/HookLog.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>

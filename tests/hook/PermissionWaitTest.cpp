@@ -1,10 +1,10 @@
 // The real helper on PermissionRequest against a stand-in of the desktop app's socket.
-#include "core/DataPaths.h"
-#include "hook/HookLog.h"
 #include "HookRunner.h"
-#include "core/PermissionMessage.h"
 #include "PermissionStandIn.h"
+#include "core/DataPaths.h"
+#include "core/PermissionMessage.h"
 #include "core/SessionFileStore.h"
+#include "hook/HookLog.h"
 
 #include <dirent.h>
 #include <fstream>

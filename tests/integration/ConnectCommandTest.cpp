@@ -1,9 +1,9 @@
 #include "cli/ConnectCommand.h"
 
-#include "app/services/AppSettings.h"
-#include "app/integration/HookInstaller.h"
-#include "app/store/MemoryKeyValueStore.h"
 #include "TestSupport.h"
+#include "app/integration/HookInstaller.h"
+#include "app/services/AppSettings.h"
+#include "app/store/MemoryKeyValueStore.h"
 
 #include <gtest/gtest.h>
 #include <map>

@@ -1,8 +1,8 @@
 // `ostrelvan connect` into a temporary home, then a whole session's events delivered the way Claude
 // Code delivers them: the exact command written into settings.json, run by /bin/sh -c with the
 // payload on standard input, and `ostrelvan status --json` after each step.
-#include "app/integration/HookInstaller.h"
 #include "TestSupport.h"
+#include "app/integration/HookInstaller.h"
 
 #include <ctime>
 #include <gtest/gtest.h>

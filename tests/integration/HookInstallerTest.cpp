@@ -1,7 +1,7 @@
 #include "app/integration/HookInstaller.h"
 
-#include "app/integration/HookConnection.h"
 #include "TestSupport.h"
+#include "app/integration/HookConnection.h"
 
 #include <gtest/gtest.h>
 #include <tuple>

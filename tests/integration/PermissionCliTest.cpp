@@ -1,8 +1,8 @@
 // The real Claude Code CLI asks to run a Bash command; the hook helper that `ostrelvan connect`
 // installed offers the request to a stand-in of the desktop app, which answers as a user would.
 #include "ClaudeCli.h"
-#include "core/DataPaths.h"
 #include "PermissionStandIn.h"
+#include "core/DataPaths.h"
 #include "core/SessionFileStore.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 // The Linux desktop code against a real X server (Xvfb) and a private session bus on which this
 // test plays the settings portal.
+#include "TestSupport.h"
 #include "app/look/Compositor.h"
 #include "app/look/DesktopPreferencesMonitor.h"
-#include "TestSupport.h"
 #include "app/look/WindowBlur.h"
 
 #include <QDBusConnection>

@@ -1,10 +1,10 @@
 #include "app/shell/AppState.h"
 
+#include "ShellTestSupport.h"
 #include "app/integration/HookInstallerError.h"
 #include "app/platform/LaunchAtLogin.h"
-#include "app/store/MemoryKeyValueStore.h"
 #include "app/shell/SettingsWindowController.h"
-#include "ShellTestSupport.h"
+#include "app/store/MemoryKeyValueStore.h"
 
 #include <QApplication>
 #include <QTest>

@@ -1,8 +1,8 @@
 // The live desktop shell with a stand-in for the widget, which logs what it is asked to do: end-to-
 // end checks of the tray, the single instance and the sound cues run it as they will run
 // ostrelvan-desktop.
-#include "app/shell/DesktopApp.h"
 #include "app/services/Log.h"
+#include "app/shell/DesktopApp.h"
 
 #include <QApplication>
 

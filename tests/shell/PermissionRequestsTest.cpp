@@ -1,8 +1,8 @@
 #include "app/services/PermissionRequests.h"
 
-#include "core/ClaudeRegistry.h"
 #include "StoreHarness.h"
 #include "TestSupport.h"
+#include "core/ClaudeRegistry.h"
 
 #include <QLocalSocket>
 #include <QSignalSpy>

@@ -1,8 +1,8 @@
 #include "app/services/SessionOpener.h"
 
+#include "app/platform/WindowActivation.h"
 #include "app/services/TmuxClient.h"
 #include "app/services/TmuxPane.h"
-#include "app/platform/WindowActivation.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include "app/services/SessionOpening.h"
 
-#include "base/ProcessTable.h"
 #include "TestSupport.h"
 #include "app/platform/Workspace.h"
+#include "base/ProcessTable.h"
 
 #include <deque>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
-#include "app/store/MemoryKeyValueStore.h"
 #include "app/shell/SettingsView.h"
 #include "app/shell/SettingsWindowController.h"
+#include "app/store/MemoryKeyValueStore.h"
 
 #include <QAbstractButton>
 #include <QAccessible>

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "app/shell/AppServices.h"
-#include "app/integration/HookInstaller.h"
-#include "core/SessionFileStore.h"
 #include "TestSupport.h"
+#include "app/integration/HookInstaller.h"
+#include "app/shell/AppServices.h"
+#include "core/SessionFileStore.h"
 
 #include <QList>
 #include <QString>

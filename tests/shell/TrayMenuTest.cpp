@@ -1,12 +1,12 @@
+#include "ShellTestSupport.h"
 #include "app/shell/AppIcon.h"
 #include "app/shell/AppState.h"
-#include "app/widget/BrandColor.h"
-#include "app/store/MemoryKeyValueStore.h"
 #include "app/shell/MenuBarMenu.h"
 #include "app/shell/SettingsWindowController.h"
-#include "ShellTestSupport.h"
 #include "app/shell/TrayIcon.h"
 #include "app/shell/TrayIconArt.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/widget/BrandColor.h"
 
 #include <QAction>
 #include <QLocalSocket>

@@ -1,5 +1,5 @@
-#include "core/HookEvent.h"
 #include "StoreHarness.h"
+#include "core/HookEvent.h"
 
 #include <QSignalSpy>
 #include <QTest>

@@ -1,8 +1,8 @@
-#include "app/store/AcknowledgedStore.h"
+#include "TestSupport.h"
 #include "app/services/AppSettings.h"
+#include "app/store/AcknowledgedStore.h"
 #include "app/store/MemoryKeyValueStore.h"
 #include "app/store/SettingsKeyValueStore.h"
-#include "TestSupport.h"
 
 #include <QTemporaryDir>
 #include <QTest>

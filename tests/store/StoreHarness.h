@@ -1,11 +1,11 @@
 #pragma once
 
-#include "app/store/AcknowledgedStore.h"
-#include "app/discovery/ClaudeSystem.h"
-#include "app/store/MemoryKeyValueStore.h"
-#include "core/SessionFileStore.h"
-#include "app/store/SessionStore.h"
 #include "TestSupport.h"
+#include "app/discovery/ClaudeSystem.h"
+#include "app/store/AcknowledgedStore.h"
+#include "app/store/MemoryKeyValueStore.h"
+#include "app/store/SessionStore.h"
+#include "core/SessionFileStore.h"
 
 #include <QTemporaryDir>
 #include <chrono>

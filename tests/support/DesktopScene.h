@@ -2,8 +2,8 @@
 
 // A real X display with a window manager, terminals and tmux, for end-to-end tests of going to a
 // session. Link PkgConfig::XCB (xcb, xcb-ewmh) and the core.
-#include "core/SessionFileStore.h"
 #include "TestSupport.h"
+#include "core/SessionFileStore.h"
 
 #include <chrono>
 #include <cstdlib>

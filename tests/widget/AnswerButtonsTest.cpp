@@ -1,10 +1,10 @@
-#include "app/widget/AnswerButton.h"
-#include "app/widget/GlassColor.h"
-#include "app/services/PermissionRequests.h"
-#include "app/widget/SessionPanelView.h"
-#include "app/widget/SessionRow.h"
 #include "TestSupport.h"
 #include "WidgetViewHarness.h"
+#include "app/services/PermissionRequests.h"
+#include "app/widget/AnswerButton.h"
+#include "app/widget/GlassColor.h"
+#include "app/widget/SessionPanelView.h"
+#include "app/widget/SessionRow.h"
 
 #include <QAccessible>
 #include <QLocalSocket>

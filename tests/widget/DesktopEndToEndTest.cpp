@@ -1,7 +1,7 @@
 // The real ostrelvan-desktop on a private X server with a window manager, over a data folder that
 // the real hook helper writes, looked at from outside through screenshots of the whole screen.
-#include "ScreenChanges.h"
 #include "Legibility.h"
+#include "ScreenChanges.h"
 #include "ScreenPixels.h"
 #include "app/widgetmodel/WidgetMetrics.h"
 

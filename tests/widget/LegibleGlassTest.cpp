@@ -2,9 +2,9 @@
 // window server without blur would show it: how much of the backdrop comes through the glass, and
 // how well its text stands out, measured on the pixels.
 #include "Legibility.h"
+#include "WidgetViewHarness.h"
 #include "app/widget/SessionRow.h"
 #include "app/widget/WidgetGlass.h"
-#include "WidgetViewHarness.h"
 
 #include <QDir>
 #include <QPainter>

@@ -1,9 +1,9 @@
 // The widget over the real store and the real hook helper on real folders: what the helper
 // writes reaches the lamps quickly, also after the sessions folder was deleted and made again.
 #include "app/store/AcknowledgedStore.h"
-#include "app/widget/LampColumn.h"
 #include "app/store/MemoryKeyValueStore.h"
 #include "app/store/SessionStore.h"
+#include "app/widget/LampColumn.h"
 #include "app/widget/StatusLamp.h"
 #include "app/widget/WidgetFeed.h"
 #include "app/widget/WidgetModel.h"
@@ -86,8 +86,8 @@ private slots:
         garbage.close();
         for (int round = 0; round < 10; ++round)
             for (int i = 0; i < 20; ++i)
-                hook(QStringLiteral("s%1").arg(i), round % 2 ? QStringLiteral("Stop")
-                                                             : QStringLiteral("UserPromptSubmit"));
+                hook(QStringLiteral("s%1").arg(i),
+                     round % 2 ? QStringLiteral("Stop") : QStringLiteral("UserPromptSubmit"));
         QTRY_VERIFY_WITH_TIMEOUT(shown(view).size() == 21, within2s);
         const auto statuses = shown(view);
         QCOMPARE(std::count(statuses.begin(), statuses.end(), S::awaitingReview), 21);

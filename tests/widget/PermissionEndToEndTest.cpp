@@ -2,9 +2,9 @@
 // installed offers the request to the real ostrelvan-desktop on a private X server, whose row is
 // answered with the pointer, or whose buttons go when the user answers in the terminal first.
 #include "ClaudeCli.h"
-#include "core/DataPaths.h"
 #include "ScreenPixels.h"
 #include "app/widgetmodel/WidgetMetrics.h"
+#include "core/DataPaths.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+#include "WidgetViewHarness.h"
 #include "app/widget/BrandColor.h"
 #include "app/widget/ConnectButton.h"
 #include "app/widget/EmptyStateView.h"
@@ -8,7 +9,6 @@
 #include "app/widget/SessionRow.h"
 #include "app/widget/StatusLamp.h"
 #include "app/widget/WidgetMenu.h"
-#include "WidgetViewHarness.h"
 #include "app/widget/WindowHeader.h"
 
 #include <QAccessible>

@@ -1,9 +1,9 @@
+#include "WidgetViewHarness.h"
 #include "app/widget/GlassColor.h"
 #include "app/widget/LampColumn.h"
 #include "app/widget/SessionPanelView.h"
 #include "app/widget/SessionRow.h"
 #include "app/widget/StatusLamp.h"
-#include "WidgetViewHarness.h"
 
 #include <QAccessible>
 #include <QPainter>

@@ -1,11 +1,10 @@
 #include "app/platform/PermissionNotifications.h"
 
 #import <Foundation/Foundation.h>
-#import <UserNotifications/UserNotifications.h>
-
 #include <QCoreApplication>
 #include <QMetaObject>
 #include <QPointer>
+#import <UserNotifications/UserNotifications.h>
 
 @interface OstrelvanPermissionDelegate : NSObject <UNUserNotificationCenterDelegate>
 @property(nonatomic, copy) void (^answer)(NSString* key, NSString* action);
