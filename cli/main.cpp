@@ -1,5 +1,5 @@
 #include "app/services/AppSettings.h"
-#include "app/services/ProcessLauncher.h"
+#include "app/services/QtProcessStarter.h"
 #include "app/services/SessionOpening.h"
 #include "app/store/SettingsKeyValueStore.h"
 #include "app/store/UserFolders.h"
@@ -90,8 +90,8 @@ int main(int argc, char* argv[]) {
         return cli::status(context, defaults, line.output, line.tmux);
     }
     // Enter in the live view goes to a session the way `open` does.
-    ProcessLauncher launcher;
-    SessionOpening opening(launcher, machine);
+    QtProcessStarter starter;
+    SessionOpening opening(starter, machine);
     if (line.command == "open") {
         return cli::open(context, defaults, opening, line.session);
     }

@@ -5,7 +5,7 @@
 #include "app/look/DisplayServer.h"
 #include "app/services/AppSettings.h"
 #include "app/services/Log.h"
-#include "app/services/ProcessLauncher.h"
+#include "app/services/QtProcessStarter.h"
 #include "app/services/SessionOpening.h"
 #include "app/shell/AppIcon.h"
 #include "app/shell/DesktopApp.h"
@@ -224,9 +224,9 @@ int screenshot(WidgetPanelController& controller, const std::string& file, bool 
 // The application: the tray, the settings window, sounds and start-up around the widget, with
 // the opener that takes a click to the session's window.
 int runLive(QApplication& app, const UserFolders& folders) {
-    ProcessLauncher launcher;
+    QtProcessStarter starter;
     SessionOpening opening(
-        launcher, SessionOpening::Machine::live(folders.claudeConfig(), folders.environment()));
+        starter, SessionOpening::Machine::live(folders.claudeConfig(), folders.environment()));
     DesktopParts parts;
     parts.makeWidget = [](const WidgetContext& context) {
         return std::make_unique<LiveWidget>(context);

@@ -69,8 +69,8 @@ std::optional<TmuxPane> SessionOpening::Machine::tmuxPane(std::int32_t pid) cons
     return std::nullopt;
 }
 
-SessionOpening::SessionOpening(Launcher& launcher, Machine machine)
-    : launcher_(launcher), machine_(std::move(machine)) {}
+SessionOpening::SessionOpening(ProcessStarter& starter, Machine machine)
+    : starter_(starter), machine_(std::move(machine)) {}
 
 void SessionOpening::open(const SessionState& session, std::optional<std::uint32_t> userTime,
                           Done done) {
@@ -83,11 +83,11 @@ void SessionOpening::open(const SessionState& session, std::optional<std::uint32
     case SessionOpener::ActionKind::openVSCodeSession:
         startVSCode(*vscode);
         // The link carries the id only, not the record, which may be gone by then.
-        launcher_.after(SessionOpener::sessionLinkDelay,
-                        [this, url = SessionOpener::sessionURL(session.sessionId), done] {
-                            launcher_.start(machine_.openURL(url));
-                            done();
-                        });
+        starter_.after(SessionOpener::sessionLinkDelay,
+                       [this, url = SessionOpener::sessionURL(session.sessionId), done] {
+                           starter_.start(machine_.openURL(url));
+                           done();
+                       });
         return;
     case SessionOpener::ActionKind::openVSCodeTerminal:
         startVSCode(*vscode);
@@ -117,7 +117,7 @@ void SessionOpening::showInFileManager(const std::string& folder,
         folder, userTime, [this, folder, done = std::move(done)](bool shown) {
             if (!shown) {
                 qCInfo(uiLog, "no file manager answered over D-Bus; opening %s", folder.c_str());
-                launcher_.start(machine_.openFolder(folder));
+                starter_.start(machine_.openFolder(folder));
             }
             if (done)
                 done();
@@ -125,7 +125,7 @@ void SessionOpening::showInFileManager(const std::string& folder,
 }
 
 void SessionOpening::startVSCode(const Command& command) {
-    if (!launcher_.start(command))
+    if (!starter_.start(command))
         qCCritical(uiLog, "open folder in VS Code failed: %s could not be started",
                    command.front().c_str());
 }
@@ -146,19 +146,19 @@ void SessionOpening::goToTerminal(const SessionState& session,
         then(activateWindowOf(pid, userTime));
         return;
     }
-    launcher_.run(pane->listClients(), [this, pane = *pane, userTime,
-                                        then = std::move(then)](const Launcher::Result& clients) {
+    starter_.run(pane->listClients(), [this, pane = *pane, userTime, then = std::move(then)](
+                                          const ProcessStarter::Result& clients) {
         const auto client =
             clients.succeeded() ? TmuxClient::mostRecent(clients.output) : std::nullopt;
-        launcher_.run(pane.select(client ? std::optional(client->tty) : std::nullopt),
-                      [this, pane, client, userTime, then](const Launcher::Result& selected) {
-                          if (!selected.succeeded())
-                              qCInfo(uiLog, "tmux could not select pane %s", pane.pane.c_str());
-                          // Without an attached client the pane is on no screen: the agent's
-                          // own parents end at the tmux server, which has no window.
-                          then(client &&
-                               (activateWindowOf(client->pid, userTime) || selected.succeeded()));
-                      });
+        starter_.run(pane.select(client ? std::optional(client->tty) : std::nullopt),
+                     [this, pane, client, userTime, then](const ProcessStarter::Result& selected) {
+                         if (!selected.succeeded())
+                             qCInfo(uiLog, "tmux could not select pane %s", pane.pane.c_str());
+                         // Without an attached client the pane is on no screen: the agent's
+                         // own parents end at the tmux server, which has no window.
+                         then(client &&
+                              (activateWindowOf(client->pid, userTime) || selected.succeeded()));
+                     });
     });
 }
 
@@ -184,7 +184,7 @@ void SessionOpening::bringForward(const SessionOpener::Action& action, const std
         showInFileManager(folder, userTime, std::move(done));
         return;
     }
-    launcher_.run(*activate, [this, folder, userTime, done](const Launcher::Result& result) {
+    starter_.run(*activate, [this, folder, userTime, done](const ProcessStarter::Result& result) {
         if (result.succeeded())
             done();
         else

@@ -2,7 +2,7 @@
 
 #include "app/platform/Command.h"
 #include "app/platform/WindowActivation.h"
-#include "app/services/Launcher.h"
+#include "app/services/ProcessStarter.h"
 #include "app/services/SessionOpener.h"
 #include "app/services/TmuxPane.h"
 #include "app/store/DisplayedSession.h"
@@ -21,7 +21,7 @@ namespace ostrelvan {
 // Takes the user to a session: its VS Code window, its terminal (on Linux the very window and
 // tmux pane), or its folder in the file manager. Nothing it does blocks, and nothing it meets is
 // shown as an error: a missing tool is logged and the next way is tried. Main thread only; it
-// must outlive the requests it starts, as must the launcher.
+// must outlive the requests it starts, as must the starter.
 class SessionOpening {
 public:
     // Called once everything has been asked for, e.g. for a command to exit.
@@ -59,7 +59,7 @@ public:
     // The longest chain of parents followed up from an agent.
     static constexpr std::size_t maxChain = 64;
 
-    SessionOpening(Launcher& launcher, Machine machine);
+    SessionOpening(ProcessStarter& starter, Machine machine);
 
     // `userTime` is the window-system time of the click that asked for it (a Qt mouse event's
     // timestamp() on X11), which lets the window manager bring the window forward.
@@ -88,7 +88,7 @@ private:
                       std::optional<std::uint32_t> userTime, Done done);
     std::vector<std::int32_t> chain(std::int32_t pid) const;
 
-    Launcher& launcher_;
+    ProcessStarter& starter_;
     Machine machine_;
 };
 

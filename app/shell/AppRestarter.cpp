@@ -1,17 +1,17 @@
 #include "app/shell/AppRestarter.h"
 
 #include "app/services/Log.h"
-#include "app/services/ProcessLauncher.h"
+#include "app/services/QtProcessStarter.h"
 
 namespace ostrelvan {
 
-AppRestarter::AppRestarter(Launcher launch, std::function<void()> quit, Process self)
-    : launch_(std::move(launch)), quit_(std::move(quit)), self_(std::move(self)) {}
+AppRestarter::AppRestarter(DetachedStart start, std::function<void()> quit, Process self)
+    : start_(std::move(start)), quit_(std::move(quit)), self_(std::move(self)) {}
 
 bool AppRestarter::restart() {
     const Command command = Relaunch::command(self_.pid, self_.executable, self_.arguments);
     std::string error;
-    if (!launch_(command, error)) {
+    if (!start_(command, error)) {
         qCWarning(appLog, "restart failed: %s", error.c_str());
         return false;
     }
@@ -20,9 +20,9 @@ bool AppRestarter::restart() {
     return true;
 }
 
-AppRestarter::Launcher AppRestarter::detachedLauncher() {
+AppRestarter::DetachedStart AppRestarter::detachedStart() {
     return [](const Command& command, std::string& error) {
-        return ProcessLauncher::startDetached(command, ProcessLauncher::Output::inherited, error);
+        return QtProcessStarter::startDetached(command, QtProcessStarter::Output::inherited, error);
     };
 }
 

@@ -15,7 +15,7 @@ namespace ostrelvan {
 class AppRestarter {
 public:
     // Starts a detached process; on failure returns false with `error` set.
-    using Launcher = std::function<bool(const Command& command, std::string& error)>;
+    using DetachedStart = std::function<bool(const Command& command, std::string& error)>;
 
     struct Process {
         std::filesystem::path executable;
@@ -23,18 +23,18 @@ public:
         std::int64_t pid = 0;
     };
 
-    AppRestarter(Launcher launch, std::function<void()> quit, Process self);
+    AppRestarter(DetachedStart start, std::function<void()> quit, Process self);
 
     // Logs "restarting" and quits when the waiting shell started; otherwise logs why not and the
     // app keeps running. True when it quits.
     bool restart();
 
-    // ProcessLauncher's detached start, with this app's output: the shell outlives this process,
+    // QtProcessStarter's detached start, with this app's output: the shell outlives this process,
     // and the new app writes where this one did.
-    static Launcher detachedLauncher();
+    static DetachedStart detachedStart();
 
 private:
-    Launcher launch_;
+    DetachedStart start_;
     std::function<void()> quit_;
     Process self_;
 };

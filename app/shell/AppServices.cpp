@@ -27,7 +27,7 @@ AppServices AppServices::live(const UserFolders& folders) {
             qCInfo(appLog, "sound not played: %s", why->c_str());
         }
     };
-    services.launchProcess = AppRestarter::detachedLauncher();
+    services.startDetached = AppRestarter::detachedStart();
     services.quit = [] { QCoreApplication::quit(); };
     return services;
 }

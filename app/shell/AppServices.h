@@ -17,7 +17,7 @@
 namespace ostrelvan {
 
 // What the application state takes from the machine it runs on. live() describes this process;
-// tests start from it and replace what they must (folders, the sound, the process launcher).
+// tests start from it and replace what they must (folders, the sound, the process starter).
 // An empty function means the thing is not available, and its action only logs.
 struct AppServices {
     Environment environment;
@@ -28,7 +28,7 @@ struct AppServices {
     AppUpdater::ServiceFactory makeUpdateService;
     SoundPlayer::Play playSound;
     SoundPlayer::Clock soundClock = wallClockNow;
-    AppRestarter::Launcher launchProcess;
+    AppRestarter::DetachedStart startDetached;
     std::function<void()> quit;
     WidgetFactory makeWidget;
     // With the X server time of the user's click, when there is one.

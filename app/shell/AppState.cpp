@@ -49,11 +49,11 @@ AppState::AppState(LaunchMode mode, KeyValueStore& defaults, AppServices service
                services_.makeUpdateService),
       restarter_(
           [this](const Command& command, std::string& error) {
-              if (!services_.launchProcess) {
+              if (!services_.startDetached) {
                   error = "this build cannot start processes";
                   return false;
               }
-              return services_.launchProcess(command, error);
+              return services_.startDetached(command, error);
           },
           [this] { quit(); }, services_.process) {}
 

@@ -265,8 +265,8 @@ public:
         for (const char* program : {"dbus-daemon", "kded5", "gdbus"})
             if (!onPath(program))
                 return program;
-        if (!std::filesystem::exists(launcher))
-            return launcher;
+        if (!std::filesystem::exists(starter))
+            return starter;
         return std::nullopt;
     }
 
@@ -295,12 +295,12 @@ public:
                 },
                 20s))
             throw std::runtime_error("kded5 did not load its StatusNotifierWatcher");
-        accessibility_.emplace(std::vector<std::string>{launcher, "--launch-immediately"},
+        accessibility_.emplace(std::vector<std::string>{starter, "--launch-immediately"},
                                environment_);
     }
     SessionBus(const SessionBus&) = delete;
     SessionBus& operator=(const SessionBus&) = delete;
-    // Asked to stop, so that the accessibility bus goes with its launcher.
+    // Asked to stop, so that the accessibility bus goes with its starter.
     ~SessionBus() {
         for (auto* process : {&accessibility_, &kded_, &daemon_}) {
             if (*process) {
@@ -322,7 +322,7 @@ public:
     mutable std::string lastError;
 
 private:
-    static constexpr const char* launcher = "/usr/libexec/at-spi-bus-launcher";
+    static constexpr const char* starter = "/usr/libexec/at-spi-bus-starter";
     std::string address_;
     Variables environment_;
     std::optional<Process> daemon_;

@@ -41,7 +41,7 @@ private slots:
         Process old({"sleep", "60"});
         bool quit = false;
         AppRestarter restarter(
-            AppRestarter::detachedLauncher(), [&] { quit = true; },
+            AppRestarter::detachedStart(), [&] { quit = true; },
             {"/bin/sh",
              {"-c", "printf '%s|' \"$0\" \"$@\" > " + marker.string(), "again", "two words"},
              old.pid()});

@@ -22,8 +22,8 @@ std::string join(const Command& command) {
     return text;
 }
 
-// Records every request in order and answers them later, as the real launcher does.
-class FakeLauncher : public Launcher {
+// Records every request in order and answers them later, as the real starter does.
+class FakeStarter : public ProcessStarter {
 public:
     std::vector<std::string> log;
     std::map<std::string, Result> results; // by the whole command; others exit 0 with no output
@@ -121,16 +121,16 @@ struct Opened {
 };
 
 Opened open(const SessionState& session, FakeMachine machine, std::set<std::string> missing = {},
-            std::map<std::string, Launcher::Result> results = {},
+            std::map<std::string, ProcessStarter::Result> results = {},
             std::optional<std::uint32_t> userTime = 777) {
-    FakeLauncher launcher;
-    launcher.missing = std::move(missing);
-    launcher.results = std::move(results);
-    SessionOpening opening(launcher, machine.machine(launcher.log));
+    FakeStarter starter;
+    starter.missing = std::move(missing);
+    starter.results = std::move(results);
+    SessionOpening opening(starter, machine.machine(starter.log));
     Opened opened;
     opening.open(session, userTime, [&] { ++opened.done; });
-    launcher.settle();
-    opened.log = launcher.log;
+    starter.settle();
+    opened.log = starter.log;
     return opened;
 }
 
@@ -251,16 +251,16 @@ TEST(SessionOpening, VSCodeOpensTheFolderThenTheSessionLink) {
 
 TEST(SessionOpening, ShowInFileManagerFallsBackToTheFolderHandler) {
     for (const bool answered : {true, false}) {
-        FakeLauncher launcher;
+        FakeStarter starter;
         FakeMachine machine;
         machine.fileManager = answered;
-        SessionOpening opening(launcher, machine.machine(launcher.log));
+        SessionOpening opening(starter, machine.machine(starter.log));
         int done = 0;
         opening.showInFileManager("/w/a b", 5, [&] { ++done; });
-        launcher.settle();
+        starter.settle();
         const Log expected = answered ? Log{"show-items /w/a b"}
                                       : Log{"show-items /w/a b", "start open-folder /w/a b"};
-        EXPECT_EQ(launcher.log, expected);
+        EXPECT_EQ(starter.log, expected);
         EXPECT_EQ(done, 1);
     }
 }

@@ -97,7 +97,7 @@ struct ShellMachine {
             events << (cue == SoundPlayer::Cue::approval ? QStringLiteral("sound approval")
                                                          : QStringLiteral("sound done"));
         };
-        services.launchProcess = [this](const Command& command, std::string&) {
+        services.startDetached = [this](const Command& command, std::string&) {
             // The arguments, as counted without the program.
             events << QStringLiteral("launched %1").arg(command.size() - 1);
             return true;

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "app/services/Launcher.h"
+#include "app/services/ProcessStarter.h"
 
 #include <QObject>
 #include <string>
 
 namespace ostrelvan {
 
-// The launcher over real processes. Programs are looked up on PATH and get no terminal: their
+// The starter over real processes. Programs are looked up on PATH and get no terminal: their
 // standard input and error are null. Needs a running Qt event loop.
-class ProcessLauncher : public QObject, public Launcher {
+class QtProcessStarter : public QObject, public ProcessStarter {
     Q_OBJECT
 public:
     // A program run to its end is stopped after this long.

@@ -10,7 +10,7 @@ namespace ostrelvan {
 
 // Starts the programs that take the user somewhere, never waiting for one: everything it reports
 // arrives later on the main thread. Replaced by a recording fake in tests.
-class Launcher {
+class ProcessStarter {
 public:
     struct Result {
         bool started = false;
@@ -21,7 +21,7 @@ public:
     };
     using Finished = std::function<void(const Result&)>;
 
-    virtual ~Launcher() = default;
+    virtual ~ProcessStarter() = default;
 
     // Starts a program that may outlive this process (an editor, a file manager); false when it
     // could not be started.

@@ -1,4 +1,4 @@
-#include "app/services/ProcessLauncher.h"
+#include "app/services/QtProcessStarter.h"
 
 #include "app/services/Log.h"
 
@@ -24,7 +24,7 @@ void prepare(QProcess& process, const Command& command) {
 
 } // namespace
 
-bool ProcessLauncher::startDetached(const Command& command, Output output, std::string& error) {
+bool QtProcessStarter::startDetached(const Command& command, Output output, std::string& error) {
     if (command.empty()) {
         error = "no program given";
         return false;
@@ -42,7 +42,7 @@ bool ProcessLauncher::startDetached(const Command& command, Output output, std::
     return true;
 }
 
-bool ProcessLauncher::start(const Command& command) {
+bool QtProcessStarter::start(const Command& command) {
     std::string error;
     if (!startDetached(command, Output::discarded, error)) {
         if (!command.empty())
@@ -52,7 +52,7 @@ bool ProcessLauncher::start(const Command& command) {
     return true;
 }
 
-void ProcessLauncher::run(const Command& command, Finished finished) {
+void QtProcessStarter::run(const Command& command, Finished finished) {
     if (command.empty()) {
         finished({});
         return;
@@ -85,7 +85,7 @@ void ProcessLauncher::run(const Command& command, Finished finished) {
     process->start();
 }
 
-void ProcessLauncher::after(std::chrono::milliseconds delay, std::function<void()> task) {
+void QtProcessStarter::after(std::chrono::milliseconds delay, std::function<void()> task) {
     QTimer::singleShot(delay, this, std::move(task));
 }
 
