@@ -322,7 +322,7 @@ public:
     mutable std::string lastError;
 
 private:
-    static constexpr const char* starter = "/usr/libexec/at-spi-bus-starter";
+    static constexpr const char* starter = "/usr/libexec/at-spi-bus-launcher";
     std::string address_;
     Variables environment_;
     std::optional<Process> daemon_;
