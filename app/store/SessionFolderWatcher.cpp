@@ -20,8 +20,8 @@ QString nearestExistingParent(const QString& directory) {
 
 } // namespace
 
-SessionFolderWatcher::SessionFolderWatcher(QString directory, QObject* parent)
-    : QObject(parent), directory_(QDir::cleanPath(std::move(directory))) {
+SessionFolderWatcher::SessionFolderWatcher(const QString& directory, QObject* parent)
+    : QObject(parent), directory_(QDir::cleanPath(directory)) {
     pending_.setSingleShot(true);
     pending_.setTimerType(Qt::PreciseTimer);
     // The write path replaces files by rename, which a watch on the folder sees (one on a file

@@ -27,7 +27,7 @@ public:
     static constexpr std::chrono::milliseconds debounce{100};
     static constexpr std::chrono::milliseconds longestDelay{500};
 
-    explicit SessionFolderWatcher(QString directory, QObject* parent = nullptr);
+    explicit SessionFolderWatcher(const QString& directory, QObject* parent = nullptr);
 
     // Whether the folder itself is watched right now (it exists and the watch was taken).
     bool watchesFolder() const;

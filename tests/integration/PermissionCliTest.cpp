@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 using namespace test;
 using nlohmann::json;
 
-const std::string dialog = "Do you want to proceed?";
+const std::string dialog(ClaudeCli::permissionDialog);
 
 std::string bashTurns(const std::string& command) {
     return json::array({{{"tool",
@@ -78,22 +78,6 @@ protected:
         return offer;
     }
 
-    // Presses a key in the permission dialog. It ignores keys for a moment after it opens, so the
-    // key is pressed again while the dialog stays.
-    bool answerInTerminal(const std::string& key) {
-        if (!cli->waitForScreen(dialog, 30s))
-            return false;
-        return waitUntil(
-            [&] {
-                std::this_thread::sleep_for(1200ms);
-                if (cli->screen().find(dialog) == std::string::npos)
-                    return true;
-                cli->keys({key});
-                return false;
-            },
-            20s);
-    }
-
     TempDir root;
     std::optional<ClaudeCli> cli;
 };
@@ -144,7 +128,7 @@ TEST_F(PermissionCli, AnAnswerInTheTerminalFirst) {
         prepare("echo ran > marker");
         PermissionStandIn app(DataPaths::permissionSocket(data()));
         Offer offer = askThroughTheApp(app);
-        ASSERT_TRUE(answerInTerminal("Enter")) << cli->screen();
+        ASSERT_TRUE(cli->answerPermissionDialog("Enter")) << cli->screen();
         EXPECT_TRUE(waitUntil([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
         EXPECT_TRUE(cli->waitForScreen("Finished.")) << cli->screen();
         EXPECT_TRUE(processRuns(offer.helper)); // no signal reached it
@@ -157,7 +141,7 @@ TEST_F(PermissionCli, AnAnswerInTheTerminalFirst) {
         prepare("echo ran > marker");
         PermissionStandIn app(DataPaths::permissionSocket(data()));
         Offer offer = askThroughTheApp(app);
-        ASSERT_TRUE(answerInTerminal("Escape")) << cli->screen();
+        ASSERT_TRUE(cli->answerPermissionDialog("Escape")) << cli->screen();
         EXPECT_TRUE(offer.peer.closedWithin());
         EXPECT_TRUE(waitUntil([&] { return !processRuns(offer.helper); }));
         EXPECT_TRUE(processesRunning(helper()).empty());

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <dirent.h>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -165,6 +166,23 @@ public:
         std::vector<std::string> arguments{"send-keys", "-t", "cli"};
         arguments.insert(arguments.end(), names.begin(), names.end());
         tmux(arguments);
+    }
+
+    // The permission dialog's question, as the CLI words it.
+    static constexpr std::string_view permissionDialog = "Do you want to proceed?";
+
+    // Presses `key` in the permission dialog until it goes: the dialog ignores keys for a moment
+    // after it opens. False when it never showed or never went.
+    bool answerPermissionDialog(const std::string& key) const {
+        if (!waitForScreen(permissionDialog))
+            return false;
+        return waitUntil([&] {
+            std::this_thread::sleep_for(1200ms);
+            if (screen().find(permissionDialog) == std::string::npos)
+                return true;
+            keys({key});
+            return false;
+        });
     }
 
     // Types a prompt and submits it. The pause lets the input box take the text as typed, not

@@ -16,7 +16,7 @@ using namespace test;
 using namespace std::chrono_literals;
 using nlohmann::json;
 
-const std::string dialog = "Do you want to proceed?";
+const std::string dialog(ClaudeCli::permissionDialog);
 
 bool green(Rgb c) {
     return c.g > c.r + 60 && c.g > c.b + 30;
@@ -120,20 +120,6 @@ protected:
         run({"xdotool", "click", "1"}, x->environment());
     }
 
-    // Presses a key in the permission dialog until it goes: it ignores keys for a moment after
-    // it opens.
-    bool answerInTerminal(const std::string& key) {
-        return waitUntil(
-            [&] {
-                std::this_thread::sleep_for(1200ms);
-                if (cli->screen().find(dialog) == std::string::npos)
-                    return true;
-                cli->keys({key});
-                return false;
-            },
-            20s);
-    }
-
     // How long the buttons stayed once the dialog had gone.
     std::optional<double> buttonsGoneAfterDialog() {
         const auto closed = std::chrono::steady_clock::now();
@@ -194,7 +180,7 @@ TEST_F(PermissionEndToEnd, YesInTheTerminalFirstTakesTheButtonsAway) {
     // The tool takes a while, so no hook event tells before it ends: Claude Code's registry
     // record must.
     ask("sleep 6; echo ran > marker");
-    ASSERT_TRUE(answerInTerminal("Enter")) << cli->screen();
+    ASSERT_TRUE(cli->answerPermissionDialog("Enter")) << cli->screen();
     const auto gone = buttonsGoneAfterDialog();
     ASSERT_TRUE(gone) << "the buttons stayed\n" << readText(log());
     std::printf("buttons gone %.2f s after the dialog closed\n", *gone);
@@ -206,7 +192,7 @@ TEST_F(PermissionEndToEnd, YesInTheTerminalFirstTakesTheButtonsAway) {
 
 TEST_F(PermissionEndToEnd, EscapeInTheTerminalFirstTakesTheButtonsAway) {
     ask("echo ran > marker");
-    ASSERT_TRUE(answerInTerminal("Escape")) << cli->screen();
+    ASSERT_TRUE(cli->answerPermissionDialog("Escape")) << cli->screen();
     const auto gone = buttonsGoneAfterDialog();
     ASSERT_TRUE(gone) << "the buttons stayed\n" << readText(log());
     std::printf("buttons gone %.2f s after the dialog closed\n", *gone);
