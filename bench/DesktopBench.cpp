@@ -105,6 +105,11 @@ public:
         }
         const Path home = root_ / "home";
         std::filesystem::create_directories(home);
+        // The lamps alone: the helper would otherwise wait for an answer to each permission
+        // request the figures send.
+        std::filesystem::create_directories(home / ".config/Ostrelvan");
+        writeText(home / ".config/Ostrelvan/Ostrelvan.conf",
+                  "[General]\npermissions.answer=false\n");
         app_.emplace(std::vector<std::string>{OSTRELVAN_DESKTOP},
                      x.environment({{"HOME", home.string()},
                                     {"XDG_CONFIG_HOME", (home / ".config").string()},
