@@ -3,6 +3,7 @@
 // standard output as a decision and exit status 2 as "block", so it always exits 0 and reports
 // failures only to <data root>/hook.log. The one exception is a permission request the desktop
 // app offers to the user: the user's decision there is printed.
+#include "base/FileSystem.h"
 #include "core/ApprovalDetail.h"
 #include "core/DataPaths.h"
 #include "core/HookEvent.h"
@@ -12,7 +13,6 @@
 #include "hook/HookLog.h"
 #include "hook/PermissionWait.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #ifdef __GLIBC__
@@ -119,17 +119,8 @@ void offer(const Environment& environment, const Recorded& recorded) {
     const std::optional<std::string> output = PermissionWait::ask(
         DataPaths::permissionSocket(root), request, PermissionWait::limit(environment),
         [&root](std::string_view problem) { HookLog::append(root, wallClockNow(), problem); });
-    if (!output)
-        return;
-    std::string_view rest = *output;
-    while (!rest.empty()) {
-        const ssize_t written = ::write(STDOUT_FILENO, rest.data(), rest.size());
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return;
-        rest.remove_prefix(static_cast<std::size_t>(written));
-    }
+    if (output)
+        FileSystem::writeAll(STDOUT_FILENO, *output);
 }
 
 } // namespace
