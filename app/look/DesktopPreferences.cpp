@@ -68,11 +68,4 @@ std::optional<double> kdeAnimationFactor(std::string_view kdeglobals) {
     return factor;
 }
 
-std::string gsettingsValue(std::string_view output) {
-    std::string_view value = trimmed(output);
-    if (value.size() >= 2 && value.front() == '\'' && value.back() == '\'')
-        value = value.substr(1, value.size() - 2);
-    return std::string(value);
-}
-
 } // namespace ostrelvan::DesktopPreferencesRules

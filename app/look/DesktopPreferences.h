@@ -40,9 +40,6 @@ DesktopPreferences decide(const LinuxDesktopAnswers& answers);
 // The [KDE] AnimationDurationFactor of a kdeglobals file's text.
 std::optional<double> kdeAnimationFactor(std::string_view kdeglobals);
 
-// The value printed by `gsettings get`: 'prefer-dark' -> prefer-dark, true -> true.
-std::string gsettingsValue(std::string_view output);
-
 } // namespace DesktopPreferencesRules
 
 } // namespace ostrelvan

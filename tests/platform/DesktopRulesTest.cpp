@@ -68,13 +68,6 @@ TEST(DesktopPreferencesRules, readsKdeglobals) {
     EXPECT_EQ(kdeAnimationFactor("[KDE]\nAnimationDurationFactor=1\n[KDE][$i]\n"), 1.0);
 }
 
-TEST(DesktopPreferencesRules, readsGsettingsOutput) {
-    using DesktopPreferencesRules::gsettingsValue;
-    EXPECT_EQ(gsettingsValue("'prefer-dark'\n"), "prefer-dark");
-    EXPECT_EQ(gsettingsValue("false\n"), "false");
-    EXPECT_EQ(gsettingsValue(""), "");
-}
-
 TEST(DisplayServer, asksForXcbOnWaylandSessionsOnly) {
     using DisplayServer::preferredPlatform;
     EXPECT_EQ(preferredPlatform({}), std::nullopt);

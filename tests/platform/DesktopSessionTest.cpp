@@ -136,6 +136,15 @@ private slots:
         bus.unregisterService(QStringLiteral("org.freedesktop.portal.Desktop"));
     }
 
+    // With no portal, GNOME's own settings decide, read in this process from the keyfile that
+    // main() points GSettings at (no gsettings program on PATH either).
+    void gnomeSettingsDecideWithoutAPortal() {
+        std::filesystem::remove(config / "kdeglobals");
+        DesktopPreferencesMonitor monitor;
+        QVERIFY(monitor.current().dark);
+        QVERIFY(monitor.current().reduceMotion);
+    }
+
     void compositorAndBlurAreFollowedAsTheyComeAndGo() {
         QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
         CompositorMonitor monitor;
@@ -260,6 +269,12 @@ int main(int argc, char** argv) {
     ::setenv("DBUS_SESSION_BUS_ADDRESS", address->c_str(), 1);
     ::setenv("QT_QPA_PLATFORM", "xcb", 1);
     ::setenv("XDG_CONFIG_HOME", test.config.path().c_str(), 1);
+    ::setenv("GSETTINGS_BACKEND", "keyfile", 1);
+    ::setenv("PATH", "/nonexistent", 1);
+    std::filesystem::create_directories(test.config / "glib-2.0/settings");
+    writeText(test.config / "glib-2.0/settings/keyfile",
+              "[org/gnome/desktop/interface]\ncolor-scheme='prefer-dark'\n"
+              "enable-animations=false\n");
     ::unsetenv("WAYLAND_DISPLAY");
     QGuiApplication app(argc, argv);
     return QTest::qExec(&test, argc, argv);

@@ -1,5 +1,7 @@
 #include "app/look/DesktopPreferencesMonitor.h"
 
+#include "app/platform/linux/GnomeSettings.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
@@ -7,8 +9,6 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QPalette>
-#include <QProcess>
-#include <QStandardPaths>
 
 namespace ostrelvan {
 
@@ -17,10 +17,9 @@ namespace {
 const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString portalSettings = QStringLiteral("org.freedesktop.portal.Settings");
-const QString gnomeInterface = QStringLiteral("org.gnome.desktop.interface");
+const QString gnomeGroup = QStringLiteral("org.gnome.desktop.interface");
 // A portal that is being started on demand answers within this; a missing one fails at once.
 constexpr int portalTimeoutMs = 500;
-constexpr int gsettingsTimeoutMs = 1000;
 
 // One value from the settings portal. Its Read method wraps the value in a second variant.
 std::optional<QVariant> portalRead(const QString& group, const QString& key) {
@@ -39,37 +38,22 @@ std::optional<QVariant> portalRead(const QString& group, const QString& key) {
     return value;
 }
 
-// GNOME's own store, for desktops whose portal does not pass its keys on.
-std::optional<std::string> gsettingsGet(const QString& schema, const QString& key) {
-    const QString program = QStandardPaths::findExecutable(QStringLiteral("gsettings"));
-    if (program.isEmpty())
-        return std::nullopt;
-    QProcess process;
-    process.start(program, {QStringLiteral("get"), schema, key});
-    if (!process.waitForFinished(gsettingsTimeoutMs)) {
-        process.kill();
-        process.waitForFinished();
-        return std::nullopt;
-    }
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0)
-        return std::nullopt;
-    return DesktopPreferencesRules::gsettingsValue(process.readAllStandardOutput().toStdString());
+// GNOME's own settings, for desktops whose portal does not pass its keys on, or have no portal.
+const GnomeSettings& gnomeInterface() {
+    static const GnomeSettings settings("org.gnome.desktop.interface");
+    return settings;
 }
 
 std::optional<std::string> gnomeString(const QString& key) {
-    if (const auto value = portalRead(gnomeInterface, key); value && value->canConvert<QString>())
+    if (const auto value = portalRead(gnomeGroup, key); value && value->canConvert<QString>())
         return value->toString().toStdString();
-    return gsettingsGet(gnomeInterface, key);
+    return gnomeInterface().string(key.toUtf8().constData());
 }
 
 std::optional<bool> gnomeBool(const QString& key) {
-    if (const auto value = portalRead(gnomeInterface, key);
-        value && value->typeId() == QMetaType::Bool)
+    if (const auto value = portalRead(gnomeGroup, key); value && value->typeId() == QMetaType::Bool)
         return value->toBool();
-    const auto text = gsettingsGet(gnomeInterface, key);
-    if (text == "true" || text == "false")
-        return *text == "true";
-    return std::nullopt;
+    return gnomeInterface().boolean(key.toUtf8().constData());
 }
 
 std::optional<double> kdeFactor() {
