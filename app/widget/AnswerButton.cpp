@@ -13,11 +13,6 @@ constexpr double glyphWeight = 1.8;
 constexpr double quietFillOpacity = 0.12;
 constexpr double hoverFillOpacity = 0.2;
 constexpr double ringWidth = 1.5;
-
-QColor withOpacity(QColor color, double opacity) {
-    color.setAlphaF(static_cast<float>(color.alphaF() * opacity));
-    return color;
-}
 } // namespace
 
 AnswerButton::AnswerButton(PermissionChoice choice, QWidget* parent)
@@ -73,23 +68,25 @@ void AnswerButton::paintEvent(QPaintEvent*) {
     switch (choice_) {
     case PermissionChoice::allow:
         painter.setPen(Qt::NoPen);
-        painter.setBrush(withOpacity(GlassColor::success(), pressed * (hovered ? 1.0 : 0.9)));
+        painter.setBrush(
+            GlassColor::withOpacity(GlassColor::success(), pressed * (hovered ? 1.0 : 0.9)));
         painter.drawEllipse(circle);
         symbol = Qt::white;
         break;
     case PermissionChoice::allowAndAddRule:
-        painter.setPen(QPen(withOpacity(GlassColor::success(), pressed), ringWidth));
-        painter.setBrush(withOpacity(GlassColor::success(), hovered ? 0.2 : 0.08));
+        painter.setPen(QPen(GlassColor::withOpacity(GlassColor::success(), pressed), ringWidth));
+        painter.setBrush(GlassColor::withOpacity(GlassColor::success(), hovered ? 0.2 : 0.08));
         painter.drawEllipse(
             circle.adjusted(ringWidth / 2, ringWidth / 2, -ringWidth / 2, -ringWidth / 2));
-        symbol = withOpacity(GlassColor::success(), pressed);
+        symbol = GlassColor::withOpacity(GlassColor::success(), pressed);
         break;
     case PermissionChoice::deny:
         painter.setPen(Qt::NoPen);
-        painter.setBrush(withOpacity(GlassColor::textPrimary(look_.dark),
-                                     pressed * (hovered ? hoverFillOpacity : quietFillOpacity)));
+        painter.setBrush(
+            GlassColor::withOpacity(GlassColor::textPrimary(look_.dark),
+                                    pressed * (hovered ? hoverFillOpacity : quietFillOpacity)));
         painter.drawEllipse(circle);
-        symbol = withOpacity(GlassColor::textPrimary(look_.dark), pressed);
+        symbol = GlassColor::withOpacity(GlassColor::textPrimary(look_.dark), pressed);
         break;
     }
     const QRectF glyph(circle.center().x() - glyphSide / 2, circle.center().y() - glyphSide / 2,

@@ -68,4 +68,9 @@ QLinearGradient rim(double top, double bottom, const QRectF& rect) {
     return gradient;
 }
 
+QColor withOpacity(QColor color, double opacity) {
+    color.setAlphaF(static_cast<float>(color.alphaF() * opacity));
+    return color;
+}
+
 } // namespace ostrelvan::GlassColor

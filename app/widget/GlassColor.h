@@ -28,6 +28,8 @@ QColor textTertiary(const WidgetLook& look);
 QColor windowBackground(bool dark);
 // The fill of glass that no blur lies behind, before its opacity.
 QColor unblurredFill(bool dark);
+// `color` with its opacity scaled by `opacity`.
+QColor withOpacity(QColor color, double opacity);
 // A vertical gradient over `rect`, top to bottom: white at `top`, white at `bottom`, and white at
 // bottom × 1.6 at the lower edge.
 QLinearGradient rim(double top, double bottom, const QRectF& rect);

@@ -32,11 +32,6 @@ constexpr double hintWeight = 1.6;
 // down one in the padding below the last row, so they cover no text.
 constexpr double upHintCentreAboveBody = 6;
 constexpr double downHintCentreBelowBody = 4;
-
-QColor withOpacity(QColor color, double opacity) {
-    color.setAlphaF(static_cast<float>(color.alphaF() * opacity));
-    return color;
-}
 } // namespace
 
 SessionPanelView::SessionPanelView(const WidgetActions& actions, QWidget* parent)
@@ -254,7 +249,7 @@ void SessionPanelView::paintEvent(QPaintEvent*) {
     const double badgeHeight = badgeMetrics.height() + 2 * badgeVerticalPadding;
     const double badgeRight = settingsButton_->x() - headerSpacing;
     const QRectF badge(badgeRight - badgeWidth, (band - badgeHeight) / 2, badgeWidth, badgeHeight);
-    painter.fillPath(WidgetGlass::capsule(badge), withOpacity(primary, badgeOpacity));
+    painter.fillPath(WidgetGlass::capsule(badge), GlassColor::withOpacity(primary, badgeOpacity));
     painter.setFont(badgeFont);
     TextHalo::drawText(painter, badge, Qt::AlignCenter, count, primary, look_);
 

@@ -255,8 +255,8 @@ void SessionRow::paintEvent(QPaintEvent*) {
     const RowLayout layout = layOut(size(), elapsed, answers);
 
     if (highlighted_) {
-        QColor fill = GlassColor::textPrimary(look_);
-        fill.setAlphaF(static_cast<float>(fill.alphaF() * highlightOpacity));
+        const QColor fill =
+            GlassColor::withOpacity(GlassColor::textPrimary(look_), highlightOpacity);
         painter.fillPath(
             WidgetGlass::roundedRect(QRectF(rect()).adjusted(highlightInset, 0, -highlightInset, 0),
                                      highlightRadius),
