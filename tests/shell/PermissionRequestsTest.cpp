@@ -161,25 +161,23 @@ private slots:
         connect(&harness.store, &SessionStore::sessionsChanged, &requests,
                 [&] { requests.checkSessions(harness.store.sessions()); });
 
+        // The session's record in status `status` since `since`, its last event at `last`,
+        // read by the store at `now`.
+        const auto record = [&](SessionStatus status, double since, double last, double now) {
+            auto state = session("s1", status, at(since));
+            state.lastEvent = at(last);
+            harness.put(state);
+            harness.now = at(now);
+            harness.store.reload();
+        };
         // The hook event is written before the helper connects.
-        harness.put(session("s1", SessionStatus::needsApproval, at(0)));
-        harness.now = at(1);
-        harness.store.reload();
+        record(SessionStatus::needsApproval, 0, 0, 1);
         HelperSocket helper(requests);
         QCOMPARE(helper.ask(requestLine('a', "s1")), Type::accepted);
-
-        auto waiting = session("s1", SessionStatus::needsApproval, at(0));
-        waiting.lastEvent = at(7); // the permission prompt's notification, still waiting
-        harness.put(waiting);
-        harness.now = at(8);
-        harness.store.reload();
+        // The permission prompt's notification, still waiting.
+        record(SessionStatus::needsApproval, 0, 7, 8);
         QCOMPARE(requests.pending().size(), std::size_t(1));
-
-        auto moved = session("s1", SessionStatus::working, at(9));
-        moved.lastEvent = at(9);
-        harness.put(moved);
-        harness.now = at(9);
-        harness.store.reload();
+        record(SessionStatus::working, 9, 9, 9);
         QVERIFY(requests.pending().empty());
         const PermissionMessage withdrawn = helper.next();
         QCOMPARE(withdrawn.type, Type::withdraw);
@@ -187,15 +185,11 @@ private slots:
 
         // The registry: "waiting" since before the request stays; a change after it withdraws.
         const auto writeRecord = [&](const std::string& status, TimePoint changed) {
-            const auto time = changed.time_since_epoch().count();
-            writeText(registry / "4242.json", nlohmann::json{{"pid", 4242},
-                                                             {"sessionId", "s2"},
-                                                             {"cwd", "/work/s2"},
-                                                             {"startedAt", 0},
-                                                             {"status", status},
-                                                             {"updatedAt", time},
-                                                             {"statusUpdatedAt", time}}
-                                                  .dump());
+            const auto time = std::to_string(changed.time_since_epoch().count());
+            writeText(registry / "4242.json",
+                      R"({"pid":4242,"sessionId":"s2","cwd":"/work/s2","startedAt":0,"status":")" +
+                          status + R"(","updatedAt":)" + time + R"(,"statusUpdatedAt":)" + time +
+                          "}");
         };
         writeRecord("waiting", at(19));
         QCOMPARE(ClaudeRegistry::load(registry.path()).size(), std::size_t(1));
