@@ -4,7 +4,6 @@
 #include "app/integration/HookInstallerError.h"
 #include "app/platform/LaunchAtLogin.h"
 #include "app/shell/SettingsWindowController.h"
-#include "app/store/MemoryKeyValueStore.h"
 
 #include <QApplication>
 #include <QTest>
@@ -14,19 +13,15 @@ namespace ostrelvan::test {
 
 namespace {
 
-LaunchMode normal() {
-    return {LaunchMode::Kind::normal, {}};
-}
+constexpr auto normal = LaunchMode::Kind::normal;
 
-MemoryKeyValueStore connected(bool hooksConnected) {
-    return MemoryKeyValueStore({{QStringLiteral("hooks.connected"), hooksConnected}});
-}
-
-// Claude Code's settings with Ostrelvan's entries for every event but "Stop".
-std::string settingsMissingOneEntry(const Path& helper) {
-    auto settings = HookInstaller::installing(nlohmann::json::object(), helper.string());
+// A machine whose user once connected (or not), and whose Claude Code settings lack
+// Ostrelvan's entry for "Stop" while holding the others.
+void prepare(ShellMachine& machine, bool hooksConnected) {
+    machine.defaults = MemoryKeyValueStore({{QStringLiteral("hooks.connected"), hooksConnected}});
+    auto settings = HookInstaller::installing(nlohmann::json::object(), machine.helper().string());
     settings["hooks"].erase("Stop");
-    return HookInstaller::serialise(settings);
+    writeText(machine.settingsFile(), HookInstaller::serialise(settings));
 }
 
 } // namespace
@@ -36,25 +31,24 @@ class AppStateTest : public QObject {
 private slots:
     void testsModeStartsNothing() {
         ShellMachine machine;
-        writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));
+        prepare(machine, true);
         OpenWatch watch(machine.settingsFile());
-        auto defaults = connected(true);
-        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
-        state.start();
+        auto state = machine.app();
+        state->start();
         QVERIFY(!watch.opened());
         QVERIFY(!std::filesystem::exists(machine.helper()));
-        QVERIFY(!state.store().isWatching());
-        QVERIFY(!state.widget());
-        QVERIFY(!state.updater().isConfigured());
+        QVERIFY(!state->store().isWatching());
+        QVERIFY(!state->widget());
+        QVERIFY(!state->updater().isConfigured());
         QCOMPARE(machine.events, QStringList());
-        QCOMPARE(defaults.writes(), 0);
+        QCOMPARE(machine.defaults.writes(), 0);
     }
 
     // Each step sees the one before it done: the helper is in place for the repair, the widget
     // comes after the store and before the updater, and the sounds hear the store.
     void startsInOrderAndRepairsMissingEntriesOnce() {
         ShellMachine machine;
-        writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));
+        prepare(machine, true);
         machine.services.soundClock = [] { return addSeconds(wallClockNow(), 10); };
         WidgetActions given;
         machine.services.makeWidget = [&](const WidgetContext& context) {
@@ -62,81 +56,73 @@ private slots:
             machine.events << QStringLiteral("widget made");
             return std::make_unique<FakeWidget>(machine.events);
         };
-        auto defaults = connected(true);
-        AppState state(normal(), defaults, machine.services);
+        auto state = machine.app(normal);
         LogRecorder log;
-        state.start();
+        state->start();
 
         QCOMPARE(log.count(QStringLiteral("hooks: repairing hook entries")), 1);
         QCOMPARE(log.count(QStringLiteral("hooks: connected")), 1);
         QVERIFY(HookInstaller::isInstalled(HookInstaller::readSettings(machine.settingsFile()),
                                            machine.helper().string()));
         QVERIFY(std::filesystem::exists(machine.helper()));
-        QVERIFY(state.store().isWatching());
+        QVERIFY(state->store().isWatching());
         machine.putWaitingSession("s1");
-        state.store().reload();
+        state->store().reload();
         QCOMPARE(machine.events,
                  (QStringList{"widget made", "widget shown", "updater started", "sound approval"}));
         QCOMPARE(log.count(QStringLiteral("app: sound for needsApproval")), 1);
         // Quitting is the app's (the widget's menu is the tray's, entry for entry: the tray test).
         given.quit();
         QCOMPARE(machine.events.last(), QStringLiteral("quit"));
-        QVERIFY(state.updater().isStarted());
-        QVERIFY(!state.hookError());
+        QVERIFY(state->updater().isStarted());
+        QVERIFY(!state->hookError());
     }
 
     void neverReadsClaudeSettingsWhenNotConnected() {
         ShellMachine machine;
-        writeText(machine.settingsFile(), settingsMissingOneEntry(machine.helper()));
+        prepare(machine, false);
         const std::string before = readText(machine.settingsFile());
         OpenWatch watch(machine.settingsFile());
-        auto defaults = connected(false);
-        AppState state(normal(), defaults, machine.services);
-        state.start();
+        machine.app(normal)->start();
         QVERIFY(!watch.opened());
         QCOMPARE(readText(machine.settingsFile()), before);
         QVERIFY(std::filesystem::exists(machine.helper())); // refreshed all the same
         QVERIFY(machine.events.contains(QStringLiteral("widget shown")));
     }
 
-    void aFailedConnectShowsItsTextAndChangesNothing_data() {
-        QTest::addColumn<bool>("hooksConnected");
-        QTest::newRow("not connected") << false;
-        QTest::newRow("connected") << true;
-    }
-
     void aFailedConnectShowsItsTextAndChangesNothing() {
-        QFETCH(bool, hooksConnected);
-        ShellMachine machine;
-        writeText(machine.settingsFile(), "{\"hooks\": {\"Stop\": [}\n");
-        auto defaults = connected(hooksConnected);
-        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
-        QTest::ignoreMessage(QtWarningMsg,
-                             QByteArray("connect failed: ") +
-                                 HookInstallerError::invalidJSON(machine.settingsFile()).what());
-        state.connectHooks();
-        QCOMPARE(state.hookError(),
-                 std::optional<std::string>(
-                     HookInstallerError::invalidJSON(machine.settingsFile()).what()));
-        QCOMPARE(state.settings().hooksConnected(), hooksConnected);
-        QCOMPARE(readText(machine.settingsFile()), std::string("{\"hooks\": {\"Stop\": [}\n"));
-        QCOMPARE(listing(machine.settingsFile().parent_path()), std::string("settings.json\n"));
+        for (const bool hooksConnected : {false, true}) {
+            ShellMachine machine;
+            prepare(machine, hooksConnected);
+            const std::string broken = "{\"hooks\": {\"Stop\": [}\n";
+            writeText(machine.settingsFile(), broken);
+            auto state = machine.app();
+            const std::string error =
+                HookInstallerError::invalidJSON(machine.settingsFile()).what();
+            QTest::ignoreMessage(QtWarningMsg,
+                                 QByteArray::fromStdString("connect failed: " + error));
+            state->connectHooks();
+            QCOMPARE(state->hookError(), std::optional(error));
+            QCOMPARE(state->settings().hooksConnected(), hooksConnected);
+            QCOMPARE(readText(machine.settingsFile()), broken);
+            QCOMPARE(listing(machine.settingsFile().parent_path()), std::string("settings.json\n"));
 
-        // Mended by hand, the next connect succeeds and clears the error; disconnect undoes it.
-        writeText(machine.settingsFile(), "{}");
-        state.connectHooks();
-        QVERIFY(!state.hookError());
-        QVERIFY(state.settings().hooksConnected());
-        state.disconnectHooks();
-        QVERIFY(!state.settings().hooksConnected());
-        QCOMPARE(readText(machine.settingsFile()), std::string("{}\n"));
+            // Mended by hand, the next connect succeeds and clears the error; disconnect undoes
+            // it.
+            writeText(machine.settingsFile(), "{}");
+            state->connectHooks();
+            QVERIFY(!state->hookError());
+            QVERIFY(state->settings().hooksConnected());
+            state->disconnectHooks();
+            QVERIFY(!state->settings().hooksConnected());
+            QCOMPARE(readText(machine.settingsFile()), std::string("{}\n"));
+        }
     }
 
     void openingASessionAcknowledgesItFirst() {
         ShellMachine machine;
         machine.putWaitingSession("s1", SessionStatus::awaitingReview);
-        MemoryKeyValueStore defaults;
-        auto state = std::make_unique<AppState>(normal(), defaults, machine.services);
+        auto state = machine.app(normal);
         state->start();
         QCOMPARE(state->store().sessions().size(), 1u);
         const DisplayedSession row = state->store().sessions().front();
@@ -158,36 +144,37 @@ private slots:
 
     void oneSettingsWindowPinsTheWidgetWhileVisible() {
         ShellMachine machine;
-        MemoryKeyValueStore defaults;
-        AppState state(normal(), defaults, machine.services);
-        state.start();
+        auto state = machine.app(normal);
+        state->start();
         machine.events.clear();
-        state.actions().openSettings();
-        QWidget* window = state.settingsWindow()->window();
+        state->actions().openSettings();
+        QWidget* window = state->settingsWindow()->window();
         QVERIFY(window && window->isVisible());
         QCOMPARE(window->windowTitle(), QStringLiteral("Ostrelvan Settings"));
-        state.openSettings();
-        QCOMPARE(state.settingsWindow()->window(), window);
+        state->openSettings();
+        QCOMPARE(state->settingsWindow()->window(), window);
         QCOMPARE(QApplication::topLevelWidgets().count(window), 1);
         window->close();
-        QCOMPARE(machine.events, (QStringList{"pinned 1", "pinned 0"}));
+        state->openSettings(); // closed, it comes back when asked again
+        QVERIFY(state->settingsWindow()->window()->isVisible());
+        QCOMPARE(machine.events, (QStringList{"pinned 1", "pinned 0", "pinned 1"}));
     }
 
     void launchAtLoginShowsWhatTheSystemSays() {
         ShellMachine machine;
-        MemoryKeyValueStore defaults;
-        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
-        QVERIFY(!state.launchAtLogin());
-        state.setLaunchAtLogin(true);
-        QVERIFY(state.launchAtLogin());
+        auto state = machine.app();
+        QVERIFY(!state->launchAtLogin());
+        state->setLaunchAtLogin(true);
+        QVERIFY(state->launchAtLogin());
         QVERIFY(LaunchAtLogin::isEnabled(machine.services.environment));
         // The entry goes with its folder, and a file where the folder was makes switching on
-        // fail: logged, and the toggle shows what is true, off.
+        // fail: logged, nothing written, and the toggle shows what is true, off.
         std::filesystem::remove_all(machine.home / "config");
-        writeText(machine.home / "config", "");
+        writeText(machine.home / "config", "not a folder");
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^launch at login failed: .*"));
-        state.setLaunchAtLogin(true);
-        QVERIFY(!state.launchAtLogin());
+        state->setLaunchAtLogin(true);
+        QVERIFY(!state->launchAtLogin());
+        QCOMPARE(readText(machine.home / "config"), std::string("not a folder"));
     }
 };
 

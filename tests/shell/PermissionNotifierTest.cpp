@@ -1,13 +1,10 @@
 #include "app/shell/PermissionNotifier.h"
 
-#include "TestSupport.h"
+#include "ShellTestSupport.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
-#include <QLocalSocket>
-#include <QTest>
-#include <thread>
 
 namespace ostrelvan::test {
 
@@ -74,26 +71,6 @@ private:
     TempDir folder_;
     std::optional<Process> bus_;
 
-    // A helper that has sent its request and had it accepted.
-    static std::unique_ptr<QLocalSocket> ask(const PermissionRequests& requests,
-                                             const std::string& id, const std::string& cwd,
-                                             const std::string& command) {
-        auto socket = std::make_unique<QLocalSocket>();
-        socket->connectToServer(QString::fromStdString(requests.socketPath().string()));
-        if (!socket->waitForConnected(5000))
-            return nullptr;
-        const auto line =
-            PermissionMessage::request(id, "session-" + id.substr(0, 4), std::nullopt, cwd, "Bash",
-                                       command, nlohmann::ordered_json::array())
-                .encode();
-        socket->write(line.data(), qint64(line.size()));
-        socket->flush();
-        if (!QTest::qWaitFor([&] { return socket->canReadLine(); }, 10000))
-            return nullptr;
-        socket->readLine();
-        return socket;
-    }
-
 private slots:
     // A private session bus, which the notifications use as the user's own.
     void initTestCase() {
@@ -111,7 +88,7 @@ private slots:
 
     // Each new request is shown with its project, its command and the two actions; an answer
     // elsewhere withdraws it; the "allow" action answers the helper; nothing is shown in the
-    // first moments after launch.
+    // first moments after launch; a server without actions gets none.
     void notifiesWithdrawsAndAnswers() {
         StandInServer server(QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS")));
         TempDir root;
@@ -120,8 +97,8 @@ private slots:
         TimePoint now = wallClockNow();
         PermissionNotifier notifier(requests, addSeconds(now, -60), [&] { return now; });
 
-        auto first = ask(requests, std::string(32, 'a'), "/src/web", "npm test");
-        QVERIFY(first);
+        HelperSocket first(requests);
+        QCOMPARE(first.ask(requestLine('a', "web")), PermissionMessage::Type::accepted);
         QTRY_COMPARE_WITH_TIMEOUT(server.shown.size(), std::size_t(1), 10000);
         const auto shown = server.shown.front();
         QCOMPARE(shown.summary, QStringLiteral("web needs approval"));
@@ -135,51 +112,44 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(server.closed, std::vector<uint>{shown.id}, 10000);
 
         // "allow" clicked on the notification reaches the helper.
-        auto second = ask(requests, std::string(32, 'b'), "/src/api", "make deploy");
-        QVERIFY(second);
+        HelperSocket second(requests);
+        QCOMPARE(second.ask(requestLine('b', "api", "make deploy")),
+                 PermissionMessage::Type::accepted);
         QTRY_COMPARE_WITH_TIMEOUT(server.shown.size(), std::size_t(2), 10000);
         QCOMPARE(server.shown.back().summary, QStringLiteral("api needs approval"));
         server.invoke(server.shown.back().id, QStringLiteral("allow"));
-        QTRY_VERIFY_WITH_TIMEOUT(second->canReadLine(), 10000);
-        const auto decision = PermissionMessage::decode(second->readLine().toStdString());
-        QCOMPARE(int(decision.type), int(PermissionMessage::Type::decision));
-        QCOMPARE(int(decision.behavior), int(PermissionMessage::Behavior::allow));
+        const auto decision = second.next();
+        QCOMPARE(decision.type, PermissionMessage::Type::decision);
+        QCOMPARE(decision.behavior, PermissionMessage::Behavior::allow);
         QCOMPARE(decision.requestId, std::string(32, 'b'));
         QVERIFY(requests.pending().empty());
 
         // An action on a notification whose request already ended answers nothing.
-        auto third = ask(requests, std::string(32, 'c'), "/src/docs", "ls");
-        QVERIFY(third);
+        HelperSocket third(requests);
+        QCOMPARE(third.ask(requestLine('c', "docs", "ls")), PermissionMessage::Type::accepted);
         QTRY_COMPARE_WITH_TIMEOUT(server.shown.size(), std::size_t(3), 10000);
         server.invoke(server.shown.front().id, QStringLiteral("deny"));
         QTest::qWait(200);
         QCOMPARE(requests.pending().size(), std::size_t(1));
-        QVERIFY(!third->canReadLine());
+        QVERIFY(!third.socket.canReadLine());
 
         // Just launched: quiet.
         PermissionRequests early(root / "early.sock");
         early.setEnabled(true);
         PermissionNotifier quiet(early, now, [&] { return now; });
-        auto fourth = ask(early, std::string(32, 'd'), "/src/cli", "ls");
-        QVERIFY(fourth);
+        HelperSocket fourth(early);
+        QCOMPARE(fourth.ask(requestLine('d', "cli", "ls")), PermissionMessage::Type::accepted);
         QTest::qWait(300);
         QCOMPARE(server.shown.size(), std::size_t(3));
-    }
 
-    // A server without actions still shows the request, with no buttons of its own.
-    void aServerWithoutActionsGetsNone() {
-        StandInServer server(QString::fromLocal8Bit(qgetenv("DBUS_SESSION_BUS_ADDRESS")));
+        // A server without actions still shows the request, with no buttons of its own.
         server.offersActions = false;
-        TempDir root;
-        PermissionRequests requests(root / "permission.sock");
-        requests.setEnabled(true);
-        const TimePoint now = wallClockNow();
-        PermissionNotifier notifier(requests, addSeconds(now, -60), [now] { return now; });
-        auto helper = ask(requests, std::string(32, 'e'), "/src/web", "npm test");
-        QVERIFY(helper);
-        QTRY_COMPARE_WITH_TIMEOUT(server.shown.size(), std::size_t(1), 10000);
-        QVERIFY(server.shown.front().actions.isEmpty());
-        QCOMPARE(server.shown.front().body, QStringLiteral("npm test"));
+        PermissionNotifier plain(early, addSeconds(now, -60), [&] { return now; });
+        HelperSocket fifth(early);
+        QCOMPARE(fifth.ask(requestLine('e', "site")), PermissionMessage::Type::accepted);
+        QTRY_COMPARE_WITH_TIMEOUT(server.shown.size(), std::size_t(4), 10000);
+        QVERIFY(server.shown.back().actions.isEmpty());
+        QCOMPARE(server.shown.back().body, QStringLiteral("npm test"));
     }
 };
 

@@ -15,19 +15,30 @@ using namespace std::chrono_literals;
 
 namespace {
 
-std::string join(const Command& command) {
+using Log = std::vector<std::string>;
+
+std::string join(const std::vector<std::int32_t>& pids) {
     std::string text;
-    for (const auto& word : command)
-        text += (text.empty() ? "" : " ") + word;
+    for (const auto pid : pids)
+        text += " " + std::to_string(pid);
     return text;
 }
 
-// Records every request in order and answers them later, as the real starter does.
-class FakeStarter : public ProcessStarter {
+// A machine of a few processes and windows, whose starter writes down every request in order
+// and answers them later, as the real one does.
+class SessionOpeningTest : public ProcessStarter, public ::testing::Test {
 public:
-    std::vector<std::string> log;
+    Log log;
     std::map<std::string, Result> results; // by the whole command; others exit 0 with no output
     std::set<std::string> missing;         // programs that cannot be started
+    std::map<std::int32_t, Environment> environments; // readable environments
+    // An agent (pid 100) under a shell (99) under a terminal emulator (98) with a window.
+    std::map<std::int32_t, std::int32_t> parents{{100, 99}, {99, 98}, {98, 1}};
+    std::map<std::int32_t, std::string> registry; // "tmux" fields
+    std::set<std::int32_t> windowOwners{98};
+    bool hasDisplay = true;
+    bool fileManager = true;
+    std::optional<Command> vscode;
 
     bool start(const Command& command) override {
         log.push_back("start " + join(command));
@@ -45,35 +56,57 @@ public:
         log.push_back("after " + std::to_string(delay.count()) + "ms");
         pending_.push_back(std::move(task));
     }
-    void settle() {
+
+    // What opening `session` on a click at `userTime` asked of the machine; done exactly once.
+    Log open(const SessionState& session, std::optional<std::uint32_t> userTime = 777) {
+        return settled([&](SessionOpening& opening, SessionOpening::Done done) {
+            opening.open(session, userTime, done);
+        });
+    }
+    Log showInFileManager(const std::string& folder) {
+        return settled([&](SessionOpening& opening, SessionOpening::Done done) {
+            opening.showInFileManager(folder, 5, done);
+        });
+    }
+
+    // The agent's session in /w/app/sub of the project /w/app, in a terminal named `app`.
+    static SessionState terminalSession(std::optional<std::string> app = std::nullopt,
+                                        SessionHost host = SessionHost::terminal) {
+        auto state = SessionState::make("s 1", "/w/app/sub", host, std::move(app), 100, {});
+        state.root = "/w/app";
+        return state;
+    }
+
+private:
+    std::deque<std::function<void()>> pending_;
+
+    static std::string join(const Command& command) {
+        std::string text;
+        for (const auto& word : command)
+            text += (text.empty() ? "" : " ") + word;
+        return text;
+    }
+    template <class Value>
+    static std::optional<Value> find(const std::map<std::int32_t, Value>& map, std::int32_t key) {
+        const auto found = map.find(key);
+        return found == map.end() ? std::nullopt : std::optional(found->second);
+    }
+
+    Log settled(const std::function<void(SessionOpening&, SessionOpening::Done)>& ask) {
+        log.clear();
+        SessionOpening opening(*this, machine());
+        int done = 0;
+        ask(opening, [&] { ++done; });
         while (!pending_.empty()) {
             auto next = std::move(pending_.front());
             pending_.pop_front();
             next();
         }
+        EXPECT_EQ(done, 1);
+        return log;
     }
 
-private:
-    std::deque<std::function<void()>> pending_;
-};
-
-template <class Value>
-std::optional<Value> find(const std::map<std::int32_t, Value>& map, std::int32_t key) {
-    const auto found = map.find(key);
-    return found == map.end() ? std::nullopt : std::optional(found->second);
-}
-
-// A machine of a few processes and windows.
-struct FakeMachine {
-    std::map<std::int32_t, Environment> environments; // readable environments
-    std::map<std::int32_t, std::int32_t> parents;
-    std::map<std::int32_t, std::string> registry; // "tmux" fields
-    std::set<std::int32_t> windowOwners;
-    bool hasDisplay = true;
-    bool fileManager = true;
-    std::optional<Command> vscode;
-
-    SessionOpening::Machine machine(std::vector<std::string>& log) {
+    SessionOpening::Machine machine() {
         return {
             [this](const std::string& folder) -> std::optional<Command> {
                 if (!vscode)
@@ -85,12 +118,9 @@ struct FakeMachine {
             [this](std::int32_t pid) { return find(environments, pid); },
             [this](std::int32_t pid) { return find(parents, pid); },
             [this](std::int32_t pid) { return find(registry, pid); },
-            [this, &log](const std::vector<std::int32_t>& chain,
-                         std::optional<std::uint32_t> time) {
-                std::string text = "activate";
-                for (const auto pid : chain)
-                    text += " " + std::to_string(pid);
-                log.push_back(text + " at " + (time ? std::to_string(*time) : "now"));
+            [this](const std::vector<std::int32_t>& chain, std::optional<std::uint32_t> time) {
+                log.push_back("activate" + ::join(chain) + " at " +
+                              (time ? std::to_string(*time) : "now"));
                 if (!hasDisplay)
                     return WindowActivation::Outcome::unavailable;
                 for (const auto pid : chain)
@@ -98,8 +128,8 @@ struct FakeMachine {
                         return WindowActivation::Outcome::activated;
                 return WindowActivation::Outcome::noWindow;
             },
-            [this, &log](const std::string& folder, std::optional<std::uint32_t>,
-                         const std::function<void(bool)>& done) {
+            [this](const std::string& folder, std::optional<std::uint32_t>,
+                   const std::function<void(bool)>& done) {
                 log.push_back("show-items " + folder);
                 done(fileManager);
             },
@@ -115,154 +145,86 @@ struct FakeMachine {
     }
 };
 
-struct Opened {
-    std::vector<std::string> log;
-    int done = 0;
-};
-
-Opened open(const SessionState& session, FakeMachine machine, std::set<std::string> missing = {},
-            std::map<std::string, ProcessStarter::Result> results = {},
-            std::optional<std::uint32_t> userTime = 777) {
-    FakeStarter starter;
-    starter.missing = std::move(missing);
-    starter.results = std::move(results);
-    SessionOpening opening(starter, machine.machine(starter.log));
-    Opened opened;
-    opening.open(session, userTime, [&] { ++opened.done; });
-    starter.settle();
-    opened.log = starter.log;
-    return opened;
-}
-
-using Log = std::vector<std::string>;
-
-// An agent (pid 100) under a shell (99) under a terminal emulator (98) with a window.
-const std::map<std::int32_t, std::int32_t> plainTerminal{{100, 99}, {99, 98}, {98, 1}};
-
-SessionState terminalSession(std::optional<std::string> terminalApp = std::nullopt) {
-    auto state = SessionState::make("s 1", "/w/app/sub", SessionHost::terminal,
-                                    std::move(terminalApp), 100, TimePoint{});
-    state.root = "/w/app";
-    return state;
-}
-
-SessionState vscodeSession() {
-    auto state = terminalSession();
-    state.host = SessionHost::vscode;
-    return state;
-}
-
 const std::string listClients = "list-clients -F #{client_activity} #{client_pid} #{client_tty}";
+const std::string selectPane = "select-window -t %3 ; select-pane -t %3";
 
 } // namespace
 
-TEST(SessionOpening, TmuxSessionSelectsThePaneThenTheClientsWindow) {
-    FakeMachine machine;
+// The whole way through real tmux and a real terminal window is the go-to-session end-to-end
+// test; here the choices on the way.
+TEST_F(SessionOpeningTest, TmuxSessionSelectsThePaneThenTheClientsWindow) {
     // The agent runs in a pane of a server whose two clients sit in two terminals.
-    machine.environments[100] = {{"TMUX", "/tmp/tmux-1000/default,90,0"}, {"TMUX_PANE", "%3"}};
-    machine.parents = {{100, 90}, {90, 1}, {500, 510}, {600, 610}, {610, 1}};
-    machine.windowOwners = {510, 610};
-    const std::string tmux = "tmux -S /tmp/tmux-1000/default ";
-    auto opened = open(terminalSession(), machine, {},
-                       {{tmux + listClients, {true, 0, "5 500 /dev/pts/7\n9 600 /dev/pts/8\n"}}});
-    EXPECT_EQ(opened.log, (Log{"run " + tmux + listClients,
-                               "run " + tmux +
-                                   "select-window -t %3 ; select-pane -t %3 ; switch-client -c "
-                                   "/dev/pts/8 -t %3",
-                               "activate 600 610 at 777"}));
-    EXPECT_EQ(opened.done, 1);
+    environments[100] = {{"TMUX", "/tmp/tmux-1000/default,90,0"}, {"TMUX_PANE", "%3"}};
+    parents = {{100, 90}, {90, 1}, {500, 510}, {600, 610}, {610, 1}};
+    windowOwners = {510, 610};
+    const std::string tmux = "run tmux -S /tmp/tmux-1000/default ";
+    results[tmux.substr(4) + listClients] = {true, 0, "5 500 /dev/pts/7\n9 600 /dev/pts/8\n"};
+    EXPECT_EQ(open(terminalSession()),
+              (Log{tmux + listClients, tmux + selectPane + " ; switch-client -c /dev/pts/8 -t %3",
+                   "activate 600 610 at 777"}));
 
     // Claude Code's registry names the pane when the agent's environment cannot be read; tmux
     // then finds its default server itself. A client whose window cannot be seen from here (a
     // Wayland terminal) still shows the pane, so the folder is not opened.
-    machine.environments.clear();
-    machine.registry[100] = "work:@2.%3";
-    machine.hasDisplay = false;
-    opened = open(terminalSession(), machine, {},
-                  {{"tmux " + listClients, {true, 0, "9 600 /dev/pts/8\n"}}});
-    EXPECT_EQ(opened.log, (Log{"run tmux " + listClients,
-                               "run tmux select-window -t %3 ; select-pane -t %3 ; switch-client "
-                               "-c /dev/pts/8 -t %3",
-                               "activate 600 610 at 777"}));
+    environments.clear();
+    registry[100] = "work:@2.%3";
+    hasDisplay = false;
+    results = {{"tmux " + listClients, {true, 0, "9 600 /dev/pts/8\n"}}};
+    EXPECT_EQ(open(terminalSession()),
+              (Log{"run tmux " + listClients,
+                   "run tmux " + selectPane + " ; switch-client -c /dev/pts/8 -t %3",
+                   "activate 600 610 at 777"}));
 
     // No client attached: the pane is selected for later, and the folder is shown meanwhile.
-    opened = open(terminalSession(), machine, {}, {{"tmux " + listClients, {true, 0, ""}}});
-    EXPECT_EQ(opened.log,
-              (Log{"run tmux " + listClients, "run tmux select-window -t %3 ; select-pane -t %3",
-                   "show-items /w/app"}));
-
     // No tmux on the machine: the same, and nothing breaks.
-    opened = open(terminalSession(), machine, {"tmux"});
-    EXPECT_EQ(opened.log,
-              (Log{"run tmux " + listClients, "run tmux select-window -t %3 ; select-pane -t %3",
-                   "show-items /w/app"}));
-    EXPECT_EQ(opened.done, 1);
+    const Log unattached{"run tmux " + listClients, "run tmux " + selectPane, "show-items /w/app"};
+    results.clear();
+    EXPECT_EQ(open(terminalSession()), unattached);
+    missing = {"tmux"};
+    EXPECT_EQ(open(terminalSession()), unattached);
 }
 
-TEST(SessionOpening, PlainTerminalIsFoundByItsProcessesElseTheFolderIsShown) {
-    FakeMachine machine;
-    machine.parents = plainTerminal;
-    machine.windowOwners = {98};
-    EXPECT_EQ(open(terminalSession(), machine).log, (Log{"activate 100 99 98 at 777"}));
+TEST_F(SessionOpeningTest, PlainTerminalIsFoundByItsProcessesElseTheFolderIsShown) {
+    EXPECT_EQ(open(terminalSession()), (Log{"activate 100 99 98 at 777"}));
     // A command line knows no click: the window system's current time is used.
-    EXPECT_EQ(open(terminalSession(), machine, {}, {}, std::nullopt).log,
-              (Log{"activate 100 99 98 at now"}));
+    EXPECT_EQ(open(terminalSession(), std::nullopt), (Log{"activate 100 99 98 at now"}));
 
     // A terminal the table knows (Ghostty sets TERM_PROGRAM on Linux too) has no bundle to
     // activate here; an unknown one neither. Without a window, the folder.
-    machine.windowOwners.clear();
+    windowOwners.clear();
     for (const char* app : {"ghostty", "kitty"})
-        EXPECT_EQ(open(terminalSession(app), machine).log,
+        EXPECT_EQ(open(terminalSession(app)),
                   (Log{"activate 100 99 98 at 777", "show-items /w/app"}))
             << app;
 
     // No file manager on the bus: the desktop's handler for folders.
-    machine.fileManager = false;
+    fileManager = false;
     auto noPid = terminalSession();
     noPid.pid.reset();
-    const auto opened = open(noPid, machine);
-    EXPECT_EQ(opened.log, (Log{"show-items /w/app", "start open-folder /w/app"}));
-    EXPECT_EQ(opened.done, 1);
+    EXPECT_EQ(open(noPid), (Log{"show-items /w/app", "start open-folder /w/app"}));
+    EXPECT_EQ(showInFileManager("/w/a b"), (Log{"show-items /w/a b", "start open-folder /w/a b"}));
+    fileManager = true;
+    EXPECT_EQ(showInFileManager("/w/a b"), (Log{"show-items /w/a b"}));
 }
 
-TEST(SessionOpening, VSCodeOpensTheFolderThenTheSessionLink) {
-    FakeMachine machine;
-    machine.parents = plainTerminal;
-    machine.windowOwners = {98};
-    machine.vscode = Command{"/usr/bin/code"};
-    auto opened = open(vscodeSession(), machine);
-    EXPECT_EQ(opened.log,
-              (Log{"start /usr/bin/code /w/app", "after 400ms",
-                   "start open-url vscode://anthropic.claude-code/open?session=s%201"}));
-    EXPECT_EQ(opened.done, 1);
-
+TEST_F(SessionOpeningTest, VSCodeOpensTheFolderThenTheSessionLink) {
+    vscode = Command{"/usr/bin/code"};
+    const auto extension = terminalSession(std::nullopt, SessionHost::vscode);
+    const Log opened{"start /usr/bin/code /w/app", "after 400ms",
+                     "start open-url vscode://anthropic.claude-code/open?session=s%201"};
+    EXPECT_EQ(open(extension), opened);
     // The folder could not be opened: logged, and the link still follows.
-    EXPECT_EQ(open(vscodeSession(), machine, {"/usr/bin/code"}).log, opened.log);
+    missing = {"/usr/bin/code"};
+    EXPECT_EQ(open(extension), opened);
 
     // A session in VS Code's integrated terminal opens the folder only.
-    EXPECT_EQ(open(terminalSession("vscode"), machine).log, (Log{"start /usr/bin/code /w/app"}));
+    EXPECT_EQ(open(terminalSession("vscode")), (Log{"start /usr/bin/code /w/app"}));
 
     // Without VS Code: the extension's session shows its folder; the integrated terminal's is
     // still found by its processes (VS Code's own window, when it runs after all).
-    machine.vscode.reset();
-    EXPECT_EQ(open(vscodeSession(), machine).log, (Log{"show-items /w/app"}));
-    EXPECT_EQ(open(terminalSession("vscode"), machine).log, (Log{"activate 100 99 98 at 777"}));
-}
-
-TEST(SessionOpening, ShowInFileManagerFallsBackToTheFolderHandler) {
-    for (const bool answered : {true, false}) {
-        FakeStarter starter;
-        FakeMachine machine;
-        machine.fileManager = answered;
-        SessionOpening opening(starter, machine.machine(starter.log));
-        int done = 0;
-        opening.showInFileManager("/w/a b", 5, [&] { ++done; });
-        starter.settle();
-        const Log expected = answered ? Log{"show-items /w/a b"}
-                                      : Log{"show-items /w/a b", "start open-folder /w/a b"};
-        EXPECT_EQ(starter.log, expected);
-        EXPECT_EQ(done, 1);
-    }
+    vscode.reset();
+    EXPECT_EQ(open(extension), (Log{"show-items /w/app"}));
+    EXPECT_EQ(open(terminalSession("vscode")), (Log{"activate 100 99 98 at 777"}));
 }
 
 // The live machine's readings, over a real process and real files.

@@ -3,11 +3,16 @@
 #include "TestSupport.h"
 #include "app/integration/HookInstaller.h"
 #include "app/shell/AppServices.h"
+#include "app/shell/AppState.h"
+#include "app/store/MemoryKeyValueStore.h"
 #include "core/SessionFileStore.h"
 
 #include <QList>
+#include <QLocalSocket>
 #include <QString>
+#include <QTest>
 #include <QtGlobal>
+#include <stdexcept>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -51,6 +56,46 @@ private:
     int fd_;
 };
 
+// The hook helper's end of the permission socket, driven from the test's thread while the app
+// answers from its event loop.
+struct HelperSocket {
+    QLocalSocket socket;
+
+    explicit HelperSocket(const PermissionRequests& requests) {
+        socket.connectToServer(QString::fromStdString(requests.socketPath().string()));
+        if (!socket.waitForConnected(5000))
+            throw std::runtime_error("the app does not listen");
+    }
+    void send(const std::string& bytes) {
+        socket.write(bytes.data(), qint64(bytes.size()));
+        socket.flush();
+    }
+    // The next line from the app; fails the test when none comes.
+    PermissionMessage next() {
+        if (!QTest::qWaitFor([this] { return socket.canReadLine(); }, 10000))
+            throw std::runtime_error("no line from the app");
+        return PermissionMessage::decode(socket.readLine().toStdString());
+    }
+    // What the app says first to the request `line`.
+    PermissionMessage::Type ask(const std::string& line) {
+        send(line);
+        return next().type;
+    }
+    bool closedByApp() {
+        return QTest::qWaitFor([this] { return socket.state() == QLocalSocket::UnconnectedState; },
+                               10000);
+    }
+};
+
+// A request of session `session`, working in /work/<session>, with id 32 times `digit`.
+inline std::string
+requestLine(char digit, const std::string& session, const std::string& command = "npm test",
+            const nlohmann::ordered_json& suggestions = nlohmann::ordered_json::array()) {
+    return PermissionMessage::request(std::string(32, digit), session, "prompt-1",
+                                      "/work/" + session, "Bash", command, suggestions)
+        .encode();
+}
+
 // A widget that writes down what it was asked to do.
 struct FakeWidget : WidgetHost {
     QStringList& events;
@@ -77,6 +122,7 @@ struct ShellMachine {
     TempDir home;
     QStringList events;
     AppServices services;
+    MemoryKeyValueStore defaults;
 
     ShellMachine() {
         writeText(home / "bundle/ostrelvan-hook", "#!/bin/sh\nexit 0\n");
@@ -111,6 +157,11 @@ struct ShellMachine {
                                       std::optional<std::uint32_t>) {
             events << QStringLiteral("opened %1").arg(QString::fromStdString(session.id()));
         };
+    }
+
+    // The app over this machine, with its settings in `defaults`.
+    std::unique_ptr<AppState> app(LaunchMode::Kind kind = LaunchMode::Kind::tests) {
+        return std::make_unique<AppState>(LaunchMode{kind, {}}, defaults, services);
     }
 
     Path settingsFile() const { return home / ".claude/settings.json"; }

@@ -21,32 +21,28 @@ struct Harness {
     }
 };
 
-TEST(SoundPlayer, KeepsQuietJustAfterLaunch) {
-    Harness h;
-    EXPECT_FALSE(h.at(2.9, SessionStatus::needsApproval));
-    EXPECT_FALSE(h.player.lastPlayed());
-    EXPECT_TRUE(h.at(3.0, SessionStatus::needsApproval));
-    EXPECT_EQ(h.played, std::vector{Cue::approval});
-}
+TEST(SoundPlayer, QuietAfterLaunchOnceABurstAndNeverWhenOffOrForWorkAndIdle) {
+    Harness launch;
+    EXPECT_FALSE(launch.at(2.9, SessionStatus::needsApproval));
+    EXPECT_FALSE(launch.player.lastPlayed());
+    EXPECT_TRUE(launch.at(3.0, SessionStatus::needsApproval));
+    EXPECT_EQ(launch.played, std::vector{Cue::approval});
 
-TEST(SoundPlayer, PlaysOnceForABurstAndAgainAfterTheGap) {
-    Harness h;
-    EXPECT_TRUE(h.at(10.0, SessionStatus::awaitingReview));
-    EXPECT_FALSE(h.at(11.5, SessionStatus::awaitingReview));
+    Harness burst;
+    EXPECT_TRUE(burst.at(10.0, SessionStatus::awaitingReview));
+    EXPECT_FALSE(burst.at(11.5, SessionStatus::awaitingReview));
     // The gap counts from the cue played, not from the one suppressed.
-    EXPECT_TRUE(h.at(12.0, SessionStatus::awaitingReview));
-    EXPECT_EQ(h.played, (std::vector{Cue::done, Cue::done}));
-}
+    EXPECT_TRUE(burst.at(12.0, SessionStatus::awaitingReview));
+    EXPECT_EQ(burst.played, (std::vector{Cue::done, Cue::done}));
 
-TEST(SoundPlayer, NeverPlaysWhenOffOrForWorkAndIdle) {
-    Harness h;
-    EXPECT_FALSE(h.at(10, SessionStatus::needsApproval, false));
-    EXPECT_FALSE(h.at(20, SessionStatus::working));
-    EXPECT_FALSE(h.at(30, SessionStatus::idle));
-    EXPECT_TRUE(h.played.empty());
-    EXPECT_FALSE(h.player.lastPlayed());
+    Harness quiet;
+    EXPECT_FALSE(quiet.at(10, SessionStatus::needsApproval, false));
+    EXPECT_FALSE(quiet.at(20, SessionStatus::working));
+    EXPECT_FALSE(quiet.at(30, SessionStatus::idle));
+    EXPECT_FALSE(quiet.player.lastPlayed());
     // Nothing above moved the gap: a cue right after plays.
-    EXPECT_TRUE(h.at(30.1, SessionStatus::needsApproval));
+    EXPECT_TRUE(quiet.at(30.1, SessionStatus::needsApproval));
+    EXPECT_EQ(quiet.played, std::vector{Cue::approval});
 }
 
 } // namespace

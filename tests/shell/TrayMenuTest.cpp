@@ -5,13 +5,10 @@
 #include "app/shell/SettingsWindowController.h"
 #include "app/shell/TrayIcon.h"
 #include "app/shell/TrayIconArt.h"
-#include "app/store/MemoryKeyValueStore.h"
 #include "app/widget/BrandColor.h"
 
 #include <QAction>
-#include <QLocalSocket>
 #include <QMenu>
-#include <QTest>
 
 namespace ostrelvan::test {
 
@@ -22,48 +19,33 @@ namespace {
 QStringList shown(const QMenu& menu) {
     QStringList lines;
     for (const QAction* action : menu.actions()) {
-        if (action->isSeparator()) {
-            lines << QStringLiteral("-");
-            continue;
-        }
-        QString line = action->text();
-        if (action->isCheckable()) {
+        QString line = action->isSeparator() ? QStringLiteral("-") : action->text();
+        if (action->isCheckable())
             line.prepend(action->isChecked() ? QStringLiteral("[x] ") : QStringLiteral("[ ] "));
-        }
-        if (!action->isEnabled()) {
+        if (!action->isEnabled() && !action->isSeparator())
             line += QStringLiteral(" (off)");
-        }
-        if (!action->shortcut().isEmpty()) {
+        if (!action->shortcut().isEmpty())
             line += QStringLiteral("\t") + action->shortcut().toString();
-        }
         lines << line;
     }
     return lines;
 }
 
 void choose(QMenu& menu, const QString& text) {
-    for (QAction* action : menu.actions()) {
+    for (QAction* action : menu.actions())
         if (action->text() == text) {
             action->trigger();
             QCoreApplication::processEvents(); // commands arrive queued
             return;
         }
-    }
     QFAIL(qPrintable(QStringLiteral("no entry ") + text));
 }
 
-const QString tip = QStringLiteral("Tip: the first click asks VS Code to allow the Claude link "
-                                   "once. Tick \"Do not ask me again\". (off)");
-// No shortcut texts: they are shown in the macOS menu bar only.
-const QStringList tail{"-", "Settings…", "-", tip, "-", "Restart Ostrelvan", "Quit Ostrelvan"};
-
 int count(const QImage& image, const std::function<bool(QColor)>& test) {
     int n = 0;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
             n += test(image.pixelColor(x, y)) ? 1 : 0;
-        }
-    }
     return n;
 }
 
@@ -72,17 +54,18 @@ int count(const QImage& image, const std::function<bool(QColor)>& test) {
 class TrayMenuTest : public QObject {
     Q_OBJECT
 private slots:
+    // The whole menu of a fresh user, as a tray host reads it, is the desktop shell's
+    // end-to-end test; here how it follows what the user does.
     void followsTheConnectionState() {
         ShellMachine machine;
         writeText(machine.settingsFile(), "not json");
-        MemoryKeyValueStore defaults;
-        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        auto app = machine.app();
+        AppState& state = *app;
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^no system tray.*"));
         TrayIcon tray(state);
         QVERIFY(!tray.isAvailable()); // offscreen has no tray host; the app runs on
-        QCOMPARE(shown(tray.menu()),
-                 QStringList({"Connect to Claude Code", "-", "[x] Sounds", "[ ] Launch at Login"}) +
-                     tail);
+        QCOMPARE(shown(tray.menu()).mid(0, 4),
+                 QStringList({"Connect to Claude Code", "-", "[x] Sounds", "[ ] Launch at Login"}));
 
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^connect failed: .*"));
         choose(tray.menu(), QStringLiteral("Connect to Claude Code"));
@@ -92,34 +75,28 @@ private slots:
         writeText(machine.settingsFile(), "{}");
         choose(tray.menu(), QStringLiteral("Connect to Claude Code"));
         choose(tray.menu(), QStringLiteral("Sounds"));
-        QCOMPARE(shown(tray.menu()), QStringList({"Connected to Claude Code (off)", "Disconnect",
-                                                  "-", "[ ] Sounds", "[ ] Launch at Login"}) +
-                                         tail);
+        // No shortcut texts: they are shown in the macOS menu bar only.
+        QCOMPARE(shown(tray.menu()).mid(0, 7),
+                 QStringList({"Connected to Claude Code (off)", "Disconnect", "-", "[ ] Sounds",
+                              "[ ] Launch at Login", "-", "Settings…"}));
         QVERIFY(!state.settings().soundsEnabled());
-
-        // The shortcuts work while the menu is open, although it hangs from no menu bar.
-        QTest::keyClick(&tray.menu(), Qt::Key_Comma, Qt::ControlModifier);
-        QCoreApplication::processEvents();
-        QVERIFY(state.settingsWindow() && state.settingsWindow()->window()->isVisible());
 
         choose(tray.menu(), QStringLiteral("Disconnect"));
         QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
-        // The widget's menu is the tray's, entry for entry; a row's puts its own entries first.
-        QMenu widgetMenu;
-        state.actions().appMenu(widgetMenu);
-        QCOMPARE(shown(widgetMenu), shown(tray.menu()));
+        // A row's menu puts its own entries before the tray's, which work from there too. (The
+        // widget's own menu, and the tray's shortcuts, are the end-to-end tests'.)
         QMenu rowMenu;
         rowMenu.addAction(QStringLiteral("Show in File Manager"));
         rowMenu.addSeparator();
         MenuBarMenu::append(rowMenu, state);
         QCOMPARE(shown(rowMenu), QStringList({"Show in File Manager", "-"}) + shown(tray.menu()));
-        choose(widgetMenu, QStringLiteral("Connect to Claude Code"));
+        choose(rowMenu, QStringLiteral("Connect to Claude Code"));
         QVERIFY(state.settings().hooksConnected());
+        // The shortcuts work while the menu is open, although it hangs from no menu bar.
         QTest::keyClick(&rowMenu, Qt::Key_Comma, Qt::ControlModifier);
         QCoreApplication::processEvents();
-        QVERIFY(state.settingsWindow()->window()->isVisible());
-
-        QTest::keyClick(&tray.menu(), Qt::Key_Q, Qt::ControlModifier);
+        QVERIFY(state.settingsWindow() && state.settingsWindow()->window()->isVisible());
+        QTest::keyClick(&rowMenu, Qt::Key_Q, Qt::ControlModifier);
         QCoreApplication::processEvents();
         QCOMPARE(machine.events, QStringList{"quit"});
     }
@@ -128,30 +105,19 @@ private slots:
     // answer chosen there reaches the helper, and the entries go with the request.
     void listsWaitingRequestsWithTheirAnswers() {
         ShellMachine machine;
-        MemoryKeyValueStore defaults;
-        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
+        auto app = machine.app();
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^no system tray.*"));
-        TrayIcon tray(state);
+        TrayIcon tray(*app);
         std::filesystem::create_directories(machine.home / "data/Ostrelvan");
-        state.requests().setEnabled(true);
+        app->requests().setEnabled(true);
 
-        const auto ask = [&](QLocalSocket& helper, char digit, const std::string& cwd,
-                             const std::string& command, const nlohmann::ordered_json& rules) {
-            helper.connectToServer(QString::fromStdString(state.requests().socketPath().string()));
-            QVERIFY(helper.waitForConnected(5000));
-            helper.write(QByteArray::fromStdString(
-                PermissionMessage::request(std::string(32, digit), cwd, std::nullopt, cwd, "Bash",
-                                           command, rules)
-                    .encode()));
-            helper.flush();
-            QTRY_VERIFY(helper.canReadLine());
-            helper.readLine();
-        };
-        QLocalSocket web;
-        ask(web, 'a', "/src/web", "npm test",
-            nlohmann::ordered_json::parse(R"([{"type":"addRules","rules":[]}])"));
-        QLocalSocket api;
-        ask(api, 'b', "/src/api", std::string(70, 'x'), nlohmann::ordered_json::array());
+        HelperSocket web(app->requests());
+        const auto rules = nlohmann::ordered_json::parse(R"([{"type":"addRules","rules":[]}])");
+        QCOMPARE(web.ask(requestLine('a', "web", "npm test", rules)),
+                 PermissionMessage::Type::accepted);
+        HelperSocket api(app->requests());
+        QCOMPARE(api.ask(requestLine('b', "api", std::string(70, 'x'))),
+                 PermissionMessage::Type::accepted);
         const QString longCommand = QString(60, QLatin1Char('x')) + QChar(0x2026);
         QCOMPARE(shown(tray.menu()).mid(0, 9),
                  (QStringList{"web · npm test (off)", "Allow", "Always Allow", "Deny", "-",
@@ -160,43 +126,38 @@ private slots:
         // The second "Allow" is the api's.
         tray.menu().actions()[6]->trigger();
         QCoreApplication::processEvents();
-        QTRY_VERIFY(api.canReadLine());
-        const auto decision = PermissionMessage::decode(api.readLine().toStdString());
+        const auto decision = api.next();
         QCOMPARE(decision.requestId, std::string(32, 'b'));
-        QCOMPARE(int(decision.behavior), int(PermissionMessage::Behavior::allow));
+        QCOMPARE(decision.behavior, PermissionMessage::Behavior::allow);
         choose(tray.menu(), QStringLiteral("Deny"));
-        QTRY_VERIFY(web.canReadLine());
-        QCOMPARE(int(PermissionMessage::decode(web.readLine().toStdString()).behavior),
-                 int(PermissionMessage::Behavior::deny));
+        QCOMPARE(web.next().behavior, PermissionMessage::Behavior::deny);
         QCOMPARE(shown(tray.menu()).first(), QStringLiteral("Connect to Claude Code"));
     }
 
     void showsTheUpdaterOnlyWhereConfigured() {
         ShellMachine machine;
-        MemoryKeyValueStore defaults;
-        AppState state({LaunchMode::Kind::normal, {}}, defaults, machine.services);
-        TrayIcon tray(state);
+        auto state = machine.app(LaunchMode::Kind::normal);
+        TrayIcon tray(*state);
         QVERIFY(shown(tray.menu()).contains(QStringLiteral("Check for Updates… (off)")));
-        state.updater().start(); // the fake updater says it can check
+        state->updater().start(); // the fake updater says it can check
         QVERIFY(shown(tray.menu()).contains(QStringLiteral("Version 1.4 (37) (off)")));
         choose(tray.menu(), QStringLiteral("Check for Updates…"));
         QVERIFY(machine.events.contains(QStringLiteral("checked for updates")));
 
         machine.services.bundleInfo = {{"CFBundleShortVersionString", "0.1.0"}}; // as on Linux
-        AppState unversioned({LaunchMode::Kind::normal, {}}, defaults, machine.services);
-        TrayIcon plain(unversioned);
+        auto unversioned = machine.app(LaunchMode::Kind::normal);
+        TrayIcon plain(*unversioned);
         QVERIFY(!shown(plain.menu()).join("|").contains(QStringLiteral("Version")));
         QVERIFY(!shown(plain.menu()).join("|").contains(QStringLiteral("Updates")));
     }
 
     void theIconShowsADotWhileASessionWaits() {
         ShellMachine machine;
-        MemoryKeyValueStore defaults;
-        AppState state({LaunchMode::Kind::tests, {}}, defaults, machine.services);
-        TrayIcon tray(state);
+        auto state = machine.app();
+        TrayIcon tray(*state);
         QVERIFY(!tray.showsAttention());
         machine.putWaitingSession("s1");
-        state.store().reload();
+        state->store().reload();
         QVERIFY(tray.showsAttention());
 
         using TrayIconArt::Style;

@@ -86,10 +86,9 @@ struct StoreHarness {
         QStringList groups;
         for (const auto& group : store.groups()) {
             QStringList rows;
-            for (const auto& shown : group.sessions) {
+            for (const auto& shown : group.sessions)
                 rows << QString::fromStdString(shown.id() + "=" + shown.name + "/") +
                             text(shown.status);
-            }
             groups << QString::fromStdString(group.id + " " + group.name + ": ") + rows.join(", ");
         }
         return groups.join("; ");
@@ -97,9 +96,8 @@ struct StoreHarness {
 
     std::vector<std::string> shownIds() const {
         std::vector<std::string> ids;
-        for (const auto& shown : store.sessions()) {
+        for (const auto& shown : store.sessions())
             ids.push_back(shown.id());
-        }
         return ids;
     }
 
