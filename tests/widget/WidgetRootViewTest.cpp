@@ -124,25 +124,20 @@ private slots:
     void lampsShowTheirStatusAtTheMetricsCentres() {
         ViewHarness h(oneTwoOne());
         const QImage image = h.render();
-        const auto sessions = h.feed.sessions();
-        const int x = h.canvas(h.metrics().columnRect()).center().x();
-        for (int i = 0; i < 4; ++i) {
-            const QPoint centre(x, qRound(h.canvasY(h.metrics().lampCentreY(i))));
-            const auto seen = lampStatusOf(patch(image, centre));
-            const auto expected = sessions[i].status == SessionStatus::awaitingReview
-                                      ? SessionStatus::needsApproval
-                                      : sessions[i].status;
-            QVERIFY2(seen == expected, qPrintable(QStringLiteral("lamp %1").arg(i)));
-        }
+        // Awaiting review shows the same colour as a request for approval.
+        const SessionStatus shown[] = {SessionStatus::working, SessionStatus::needsApproval,
+                                       SessionStatus::idle, SessionStatus::needsApproval};
+        for (int i = 0; i < 4; ++i)
+            QVERIFY2(lampStatusOf(patch(image, h.lampCentre(i))) == shown[i],
+                     qPrintable(QStringLiteral("lamp %1").arg(i)));
         // Between two lamps there is only glass.
-        const QPoint between(x, qRound(h.canvasY(h.metrics().lampCentreY(0))) + 13);
-        QVERIFY(distance(patch(image, between), StatusPalette::color(SessionStatus::working)) > 80);
+        QVERIFY(distance(patch(image, h.lampCentre(0) + QPoint(0, 13)),
+                         StatusPalette::color(SessionStatus::working)) > 80);
 
         // The lamp under the pointer grows.
-        const QPoint third(x, qRound(h.canvasY(h.metrics().lampCentreY(2))));
-        const int plain = lampWidth(image, third);
+        const int plain = lampWidth(image, h.lampCentre(2));
         h.model.setHoveredIndex(2);
-        const int hovered = lampWidth(h.render(), third);
+        const int hovered = lampWidth(h.render(), h.lampCentre(2));
         QVERIFY2(hovered >= plain + 2, qPrintable(QStringLiteral("%1 %2").arg(plain).arg(hovered)));
         QVERIFY(h.view->lampColumn()->lamps()[2]->isHighlighted());
         QVERIFY(!h.view->lampColumn()->lamps()[1]->isHighlighted());
@@ -166,15 +161,13 @@ private slots:
         QVERIFY(!after[1]->isVisible());
         QTest::qWait(150);
         const QImage fading = h.view->grab().toImage().convertToFormat(QImage::Format_ARGB32);
-        const QPoint newCentre(h.canvas(h.metrics().columnRect()).center().x(),
-                               qRound(h.canvasY(h.metrics().lampCentreY(1))));
-        QCOMPARE(lampStatusOf(patch(fading, newCentre)), std::optional(SessionStatus::working));
+        QCOMPARE(lampStatusOf(patch(fading, h.lampCentre(1))),
+                 std::optional(SessionStatus::working));
         h.view->finishTransitions();
         QVERIFY(after[1]->isVisible());
-        const double half = StatusLamp::extent / 2.0;
+        const int half = StatusLamp::extent / 2;
         QCOMPARE(after[1]->pos(), QPoint(qRound(WidgetMetrics::columnWidth / 2 - half),
-                                         qRound(h.canvasY(h.metrics().lampCentreY(1)) -
-                                                h.view->lampColumn()->y() - half)));
+                                         h.lampCentre(1).y() - h.view->lampColumn()->y() - half));
 
         // No sessions: one placeholder lamp, never highlighted.
         h.feed.setGroups({});
@@ -198,16 +191,13 @@ private slots:
         QVERIFY(overflows.view->lampColumn()->showsOverflow());
         const QImage image = overflows.render();
         const QRect column = overflows.canvas(overflows.metrics().columnRect());
-        const int lastCentre = qRound(overflows.canvasY(overflows.metrics().lampCentreY(19)));
-        const QRect chevron(column.left() + 8, lastCentre + 14, 20, 14);
+        const QRect chevron(column.left() + 8, overflows.lampCentre(19).y() + 14, 20, 14);
         QVERIFY(chevron.bottom() < column.bottom());
         QVERIFY(differing(image, chevron, image.pixelColor(column.left() + 3, chevron.top())) > 4);
 
         // In the column that fits, the same spot is below the last lamp's cell: only glass.
         const QImage plain = fits.render();
-        const QRect fitsColumn = fits.canvas(fits.metrics().columnRect());
-        const int fitsLast = qRound(fits.canvasY(fits.metrics().lampCentreY(20)));
-        const QRect below(fitsColumn.center().x() - 4, fitsLast + 14, 8, 5);
+        const QRect below(fits.lampCentre(20) + QPoint(-4, 14), QSize(8, 5));
         // Compared with the glass beside it, clear of the rim along the capsule's rounded end.
         QCOMPARE(differing(plain, below, plain.pixelColor(below.left() - 6, below.top())), 0);
     }
