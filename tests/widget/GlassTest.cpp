@@ -16,6 +16,8 @@
 
 namespace ostrelvan::test {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // A transparent w × h canvas with `paint` drawn on it.
@@ -61,7 +63,7 @@ QImage text(const WidgetLook& l) {
     return drawn(120, 30, [&](QPainter& p) {
         p.setFont(WidgetFonts::sessionName());
         TextHalo::drawText(p, QRectF(10, 5, 100, 20), Qt::AlignLeft | Qt::AlignVCenter,
-                           QStringLiteral("Refactor"), GlassColor::textPrimary(l.dark), l);
+                           u"Refactor"_s, GlassColor::textPrimary(l.dark), l);
     });
 }
 
@@ -70,32 +72,30 @@ QImage text(const WidgetLook& l) {
 class GlassTest : public QObject {
     Q_OBJECT
 private slots:
-    void tintFillsBlackOnDarkAndWhiteOnLight() {
+    void tintSheenAndRim() {
         // Full tint: opaque below the sheen, which fades out by the middle.
-        QCOMPARE(glass(look(true, 1)).pixelColor(60, 60), QColor(0, 0, 0));
+        const QImage dark = glass(look(true, 1));
+        QCOMPARE(dark.pixelColor(60, 60), QColor(0, 0, 0));
         QCOMPARE(glass(look(false, 1)).pixelColor(60, 60), QColor(255, 255, 255));
         // No tint: nothing but sheen and rim.
         const QImage clear = glass(look(true, 0));
+        const QImage light = glass(look(false, 0));
         QCOMPARE(clear.pixelColor(60, 60).alpha(), 0);
-        QCOMPARE(glass(look(false, 0)).pixelColor(60, 60).alpha(), 0);
+        QCOMPARE(light.pixelColor(60, 60).alpha(), 0);
         // The sheen: white at 0.16 along the top, fading towards the middle.
         const QColor high = clear.pixelColor(60, 4);
-        QCOMPARE(QColor(high.red(), high.green(), high.blue()), QColor(255, 255, 255));
+        QCOMPARE(QColor(high.rgb()), QColor(Qt::white));
         QVERIFY2(high.alpha() > 28 && high.alpha() < 41, qPrintable(QString::number(high.alpha())));
         QVERIFY(clear.pixelColor(60, 25).alpha() < high.alpha());
         // Outside the rounded corner nothing is drawn.
         QCOMPARE(clear.pixelColor(0, 0).alpha(), 0);
-    }
 
-    void rimIsBrighterAtTheTopAndOnLightGlass() {
-        const QImage dark = glass(look(true, 1));
-        const QImage light = glass(look(false, 0));
-        // Dark: the rim's 0.6 white over black and the sheen's 0.16 at the top edge.
+        // The rim, brighter at the top: on dark glass its 0.6 white over black and the sheen's
+        // 0.16 at the top edge, white at 0.2 at its middle stop halfway down the side.
         const QColor top = dark.pixelColor(60, 0);
         QVERIFY2(top.red() > 140 && top.red() < 175, qPrintable(QString::number(top.red())));
         const QColor bottom = dark.pixelColor(60, 79);
         QVERIFY2(bottom.red() > 70 && bottom.red() < 90, qPrintable(QString::number(bottom.red())));
-        // The rim's middle stop lies halfway down: white at 0.2 on the side edge.
         QVERIFY(std::abs(dark.pixelColor(0, 40).red() - 51) <= 4);
         // Light: white 0.9 at the top over a clear fill.
         QVERIFY(light.pixelColor(60, 0).alpha() > 225);
@@ -178,29 +178,27 @@ private slots:
     }
 
     void fontsAndTabularDigits() {
-        if (QFontInfo(WidgetFonts::panelTitle()).family() == QStringLiteral("Manrope"))
-            QCOMPARE(QFontInfo(WidgetFonts::countBadge()).family(), QStringLiteral("Inter"));
+        if (QFontInfo(WidgetFonts::panelTitle()).family() == u"Manrope"_s)
+            QCOMPARE(QFontInfo(WidgetFonts::countBadge()).family(), u"Inter"_s);
         else
             qWarning("Manrope is not installed: the fonts fall back");
         for (const QFont& font : {WidgetFonts::countBadge(), WidgetFonts::elapsed()}) {
-            QCOMPARE(WidgetFonts::tabularWidth(font, QStringLiteral("11")),
-                     WidgetFonts::tabularWidth(font, QStringLiteral("80")));
-            QCOMPARE(WidgetFonts::tabularWidth(font, QStringLiteral("1h 05m")),
-                     WidgetFonts::tabularWidth(font, QStringLiteral("8h 42m")));
+            QCOMPARE(WidgetFonts::tabularWidth(font, u"11"_s),
+                     WidgetFonts::tabularWidth(font, u"80"_s));
+            QCOMPARE(WidgetFonts::tabularWidth(font, u"1h 05m"_s),
+                     WidgetFonts::tabularWidth(font, u"8h 42m"_s));
         }
         // Right-aligned digits end at the same place whatever they are.
         const auto rightEdge = [](const QString& digits) {
-            return inkBounds(drawn(60, 20,
-                                   [&](QPainter& p) {
-                                       p.setFont(WidgetFonts::elapsed());
-                                       p.setPen(Qt::white);
-                                       WidgetFonts::drawTabular(p, QRectF(0, 0, 50, 20),
-                                                                Qt::AlignRight, digits);
-                                   }))
-                .right();
+            const auto paint = [&](QPainter& p) {
+                p.setFont(WidgetFonts::elapsed());
+                p.setPen(Qt::white);
+                WidgetFonts::drawTabular(p, QRectF(0, 0, 50, 20), Qt::AlignRight, digits);
+            };
+            return inkBounds(drawn(60, 20, paint)).right();
         };
-        QVERIFY(std::abs(rightEdge(QStringLiteral("10")) - rightEdge(QStringLiteral("18"))) <= 1);
-        QVERIFY(rightEdge(QStringLiteral("1")) <= 50);
+        QVERIFY(std::abs(rightEdge(u"10"_s) - rightEdge(u"18"_s)) <= 1);
+        QVERIFY(rightEdge(u"1"_s) <= 50);
     }
 
     void blurRadiusRoundsHalvesAwayFromZero() {
@@ -244,18 +242,14 @@ private slots:
     }
 
     void withoutBlurTintMapsOntoNearlyOpaqueGlass() {
+        // LegibleGlassTest measures how opaque the glass is; here the ends of the range.
         const auto [least, most] = WidgetGlass::unblurredOpacityRange;
         QCOMPARE(WidgetGlass::unblurredOpacity(0), least);
         QCOMPARE(WidgetGlass::unblurredOpacity(AppSettings::maximumTint), most);
         QCOMPARE(WidgetGlass::unblurredOpacity(1), most);
         QCOMPARE(WidgetGlass::unblurredOpacity(std::nan("")), least);
-        QVERIFY(WidgetGlass::unblurredOpacity(0.25) > least &&
-                WidgetGlass::unblurredOpacity(0.25) < most);
         for (const bool dark : {true, false}) {
             const WidgetLook l{.dark = dark, .blurBehind = false, .tint = 0.25};
-            const QColor middle = glass(l).pixelColor(60, 60);
-            QVERIFY2(std::abs(middle.alphaF() - WidgetGlass::unblurredOpacity(0.25)) < 0.01,
-                     qPrintable(QString::number(middle.alphaF())));
             // The text levels grow stronger on it; on frosted glass they stay as designed.
             QVERIFY(GlassColor::textTertiary(l).alphaF() > GlassColor::textTertiary(dark).alphaF());
             QCOMPARE(GlassColor::textTertiary(look(dark, 0.25)), GlassColor::textTertiary(dark));
