@@ -3,7 +3,6 @@
 #include "app/store/MemoryKeyValueStore.h"
 #include "app/widget/GlassColor.h"
 #include "app/widget/Glyphs.h"
-#include "app/widget/StatusLamp.h"
 #include "app/widget/TextHalo.h"
 #include "app/widget/WidgetFonts.h"
 #include "app/widget/WidgetGlass.h"

@@ -3,7 +3,6 @@
 
 #include "WidgetViewHarness.h"
 #include "app/widget/WidgetPanel.h"
-#include "app/widget/WidgetRootView.h"
 
 #include <QCursor>
 #include <QScreen>

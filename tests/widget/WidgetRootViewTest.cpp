@@ -6,7 +6,6 @@
 #include "app/widget/StatusLamp.h"
 
 #include <QAccessible>
-#include <QPainter>
 
 namespace ostrelvan::test {
 
