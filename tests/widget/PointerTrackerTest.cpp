@@ -29,7 +29,7 @@ struct Simulation {
     double nextPoll = PointerTracker::pollInterval;
     CanvasPoint pointer{0, 0};
 
-    explicit Simulation(const std::vector<int>& groups) : metrics(groups, 600) {}
+    explicit Simulation(const std::vector<int>& groups = {1, 1, 1}) : metrics(groups, 600) {}
 
     void go(CanvasPoint to, How how = How::move) {
         pointer = to;
@@ -88,7 +88,7 @@ constexpr CanvasPoint away{200, 500};
 } // namespace
 
 TEST(PointerTracker, HoverExpandsAfterTheDelayAndPollsDoNotRestartIt) {
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.play({{1.0, {}, onLamp0}});
     EXPECT_EQ(s.tracker.hoveredIndex(), 0);
     EXPECT_EQ(s.tracker.hoverTarget(), true);
@@ -99,7 +99,7 @@ TEST(PointerTracker, HoverExpandsAfterTheDelayAndPollsDoNotRestartIt) {
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
 
     // Rows are hit only while the panel is open.
-    Simulation closed({1, 1, 1});
+    Simulation closed;
     closed.move(onRow0);
     EXPECT_EQ(closed.tracker.hoveredIndex(), std::nullopt);
     s.move(onRow0);
@@ -107,7 +107,7 @@ TEST(PointerTracker, HoverExpandsAfterTheDelayAndPollsDoNotRestartIt) {
 }
 
 TEST(PointerTracker, PassingOverTheColumnWithinTheExpandDelayDoesNotExpand) {
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.play({{0, {}, onLamp0}, {0.2, {}, away}});
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
     EXPECT_EQ(s.tracker.hoveredIndex(), std::nullopt);
@@ -116,17 +116,14 @@ TEST(PointerTracker, PassingOverTheColumnWithinTheExpandDelayDoesNotExpand) {
     s.play({{3, false, onLamp0}, {3.1, {}, away}, {3.2, {}, onLamp0}});
     s.expectFlipAt(3.48, true);
 
-    // Gone by the time the delay wakes, unseen by any poll: the expansion does not happen.
-    PointerTracker t(true);
-    const WidgetMetrics m({1, 1, 1}, 600);
-    t.evaluate(m, onLamp0, 0);
-    t.hoverDelayElapsed(m, away);
-    EXPECT_FALSE(t.isExpanded());
-    EXPECT_EQ(t.hoverTarget(), std::nullopt);
+    // Gone by the time the delay wakes, unseen by the poll before: the expansion does not happen.
+    Simulation gone;
+    gone.play({{0, {}, onLamp0}, {0.2, {}, away, How::slip}, {0.28, false}});
+    EXPECT_EQ(gone.tracker.hoverTarget(), std::nullopt);
 }
 
 TEST(PointerTracker, LeavingAndComingBackWithinTheCollapseDelayKeepsThePanelOpen) {
-    Simulation s({1, 1, 1});
+    Simulation s;
     // The open panel is part of the hot area.
     s.play({{0, {}, onLamp0}, {1, true, onRow0}, {2, true, away}});
     EXPECT_EQ(s.tracker.hoverTarget(), false);
@@ -163,7 +160,7 @@ TEST(PointerTracker, EightPointsAroundTheColumnOrTheOpenPanelStillCountAsInside)
 }
 
 TEST(PointerTracker, APinnedPanelIgnoresHoverAndRefusesCollapse) {
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.move(away);
     s.pin(true);
     EXPECT_TRUE(s.tracker.isExpansionPinned());
@@ -185,14 +182,12 @@ TEST(PointerTracker, APinnedPanelIgnoresHoverAndRefusesCollapse) {
     s.play({{9, true}});
 
     // collapse() closes an unpinned panel at once and drops a pending delay.
-    PointerTracker hovered(true);
-    hovered.evaluate(s.metrics, onLamp0, 0);
-    hovered.hoverDelayElapsed(s.metrics, onLamp0);
-    hovered.evaluate(s.metrics, away, 1);
-    ASSERT_EQ(hovered.hoverTarget(), false);
-    hovered.collapse();
-    EXPECT_FALSE(hovered.isExpanded());
-    EXPECT_EQ(hovered.hoverTarget(), std::nullopt);
+    Simulation hovered;
+    hovered.play({{0, {}, onLamp0}, {1, true, away}});
+    ASSERT_EQ(hovered.tracker.hoverTarget(), false);
+    hovered.tracker.collapse();
+    EXPECT_FALSE(hovered.expanded());
+    EXPECT_EQ(hovered.tracker.hoverTarget(), std::nullopt);
 
     // Without pointer watching there is no hover to override; a preview still opens pinned.
     PointerTracker unwatched(false);
@@ -264,7 +259,7 @@ TEST(PointerTracker, CollapsingPutsTheListBackAtTheTop) {
 
 TEST(PointerTracker, AfterTheWindowSaysThePointerLeftAPollThatDoesNotMoveIsStale) {
     // Onto a native window of a Wayland desktop: the poll keeps answering the row it left from.
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.play({{0, {}, onLamp0}, {1, true, onRow0}});
     EXPECT_EQ(s.tracker.hoveredIndex(), 0);
     s.play({{2, {}, onRow0, How::leave}});
@@ -296,7 +291,7 @@ TEST(PointerTracker, AfterTheWindowSaysThePointerLeftAPollThatDoesNotMoveIsStale
 
 TEST(PointerTracker, APresentedPanelClosesOnceThePointerHasComeAndGoneOrAfterSixSeconds) {
     // The pointer never comes: closed six seconds later, however long the polls go on.
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.play({{0, {}, away}, {1}});
     s.present();
     EXPECT_TRUE(s.tracker.isPresented());
@@ -331,7 +326,7 @@ TEST(PointerTracker, APresentedPanelClosesOnceThePointerHasComeAndGoneOrAfterSix
 }
 
 TEST(PointerTracker, APinStaysAPinWhateverIsPresented) {
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.move(away);
     s.pin(true);
     s.present();
@@ -341,7 +336,7 @@ TEST(PointerTracker, APinStaysAPinWhateverIsPresented) {
     s.play({{0, {}, onRow0, How::leave}, {30, true}});
 
     // Pinned while presented: the timeout is gone; unpinned, hover decides.
-    Simulation p({1, 1, 1});
+    Simulation p;
     p.move(away);
     p.present();
     p.play({{2}});
