@@ -72,9 +72,7 @@ private slots:
 
         // Shown without hovering the row, as the status line says what is asked.
         QCOMPARE(h.model.hoveredIndex(), std::optional<int>());
-        QCOMPARE(accessibleButtons(row),
-                 (QStringList{QStringLiteral("Allow"), QStringLiteral("Always Allow"),
-                              QStringLiteral("Deny")}));
+        QCOMPARE(accessibleButtons(row), (QStringList{"Allow", "Always Allow", "Deny"}));
         QCOMPARE(row->statusText(), QStringLiteral("Needs approval \u00b7 npm test"));
         QCOMPARE(row->accessibleName(),
                  QStringLiteral("Fix the login form, web, Needs approval \u00b7 npm test"));
@@ -118,10 +116,8 @@ private slots:
         // Answered: the buttons go and the elapsed time is back.
         QVERIFY(row->answerButtons().empty());
         QVERIFY(accessibleButtons(row).isEmpty());
-        const QImage after = h.render();
-        QVERIFY(offGreen(after) > 100);
         const QRect whole = row->rect().translated(origin);
-        QCOMPARE(after.copy(whole), before.copy(whole));
+        QCOMPARE(h.render().copy(whole), before.copy(whole));
     }
 };
 
