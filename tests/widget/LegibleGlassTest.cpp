@@ -3,6 +3,7 @@
 // how well its text stands out, measured on the pixels.
 #include "Legibility.h"
 #include "WidgetViewHarness.h"
+#include "app/widget/SessionPanelView.h"
 #include "app/widget/SessionRow.h"
 #include "app/widget/WidgetGlass.h"
 
@@ -62,12 +63,9 @@ Measured measure(const WidgetLook& look) {
         }
     m.meanOpacity = total / std::max(1, count);
 
-    const auto rows = h.view->findChildren<SessionRow*>();
-    if (rows.size() != 4)
-        qFatal("expected four rows, found %d", int(rows.size()));
     for (const QImage* backdrop : {&white, &black}) {
         const auto at = [backdrop](int x, int y) { return pixel(*backdrop, x, y); };
-        for (const SessionRow* row : rows) {
+        for (const SessionRow* row : h.view->panel()->rows()) {
             const QRect r(row->mapTo(h.view.get(), QPoint(0, 0)), row->size());
             // The name on the upper line, the status below it, the age at the right; the lamp
             // at the left and the host's glyph at the right edge are left out.
