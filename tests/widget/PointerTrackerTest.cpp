@@ -7,6 +7,19 @@ using namespace ostrelvan;
 
 namespace {
 
+// How the pointer reaches a step's position: seen by the window at once (its own enter, move and
+// leave events), or only by the next poll (slip).
+enum class How { move, slip, enter, leave };
+
+// A line of a script: the clock runs to `at`, the panel must then be `open` (when given), and the
+// pointer goes to `to` (when given) the way `how` says.
+struct Step {
+    double at;
+    std::optional<bool> open = {};
+    std::optional<CanvasPoint> to = {};
+    How how = How::move;
+};
+
 // The panel controller's timers on a clock of our own: a poll every 0.15 s and the hover delay
 // woken at its deadline, in time order, with the pointer wherever the test last put it.
 struct Simulation {
@@ -16,25 +29,18 @@ struct Simulation {
     double nextPoll = PointerTracker::pollInterval;
     CanvasPoint pointer{0, 0};
 
-    explicit Simulation(const std::vector<int>& groups, double height = 600)
-        : metrics(groups, height) {}
+    explicit Simulation(const std::vector<int>& groups = {1, 1, 1}) : metrics(groups, 600) {}
 
-    // A move the window sees at once (its own enter, move and leave events).
-    void move(CanvasPoint to) {
+    void go(CanvasPoint to, How how = How::move) {
         pointer = to;
-        tracker.evaluate(metrics, pointer, now);
+        if (how == How::move)
+            tracker.evaluate(metrics, pointer, now);
+        else if (how == How::enter)
+            tracker.pointerEntered(metrics, pointer, now);
+        else if (how == How::leave) // polls go on answering `to`
+            tracker.pointerLeft(metrics, pointer, now);
     }
-    // A move between polls that the window does not see.
-    void slip(CanvasPoint to) { pointer = to; }
-    // The window reports the pointer gone; polls go on answering `frozen`.
-    void leave(CanvasPoint frozen) {
-        pointer = frozen;
-        tracker.pointerLeft(metrics, pointer, now);
-    }
-    void enter(CanvasPoint at) {
-        pointer = at;
-        tracker.pointerEntered(metrics, pointer, now);
-    }
+    void move(CanvasPoint to) { go(to); }
 
     void runUntil(double until) {
         for (;;) {
@@ -54,6 +60,21 @@ struct Simulation {
         now = until;
     }
 
+    void play(std::initializer_list<Step> script) {
+        for (const Step& step : script) {
+            runUntil(step.at);
+            if (step.open) {
+                EXPECT_EQ(expanded(), *step.open) << "at " << step.at;
+            }
+            if (step.to)
+                go(*step.to, step.how);
+        }
+    }
+    // The panel turns `open` exactly at `at`, not a millisecond before.
+    void expectFlipAt(double at, bool open) { play({{at - 0.001, !open}, {at, open}}); }
+
+    void pin(bool open) { tracker.setPinnedOpen(open, metrics, pointer, now); }
+    void present() { tracker.present(metrics, pointer, now); }
     bool expanded() const { return tracker.isExpanded(); }
 };
 
@@ -67,23 +88,18 @@ constexpr CanvasPoint away{200, 500};
 } // namespace
 
 TEST(PointerTracker, HoverExpandsAfterTheDelayAndPollsDoNotRestartIt) {
-    Simulation s({1, 1, 1});
-    s.runUntil(1.0);
-    s.move(onLamp0);
+    Simulation s;
+    s.play({{1.0, {}, onLamp0}});
     EXPECT_EQ(s.tracker.hoveredIndex(), 0);
     EXPECT_EQ(s.tracker.hoverTarget(), true);
     EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 1.28);
     s.move(onLamp2); // moving within the column keeps the delay running
     EXPECT_EQ(s.tracker.hoveredIndex(), 2);
-    s.runUntil(1.279);
-    EXPECT_FALSE(s.expanded());
-    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 1.28);
-    s.runUntil(1.28);
-    EXPECT_TRUE(s.expanded());
+    s.expectFlipAt(1.28, true);
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
 
     // Rows are hit only while the panel is open.
-    Simulation closed({1, 1, 1});
+    Simulation closed;
     closed.move(onRow0);
     EXPECT_EQ(closed.tracker.hoveredIndex(), std::nullopt);
     s.move(onRow0);
@@ -91,98 +107,64 @@ TEST(PointerTracker, HoverExpandsAfterTheDelayAndPollsDoNotRestartIt) {
 }
 
 TEST(PointerTracker, PassingOverTheColumnWithinTheExpandDelayDoesNotExpand) {
-    Simulation s({1, 1, 1});
-    s.move(onLamp0);
-    s.runUntil(0.2);
-    s.move(away);
+    Simulation s;
+    s.play({{0, {}, onLamp0}, {0.2, {}, away}});
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
     EXPECT_EQ(s.tracker.hoveredIndex(), std::nullopt);
-    s.runUntil(3);
-    EXPECT_FALSE(s.expanded());
 
     // Coming back starts the delay afresh.
-    s.move(onLamp0);
-    s.runUntil(3.1);
-    s.move(away);
-    s.runUntil(3.2);
-    s.move(onLamp0);
-    s.runUntil(3.479);
-    EXPECT_FALSE(s.expanded());
-    s.runUntil(3.48);
-    EXPECT_TRUE(s.expanded());
+    s.play({{3, false, onLamp0}, {3.1, {}, away}, {3.2, {}, onLamp0}});
+    s.expectFlipAt(3.48, true);
 
-    // Gone by the time the delay wakes, unseen by any poll: the expansion does not happen.
-    PointerTracker t(true);
-    const WidgetMetrics m({1, 1, 1}, 600);
-    t.evaluate(m, onLamp0, 0);
-    t.hoverDelayElapsed(m, away);
-    EXPECT_FALSE(t.isExpanded());
-    EXPECT_EQ(t.hoverTarget(), std::nullopt);
+    // Gone by the time the delay wakes, unseen by the poll before: the expansion does not happen.
+    Simulation gone;
+    gone.play({{0, {}, onLamp0}, {0.2, {}, away, How::slip}, {0.28, false}});
+    EXPECT_EQ(gone.tracker.hoverTarget(), std::nullopt);
 }
 
 TEST(PointerTracker, LeavingAndComingBackWithinTheCollapseDelayKeepsThePanelOpen) {
-    Simulation s({1, 1, 1});
-    s.move(onLamp0);
-    s.runUntil(1);
-    ASSERT_TRUE(s.expanded());
-    s.move(onRow0); // the open panel is part of the hot area
-    s.runUntil(2);
-    EXPECT_TRUE(s.expanded());
-
-    s.move(away);
+    Simulation s;
+    // The open panel is part of the hot area.
+    s.play({{0, {}, onLamp0}, {1, true, onRow0}, {2, true, away}});
     EXPECT_EQ(s.tracker.hoverTarget(), false);
     EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 2.45);
-    s.runUntil(2.42);
-    s.slip(onRow0); // back after the poll at 2.4: only the waking delay sees it
-    s.runUntil(2.45);
-    EXPECT_TRUE(s.expanded());
+    // Back after the poll at 2.4: only the waking delay sees it.
+    s.play({{2.42, {}, onRow0, How::slip}, {2.45, true}});
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
-    s.runUntil(4);
-    EXPECT_TRUE(s.expanded());
-
-    s.move(away);
-    s.runUntil(4.449);
-    EXPECT_TRUE(s.expanded());
-    s.runUntil(4.45);
-    EXPECT_FALSE(s.expanded());
+    s.play({{4, true, away}});
+    s.expectFlipAt(4.45, false);
 }
 
 TEST(PointerTracker, EightPointsAroundTheColumnOrTheOpenPanelStillCountAsInside) {
     const WidgetMetrics m({1, 1, 1}, 600);
     PointerTracker t(true);
-    t.evaluate(m, {350, 300}, 0);
-    EXPECT_EQ(t.hoverTarget(), true);
+    double now = 0;
+    const auto targetAt = [&](CanvasPoint p) {
+        t.evaluate(m, p, now += 0.1);
+        return t.hoverTarget();
+    };
+    EXPECT_EQ(targetAt({350, 300}), true);
     EXPECT_EQ(t.hoveredIndex(), std::nullopt); // inside the slack, but on no lamp
-    t.evaluate(m, {349.9, 300}, 0.1);
-    EXPECT_EQ(t.hoverTarget(), std::nullopt);
-    t.evaluate(m, {376, 356}, 0.2);
-    EXPECT_EQ(t.hoverTarget(), true);
-    t.evaluate(m, {376, 356.1}, 0.3);
-    EXPECT_EQ(t.hoverTarget(), std::nullopt);
-    t.evaluate(m, {402, 244}, 0.4);
-    EXPECT_EQ(t.hoverTarget(), true);
+    EXPECT_EQ(targetAt({349.9, 300}), std::nullopt);
+    EXPECT_EQ(targetAt({376, 356}), true);
+    EXPECT_EQ(targetAt({376, 356.1}), std::nullopt);
+    EXPECT_EQ(targetAt({402, 244}), true);
     t.hoverDelayElapsed(m, {402, 244});
     ASSERT_TRUE(t.isExpanded());
 
     // Open: the panel's left edge is at 12, its top at 405.
-    t.evaluate(m, {4, 300}, 1);
-    EXPECT_EQ(t.hoverTarget(), std::nullopt);
-    t.evaluate(m, {3.9, 300}, 1.1);
-    EXPECT_EQ(t.hoverTarget(), false);
-    t.evaluate(m, {100, 413}, 1.2);
-    EXPECT_EQ(t.hoverTarget(), std::nullopt);
-    t.evaluate(m, {100, 413.1}, 1.3);
-    EXPECT_EQ(t.hoverTarget(), false);
+    EXPECT_EQ(targetAt({4, 300}), std::nullopt);
+    EXPECT_EQ(targetAt({3.9, 300}), false);
+    EXPECT_EQ(targetAt({100, 413}), std::nullopt);
+    EXPECT_EQ(targetAt({100, 413.1}), false);
 }
 
 TEST(PointerTracker, APinnedPanelIgnoresHoverAndRefusesCollapse) {
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.move(away);
-    s.tracker.setPinnedOpen(true, s.metrics, s.pointer, s.now);
-    EXPECT_TRUE(s.expanded());
+    s.pin(true);
     EXPECT_TRUE(s.tracker.isExpansionPinned());
-    s.runUntil(5);
-    EXPECT_TRUE(s.expanded());
+    s.play({{5, true}});
     s.tracker.collapse();
     EXPECT_TRUE(s.expanded());
     s.move(onLamp2); // the hovered lamp still follows the pointer
@@ -190,31 +172,22 @@ TEST(PointerTracker, APinnedPanelIgnoresHoverAndRefusesCollapse) {
 
     // Unpinned, hover decides again: outside, the usual collapse delay runs.
     s.move(away);
-    s.tracker.setPinnedOpen(false, s.metrics, s.pointer, s.now);
+    s.pin(false);
     EXPECT_FALSE(s.tracker.isExpansionPinned());
-    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 5.45);
-    s.runUntil(5.45);
-    EXPECT_FALSE(s.expanded());
+    s.expectFlipAt(5.45, false);
 
     // Pinned while a hover collapse is pending: that collapse never fires.
-    s.move(onLamp0);
-    s.runUntil(7);
-    ASSERT_TRUE(s.expanded());
-    s.move(away);
-    s.runUntil(7.2);
-    s.tracker.setPinnedOpen(true, s.metrics, s.pointer, s.now);
-    s.runUntil(9);
-    EXPECT_TRUE(s.expanded());
+    s.play({{5.45, {}, onLamp0}, {7, true, away}, {7.2}});
+    s.pin(true);
+    s.play({{9, true}});
 
     // collapse() closes an unpinned panel at once and drops a pending delay.
-    PointerTracker hovered(true);
-    hovered.evaluate(s.metrics, onLamp0, 0);
-    hovered.hoverDelayElapsed(s.metrics, onLamp0);
-    hovered.evaluate(s.metrics, away, 1);
-    ASSERT_EQ(hovered.hoverTarget(), false);
-    hovered.collapse();
-    EXPECT_FALSE(hovered.isExpanded());
-    EXPECT_EQ(hovered.hoverTarget(), std::nullopt);
+    Simulation hovered;
+    hovered.play({{0, {}, onLamp0}, {1, true, away}});
+    ASSERT_EQ(hovered.tracker.hoverTarget(), false);
+    hovered.tracker.collapse();
+    EXPECT_FALSE(hovered.expanded());
+    EXPECT_EQ(hovered.tracker.hoverTarget(), std::nullopt);
 
     // Without pointer watching there is no hover to override; a preview still opens pinned.
     PointerTracker unwatched(false);
@@ -240,21 +213,18 @@ TEST(PointerTracker, WheelScrollingClampsAndIsConsumedOnlyOverAnOverflowingOpenP
     t.evaluate(m, inList, 0);
     EXPECT_EQ(t.hoveredIndex(), 0);
 
-    EXPECT_TRUE(t.scroll(m, inList, PointerTracker::scrollDelta(-1, false), 0));
-    EXPECT_EQ(t.scrollOffset(), 25);
-    EXPECT_TRUE(t.scroll(m, inList, PointerTracker::scrollDelta(-3.5, true), 0));
-    EXPECT_EQ(t.scrollOffset(), 28.5);
-    EXPECT_TRUE(t.scroll(m, inList, -71.5, 0));
-    EXPECT_EQ(t.scrollOffset(), 100);
-    EXPECT_EQ(t.hoveredIndex(), 2); // the row under the pointer changed with the list
-
-    EXPECT_TRUE(t.scroll(m, inList, 1000, 0));
-    EXPECT_EQ(t.scrollOffset(), 0);
-    EXPECT_TRUE(t.scroll(m, inList, 25, 0)); // already at the top: still consumed
-    EXPECT_EQ(t.scrollOffset(), 0);
-    EXPECT_TRUE(t.scroll(m, inList, -5000, 0));
-    EXPECT_EQ(t.scrollOffset(), 984);
-    EXPECT_EQ(t.hoveredIndex(), 19);
+    // Each wheel delta, the offset it leaves, and the row then under the pointer; at the top a
+    // wheel up is still consumed.
+    const struct {
+        double delta, offset;
+        int row;
+    } wheel[] = {{-25, 25, 0}, {-3.5, 28.5, 0}, {-71.5, 100, 2},
+                 {1000, 0, 0}, {25, 0, 0},      {-5000, 984, 19}};
+    for (const auto& [delta, offset, row] : wheel) {
+        EXPECT_TRUE(t.scroll(m, inList, delta, 0)) << delta;
+        EXPECT_EQ(t.scrollOffset(), offset) << delta;
+        EXPECT_EQ(t.hoveredIndex(), row) << delta;
+    }
 
     // Over the column, or with a list that fits, the wheel is not ours.
     EXPECT_FALSE(t.scroll(m, {376, 300}, 25, 0));
@@ -272,15 +242,10 @@ TEST(PointerTracker, WheelScrollingClampsAndIsConsumedOnlyOverAnOverflowingOpenP
 TEST(PointerTracker, CollapsingPutsTheListBackAtTheTop) {
     Simulation s(std::vector<int>(30, 1));
     const CanvasPoint inList{100, 300};
-    s.move({376, 300});
-    s.runUntil(1);
-    ASSERT_TRUE(s.expanded());
-    s.move(inList);
+    s.play({{0, {}, CanvasPoint{376, 300}}, {1, true, inList}});
     ASSERT_TRUE(s.tracker.scroll(s.metrics, inList, -300, s.now));
     EXPECT_EQ(s.tracker.scrollOffset(), 300);
-    s.move({0, 300}); // left of the panel's slack
-    s.runUntil(2);
-    EXPECT_FALSE(s.expanded());
+    s.play({{1, {}, CanvasPoint{0, 300}}, {2, false}}); // left of the panel's slack
     EXPECT_EQ(s.tracker.scrollOffset(), 0);
 
     PointerTracker pinned(true);
@@ -294,101 +259,62 @@ TEST(PointerTracker, CollapsingPutsTheListBackAtTheTop) {
 
 TEST(PointerTracker, AfterTheWindowSaysThePointerLeftAPollThatDoesNotMoveIsStale) {
     // Onto a native window of a Wayland desktop: the poll keeps answering the row it left from.
-    Simulation s({1, 1, 1});
-    s.move(onLamp0);
-    s.runUntil(1);
-    ASSERT_TRUE(s.expanded());
-    s.move(onRow0);
+    Simulation s;
+    s.play({{0, {}, onLamp0}, {1, true, onRow0}});
     EXPECT_EQ(s.tracker.hoveredIndex(), 0);
-    s.runUntil(2);
-    s.leave(onRow0);
+    s.play({{2, {}, onRow0, How::leave}});
     EXPECT_EQ(s.tracker.hoveredIndex(), std::nullopt);
     EXPECT_FALSE(s.tracker.isPointerInside());
-    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 2.45);
-    s.runUntil(2.449);
-    EXPECT_TRUE(s.expanded());
-    s.runUntil(2.45);
-    EXPECT_FALSE(s.expanded());
-    s.runUntil(10); // polls answering the frozen point open nothing
-    EXPECT_FALSE(s.expanded());
+    s.expectFlipAt(2.45, false);
+    s.play({{10, false}}); // polls answering the frozen point open nothing
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
 
     // Back on the window, where the frozen point happens to be the real one again.
-    s.enter(onLamp0);
-    s.slip(onRow0);
-    s.enter(onRow0);
+    s.go(onLamp0, How::enter);
+    s.go(onRow0, How::slip);
+    s.go(onRow0, How::enter);
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt); // closed: the row is not in the hot area
-    s.enter(onLamp0);
-    s.leave(onLamp0);
-    s.runUntil(11);
-    EXPECT_FALSE(s.expanded());
-    s.enter(onLamp0);
+    s.go(onLamp0, How::enter);
+    s.go(onLamp0, How::leave);
+    s.play({{11, false, onLamp0, How::enter}});
     EXPECT_EQ(s.tracker.hoveredIndex(), 0);
-    s.runUntil(11.28);
-    EXPECT_TRUE(s.expanded());
+    s.play({{11.28, true}});
 
     // Onto another X11 window the poll moves on: a real move is believed at once.
-    s.leave(onRow0);
-    s.runUntil(11.4);
-    s.slip(onLamp2);
-    s.runUntil(12);
-    EXPECT_TRUE(s.expanded());
+    s.play({{11.28, {}, onRow0, How::leave}, {11.4, {}, onLamp2, How::slip}, {12, true}});
     EXPECT_EQ(s.tracker.hoveredIndex(), 2);
     EXPECT_TRUE(s.tracker.isPointerInside());
 
     // A leave seen where the pointer really is outside changes nothing.
-    s.leave(away);
-    s.runUntil(12.45);
-    EXPECT_FALSE(s.expanded());
-    s.slip(onLamp0);
-    s.runUntil(13);
-    EXPECT_TRUE(s.expanded());
+    s.play({{12, {}, away, How::leave}, {12.45, false, onLamp0, How::slip}, {13, true}});
 }
 
 TEST(PointerTracker, APresentedPanelClosesOnceThePointerHasComeAndGoneOrAfterSixSeconds) {
     // The pointer never comes: closed six seconds later, however long the polls go on.
-    Simulation s({1, 1, 1});
-    s.move(away);
-    s.runUntil(1);
-    s.tracker.present(s.metrics, s.pointer, s.now);
-    EXPECT_TRUE(s.expanded());
+    Simulation s;
+    s.play({{0, {}, away}, {1}});
+    s.present();
     EXPECT_TRUE(s.tracker.isPresented());
     EXPECT_FALSE(s.tracker.isExpansionPinned());
-    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 1 + PointerTracker::presentedTimeout);
     s.move({200, 520}); // moving about elsewhere does not shorten it
-    s.runUntil(6.99);
-    EXPECT_TRUE(s.expanded());
-    s.runUntil(7);
-    EXPECT_FALSE(s.expanded());
+    s.expectFlipAt(1 + PointerTracker::presentedTimeout, false);
     EXPECT_FALSE(s.tracker.isPresented());
 
     // It comes, stays a while, and goes: closed after the usual delay.
-    s.tracker.present(s.metrics, s.pointer, s.now);
-    s.runUntil(8);
-    s.move(onRow0);
+    s.present();
+    s.play({{8, {}, onRow0}});
     EXPECT_FALSE(s.tracker.isPresented());
     EXPECT_EQ(s.tracker.hoverDeadline(), std::nullopt);
-    s.runUntil(20); // no timeout while it is there
-    EXPECT_TRUE(s.expanded());
-    s.move(away);
-    s.runUntil(20.449);
-    EXPECT_TRUE(s.expanded());
-    s.runUntil(20.45);
-    EXPECT_FALSE(s.expanded());
+    s.play({{20, true, away}}); // no timeout while it is there
+    s.expectFlipAt(20.45, false);
 
     // A pointer resting where the list opens has not come to it; once it moves, it has.
-    s.slip(onRow0);
-    s.runUntil(21);
-    s.tracker.present(s.metrics, s.pointer, s.now);
+    s.play({{20.45, {}, onRow0, How::slip}, {21}});
+    s.present();
     EXPECT_EQ(s.tracker.hoveredIndex(), std::nullopt);
-    s.runUntil(26.99);
-    EXPECT_TRUE(s.expanded());
-    s.runUntil(27);
-    EXPECT_FALSE(s.expanded());
-    s.tracker.present(s.metrics, s.pointer, s.now);
-    s.slip({101, 340});
-    s.runUntil(40);
-    EXPECT_TRUE(s.expanded());
+    s.expectFlipAt(27, false);
+    s.present();
+    s.play({{27, {}, CanvasPoint{101, 340}, How::slip}, {40, true}});
     EXPECT_FALSE(s.tracker.isPresented());
 
     // Unwatched for hover, the timeout still closes it.
@@ -400,27 +326,22 @@ TEST(PointerTracker, APresentedPanelClosesOnceThePointerHasComeAndGoneOrAfterSix
 }
 
 TEST(PointerTracker, APinStaysAPinWhateverIsPresented) {
-    Simulation s({1, 1, 1});
+    Simulation s;
     s.move(away);
-    s.tracker.setPinnedOpen(true, s.metrics, s.pointer, s.now);
-    s.tracker.present(s.metrics, s.pointer, s.now);
+    s.pin(true);
+    s.present();
     EXPECT_TRUE(s.tracker.isExpansionPinned());
     EXPECT_FALSE(s.tracker.isPresented());
     EXPECT_EQ(s.tracker.hoverDeadline(), std::nullopt);
-    s.leave(onRow0);
-    s.runUntil(30);
-    EXPECT_TRUE(s.expanded());
+    s.play({{0, {}, onRow0, How::leave}, {30, true}});
 
     // Pinned while presented: the timeout is gone; unpinned, hover decides.
-    Simulation p({1, 1, 1});
+    Simulation p;
     p.move(away);
-    p.tracker.present(p.metrics, p.pointer, p.now);
-    p.runUntil(2);
-    p.tracker.setPinnedOpen(true, p.metrics, p.pointer, p.now);
-    p.runUntil(30);
-    EXPECT_TRUE(p.expanded());
-    p.tracker.setPinnedOpen(false, p.metrics, p.pointer, p.now);
-    EXPECT_DOUBLE_EQ(*p.tracker.hoverDeadline(), 30.45);
-    p.runUntil(30.45);
-    EXPECT_FALSE(p.expanded());
+    p.present();
+    p.play({{2}});
+    p.pin(true);
+    p.play({{30, true}});
+    p.pin(false);
+    p.expectFlipAt(30.45, false);
 }

@@ -6,25 +6,32 @@ using namespace ostrelvan;
 
 namespace {
 
-std::vector<double> lampOffsets(const WidgetMetrics& m) {
-    std::vector<double> offsets;
-    offsets.reserve(m.grouped.size());
+using Hits = std::vector<std::optional<int>>;
+constexpr auto none = std::nullopt;
+
+// The offset of every session's lamp or row, through `offset` (lampOffset or rowOffset).
+std::vector<double> offsets(const WidgetMetrics& m, double (WidgetMetrics::*offset)(int) const) {
+    std::vector<double> all;
     for (int i = 0; i < m.sessionCount(); ++i)
-        offsets.push_back(m.lampOffset(i));
-    return offsets;
+        all.push_back((m.*offset)(i));
+    return all;
 }
 
-std::vector<double> rowOffsets(const WidgetMetrics& m) {
-    std::vector<double> offsets;
-    offsets.reserve(m.grouped.size());
-    for (int i = 0; i < m.sessionCount(); ++i)
-        offsets.push_back(m.rowOffset(i));
-    return offsets;
+// What the column hits at each height along its horizontal middle.
+Hits lampHits(const WidgetMetrics& m, std::initializer_list<double> ys) {
+    Hits hits;
+    for (const double y : ys)
+        hits.push_back(m.lampIndex(376, y));
+    return hits;
 }
 
-// The column's horizontal middle: hit tests below probe along it.
-constexpr double columnX = 376;
-constexpr double panelX = 100;
+// What the list hits at each height at x = 100, scrolled by `scroll`.
+Hits rowHits(const WidgetMetrics& m, double scroll, std::initializer_list<double> ys) {
+    Hits hits;
+    for (const double y : ys)
+        hits.push_back(m.rowIndex(100, y, scroll));
+    return hits;
+}
 
 } // namespace
 
@@ -38,9 +45,8 @@ TEST(WidgetMetrics, NoSessionsShowOnePlaceholderCellAndHitNothing) {
     EXPECT_EQ(m.bodyRect(), (LayoutRect{12, 326, 330, 0}));
     EXPECT_EQ(m.rowsHeight(), 0);
     EXPECT_EQ(m.maxScrollOffset(), 0);
-    EXPECT_EQ(m.lampIndex(columnX, 300), std::nullopt);
-    EXPECT_EQ(m.rowIndex(panelX, 326, 0), std::nullopt);
-    EXPECT_EQ(m.rowIndex(panelX, 300, 0), std::nullopt);
+    EXPECT_EQ(lampHits(m, {300}), (Hits{none}));
+    EXPECT_EQ(rowHits(m, 0, {326, 300}), (Hits{none, none}));
     // Empty groups are dropped, so they change nothing at all.
     EXPECT_EQ(WidgetMetrics({0, 0}, 600), m);
 }
@@ -49,8 +55,8 @@ TEST(WidgetMetrics, SingleSessionGroupsSitAtThePlainPitchWithoutHeaders) {
     const WidgetMetrics m({1, 1, 1}, 600);
     EXPECT_EQ(m.grouped, (std::vector<bool>{false, false, false}));
     EXPECT_EQ(m.opensGroup, (std::vector<bool>{true, true, true}));
-    EXPECT_EQ(lampOffsets(m), (std::vector<double>{0, 26, 52}));
-    EXPECT_EQ(rowOffsets(m), (std::vector<double>{0, 50, 100}));
+    EXPECT_EQ(offsets(m, &WidgetMetrics::lampOffset), (std::vector<double>{0, 26, 52}));
+    EXPECT_EQ(offsets(m, &WidgetMetrics::rowOffset), (std::vector<double>{0, 50, 100}));
     EXPECT_EQ(m.maxLamps(), 3);
     // 52 + 26 + 18 high, centred: (600 - 96) / 2.
     EXPECT_EQ(m.columnRect(), (LayoutRect{358, 252, 36, 96}));
@@ -67,8 +73,8 @@ TEST(WidgetMetrics, AGroupOfTwoBetweenSinglesGetsLampGapsAndOneHeader) {
     EXPECT_EQ(m.groupSizes, (std::vector<int>{1, 2, 1}));
     EXPECT_EQ(m.grouped, (std::vector<bool>{false, true, true, false}));
     EXPECT_EQ(m.opensGroup, (std::vector<bool>{true, true, false, true}));
-    EXPECT_EQ(lampOffsets(m), (std::vector<double>{0, 36, 62, 98}));
-    EXPECT_EQ(rowOffsets(m), (std::vector<double>{0, 76, 126, 176}));
+    EXPECT_EQ(offsets(m, &WidgetMetrics::lampOffset), (std::vector<double>{0, 36, 62, 98}));
+    EXPECT_EQ(offsets(m, &WidgetMetrics::rowOffset), (std::vector<double>{0, 76, 126, 176}));
     EXPECT_EQ(m.rowsHeight(), 226);
     EXPECT_EQ(WidgetMetrics({0, 1, 0, 2, -3, 1}, 600), m);
 
@@ -96,14 +102,13 @@ TEST(WidgetMetrics, ThirtySessionsInSixHundredPointsOverflowAfterTwenty) {
 
     // The last lamp shown, and the overflow mark's band below it, which is no lamp.
     EXPECT_EQ(m.lampCentreY(19), 61);
-    EXPECT_EQ(m.lampIndex(columnX, 61), 19);
-    EXPECT_EQ(m.lampIndex(columnX, 40), std::nullopt);
+    EXPECT_EQ(lampHits(m, {61, 40}), (Hits{19, none}));
 
     // One session fewer than fits without the allowance, and exactly as many as fit.
     EXPECT_EQ(WidgetMetrics(std::vector<int>(21, 1), 600).maxLamps(), 21);
     EXPECT_EQ(WidgetMetrics(std::vector<int>(22, 1), 600).maxLamps(), 20);
     // With group gaps fewer lamps fit.
-    EXPECT_EQ(WidgetMetrics({2, 2, 2, 2, 2, 2, 2, 2, 2, 2, 2}, 600).maxLamps(), 17);
+    EXPECT_EQ(WidgetMetrics(std::vector<int>(11, 2), 600).maxLamps(), 17);
 }
 
 TEST(WidgetMetrics, OriginsRoundHalvesAwayFromZero) {
@@ -121,14 +126,10 @@ TEST(WidgetMetrics, OriginsRoundHalvesAwayFromZero) {
 }
 
 TEST(WidgetMetrics, LampHitBandsAreOpenAtThirteenPoints) {
-    const WidgetMetrics one({1}, 600);
     // Column 278..322; the lamp's centre 322 - 9 - 13.
+    const WidgetMetrics one({1}, 600);
     EXPECT_EQ(one.lampCentreY(0), 300);
-    EXPECT_EQ(one.lampIndex(columnX, 300), 0);
-    EXPECT_EQ(one.lampIndex(columnX, 312.9), 0);
-    EXPECT_EQ(one.lampIndex(columnX, 287.1), 0);
-    EXPECT_EQ(one.lampIndex(columnX, 313), std::nullopt);
-    EXPECT_EQ(one.lampIndex(columnX, 287), std::nullopt);
+    EXPECT_EQ(lampHits(one, {300, 312.9, 287.1, 313, 287}), (Hits{0, 0, 0, none, none}));
     // Only the column's x range is checked, its edges included.
     EXPECT_EQ(one.lampIndex(358, 300), 0);
     EXPECT_EQ(one.lampIndex(394, 300), 0);
@@ -138,41 +139,29 @@ TEST(WidgetMetrics, LampHitBandsAreOpenAtThirteenPoints) {
     // Half way between two neighbours is on neither.
     const WidgetMetrics three({1, 1, 1}, 600);
     const double first = three.lampCentreY(0);
-    const double second = three.lampCentreY(1);
-    EXPECT_EQ(first - second, 26);
-    EXPECT_EQ(three.lampIndex(columnX, first - 13), std::nullopt);
-    EXPECT_EQ(three.lampIndex(columnX, first - 12.5), 0);
-    EXPECT_EQ(three.lampIndex(columnX, second + 12.5), 1);
+    EXPECT_EQ(first - three.lampCentreY(1), 26);
+    EXPECT_EQ(lampHits(three, {first - 13, first - 12.5, first - 13.5}), (Hits{none, 0, 1}));
 
     // Across a group gap the band between two lamps is 10 points wider.
     const WidgetMetrics gapped({1, 2, 1}, 600);
     const double single = gapped.lampCentreY(0);
     EXPECT_EQ(single - gapped.lampCentreY(1), 36);
-    EXPECT_EQ(gapped.lampIndex(columnX, single - 18), std::nullopt);
-    EXPECT_EQ(gapped.lampIndex(columnX, single - 24), 1);
+    EXPECT_EQ(lampHits(gapped, {single - 18, single - 24}), (Hits{none, 1}));
 }
 
 TEST(WidgetMetrics, RowHitsFollowTheScrollAndMissHeaders) {
+    // Panel 182..418; body top 366; row 0 316..366, header 290..316, row 1 240..290; a shared
+    // edge belongs to the first row; above the body is the header band.
     const WidgetMetrics m({1, 2}, 600);
-    // Panel 182..418; body top 366; row 0 316..366, header 290..316, row 1 240..290.
-    EXPECT_EQ(m.rowIndex(panelX, 340, 0), 0);
-    EXPECT_EQ(m.rowIndex(panelX, 316, 0), 0); // a shared edge belongs to the first row
-    EXPECT_EQ(m.rowIndex(panelX, 303, 0), std::nullopt);
-    EXPECT_EQ(m.rowIndex(panelX, 290, 0), 1);
-    EXPECT_EQ(m.rowIndex(panelX, 200, 0), 2);
-    EXPECT_EQ(m.rowIndex(panelX, 380, 0), std::nullopt); // the header band
+    EXPECT_EQ(rowHits(m, 0, {340, 316, 303, 290, 200, 380}), (Hits{0, 0, none, 1, 2, none}));
     EXPECT_EQ(m.rowIndex(11, 340, 0), std::nullopt);
     EXPECT_EQ(m.rowIndex(343, 340, 0), std::nullopt);
 
+    // Body 20..536; rows scrolled up under the header band are not hit there.
     const WidgetMetrics many(std::vector<int>(30, 1), 600);
-    // Body 20..536.
-    EXPECT_EQ(many.rowIndex(panelX, 526, 0), 0);
-    EXPECT_EQ(many.rowIndex(panelX, 526, 100), 2);
-    EXPECT_EQ(many.rowIndex(panelX, 20, 100), 12);
-    EXPECT_EQ(many.rowIndex(panelX, 20, 984), 29);
-    // Rows scrolled up under the header band are not hit there.
-    EXPECT_EQ(many.rowIndex(panelX, 540, 100), std::nullopt);
-    EXPECT_EQ(many.rowIndex(panelX, 19, 0), std::nullopt);
+    EXPECT_EQ(rowHits(many, 0, {526, 19}), (Hits{0, none}));
+    EXPECT_EQ(rowHits(many, 100, {526, 20, 540}), (Hits{2, 12, none}));
+    EXPECT_EQ(rowHits(many, 984, {20}), (Hits{29}));
 }
 
 TEST(WidgetMetrics, HotAreaGrowsTheColumnOrTheOpenPanelByEightPoints) {

@@ -6,7 +6,6 @@
 #include "app/widget/StatusLamp.h"
 
 #include <QAccessible>
-#include <QPainter>
 
 namespace ostrelvan::test {
 
@@ -15,19 +14,25 @@ namespace {
 // The lamp colour `c` shows, among the three the column can show; none when it is far from all
 // of them (glass). The gem's specular highlight lightens its centre a little.
 std::optional<SessionStatus> lampStatusOf(const QColor& c) {
-    const std::pair<SessionStatus, QColor> palette[] = {
-        {SessionStatus::working, StatusPalette::color(SessionStatus::working)},
-        {SessionStatus::needsApproval, StatusPalette::color(SessionStatus::needsApproval)},
-        {SessionStatus::idle, StatusPalette::color(SessionStatus::idle)},
-    };
     std::optional<SessionStatus> best;
-    double bestDistance = 1e9;
-    for (const auto& [status, color] : palette)
-        if (double d = distance(c, color); d < bestDistance) {
+    double bestDistance = 100;
+    for (const auto status :
+         {SessionStatus::working, SessionStatus::needsApproval, SessionStatus::idle})
+        if (const double d = distance(c, StatusPalette::color(status)); d < bestDistance) {
             bestDistance = d;
             best = status;
         }
-    return bestDistance < 100 ? best : std::nullopt;
+    return best;
+}
+
+// Nothing drawn two pixels beyond each side of `r`, at the middle of the side.
+bool clearAround(const QImage& image, const QRect& r) {
+    const QPoint m = r.center();
+    const QPoint outside[] = {{m.x(), r.top() - 2},
+                              {m.x(), r.bottom() + 2},
+                              {r.left() - 2, m.y()},
+                              {r.right() + 2, m.y()}};
+    return std::ranges::all_of(outside, [&](QPoint p) { return image.pixelColor(p).alpha() == 0; });
 }
 
 // Width of the run of non-glass pixels through the lamp's centre row.
@@ -48,7 +53,7 @@ class WidgetRootViewTest : public QObject {
 private slots:
     void columnAndPanelStandWhereTheMetricsPutThem() {
         ViewHarness h(oneTwoOne(), 600);
-        QImage collapsed = h.render();
+        const QImage collapsed = h.render();
         QCOMPARE(collapsed.size(), QSize(402, 600));
         const QRect column = h.canvas(h.metrics().columnRect());
         const QRect panel = h.canvas(h.metrics().panelRect());
@@ -57,21 +62,16 @@ private slots:
         // Glass inside the column, between lamps and inside its edges; nothing outside it.
         QVERIFY(collapsed.pixelColor(column.center().x(), column.top() + 3).alpha() > 0);
         QVERIFY(collapsed.pixelColor(column.left() + 4, column.center().y()).alpha() > 0);
-        QCOMPARE(collapsed.pixelColor(column.center().x(), column.top() - 2).alpha(), 0);
-        QCOMPARE(collapsed.pixelColor(column.center().x(), column.bottom() + 2).alpha(), 0);
-        QCOMPARE(collapsed.pixelColor(column.left() - 2, column.center().y()).alpha(), 0);
-        QCOMPARE(collapsed.pixelColor(column.right() + 2, column.center().y()).alpha(), 0);
+        QVERIFY(clearAround(collapsed, column));
         // Collapsed, the panel's place is empty.
         QCOMPARE(collapsed.pixelColor(panel.center()).alpha(), 0);
 
         h.model.setExpanded(true);
-        QImage expanded = h.render();
+        const QImage expanded = h.render();
         QCOMPARE(h.view->panel()->geometry(), panel);
         QVERIFY(expanded.pixelColor(panel.left() + 6, panel.center().y()).alpha() > 0);
         QVERIFY(expanded.pixelColor(panel.right() - 6, panel.top() + 30).alpha() > 0);
-        QCOMPARE(expanded.pixelColor(panel.center().x(), panel.top() - 2).alpha(), 0);
-        QCOMPARE(expanded.pixelColor(panel.center().x(), panel.bottom() + 2).alpha(), 0);
-        QCOMPARE(expanded.pixelColor(panel.left() - 2, panel.center().y()).alpha(), 0);
+        QVERIFY(clearAround(expanded, panel));
         // The gap between the panel and the column stays clear.
         QCOMPARE(expanded.pixelColor(panel.right() + 8, panel.center().y()).alpha(), 0);
 
@@ -123,25 +123,20 @@ private slots:
     void lampsShowTheirStatusAtTheMetricsCentres() {
         ViewHarness h(oneTwoOne());
         const QImage image = h.render();
-        const auto sessions = h.feed.sessions();
-        const int x = h.canvas(h.metrics().columnRect()).center().x();
-        for (int i = 0; i < 4; ++i) {
-            const QPoint centre(x, qRound(h.canvasY(h.metrics().lampCentreY(i))));
-            const auto seen = lampStatusOf(patch(image, centre));
-            const auto expected = sessions[i].status == SessionStatus::awaitingReview
-                                      ? SessionStatus::needsApproval
-                                      : sessions[i].status;
-            QVERIFY2(seen == expected, qPrintable(QStringLiteral("lamp %1").arg(i)));
-        }
+        // Awaiting review shows the same colour as a request for approval.
+        const SessionStatus shown[] = {SessionStatus::working, SessionStatus::needsApproval,
+                                       SessionStatus::idle, SessionStatus::needsApproval};
+        for (int i = 0; i < 4; ++i)
+            QVERIFY2(lampStatusOf(patch(image, h.lampCentre(i))) == shown[i],
+                     qPrintable(QStringLiteral("lamp %1").arg(i)));
         // Between two lamps there is only glass.
-        const QPoint between(x, qRound(h.canvasY(h.metrics().lampCentreY(0))) + 13);
-        QVERIFY(distance(patch(image, between), StatusPalette::color(SessionStatus::working)) > 80);
+        QVERIFY(distance(patch(image, h.lampCentre(0) + QPoint(0, 13)),
+                         StatusPalette::color(SessionStatus::working)) > 80);
 
         // The lamp under the pointer grows.
-        const QPoint third(x, qRound(h.canvasY(h.metrics().lampCentreY(2))));
-        const int plain = lampWidth(image, third);
+        const int plain = lampWidth(image, h.lampCentre(2));
         h.model.setHoveredIndex(2);
-        const int hovered = lampWidth(h.render(), third);
+        const int hovered = lampWidth(h.render(), h.lampCentre(2));
         QVERIFY2(hovered >= plain + 2, qPrintable(QStringLiteral("%1 %2").arg(plain).arg(hovered)));
         QVERIFY(h.view->lampColumn()->lamps()[2]->isHighlighted());
         QVERIFY(!h.view->lampColumn()->lamps()[1]->isHighlighted());
@@ -165,15 +160,13 @@ private slots:
         QVERIFY(!after[1]->isVisible());
         QTest::qWait(150);
         const QImage fading = h.view->grab().toImage().convertToFormat(QImage::Format_ARGB32);
-        const QPoint newCentre(h.canvas(h.metrics().columnRect()).center().x(),
-                               qRound(h.canvasY(h.metrics().lampCentreY(1))));
-        QCOMPARE(lampStatusOf(patch(fading, newCentre)), std::optional(SessionStatus::working));
+        QCOMPARE(lampStatusOf(patch(fading, h.lampCentre(1))),
+                 std::optional(SessionStatus::working));
         h.view->finishTransitions();
         QVERIFY(after[1]->isVisible());
-        const double half = StatusLamp::extent / 2.0;
+        const int half = StatusLamp::extent / 2;
         QCOMPARE(after[1]->pos(), QPoint(qRound(WidgetMetrics::columnWidth / 2 - half),
-                                         qRound(h.canvasY(h.metrics().lampCentreY(1)) -
-                                                h.view->lampColumn()->y() - half)));
+                                         h.lampCentre(1).y() - h.view->lampColumn()->y() - half));
 
         // No sessions: one placeholder lamp, never highlighted.
         h.feed.setGroups({});
@@ -197,16 +190,13 @@ private slots:
         QVERIFY(overflows.view->lampColumn()->showsOverflow());
         const QImage image = overflows.render();
         const QRect column = overflows.canvas(overflows.metrics().columnRect());
-        const int lastCentre = qRound(overflows.canvasY(overflows.metrics().lampCentreY(19)));
-        const QRect chevron(column.left() + 8, lastCentre + 14, 20, 14);
+        const QRect chevron(column.left() + 8, overflows.lampCentre(19).y() + 14, 20, 14);
         QVERIFY(chevron.bottom() < column.bottom());
         QVERIFY(differing(image, chevron, image.pixelColor(column.left() + 3, chevron.top())) > 4);
 
         // In the column that fits, the same spot is below the last lamp's cell: only glass.
         const QImage plain = fits.render();
-        const QRect fitsColumn = fits.canvas(fits.metrics().columnRect());
-        const int fitsLast = qRound(fits.canvasY(fits.metrics().lampCentreY(20)));
-        const QRect below(fitsColumn.center().x() - 4, fitsLast + 14, 8, 5);
+        const QRect below(fits.lampCentre(20) + QPoint(-4, 14), QSize(8, 5));
         // Compared with the glass beside it, clear of the rim along the capsule's rounded end.
         QCOMPARE(differing(plain, below, plain.pixelColor(below.left() - 6, below.top())), 0);
     }
@@ -237,14 +227,12 @@ private slots:
         // The waiting session's status line takes the appearance's attention text colour.
         const QRect row = dark.canvas(dark.metrics().rowRect(1, 0));
         const QRect status(row.left() + 34, row.center().y() + 2, 120, 16);
-        const QColor darkAttention = GlassColor::attentionText(true);
-        const QColor lightAttention = GlassColor::attentionText(false);
-        QVERIFY(nearest(darkImage, status, darkAttention) < 40);
-        QVERIFY(nearest(lightImage, status, lightAttention) < 40);
-        QVERIFY(nearest(darkImage, status, lightAttention) >
-                nearest(darkImage, status, darkAttention));
-        QVERIFY(nearest(lightImage, status, darkAttention) >
-                nearest(lightImage, status, lightAttention));
+        for (const bool isDark : {true, false}) {
+            const QImage& image = isDark ? darkImage : lightImage;
+            const double own = nearest(image, status, GlassColor::attentionText(isDark));
+            QVERIFY(own < 40);
+            QVERIFY(nearest(image, status, GlassColor::attentionText(!isDark)) > own);
+        }
     }
 };
 

@@ -91,6 +91,10 @@ struct ViewHarness {
         return CanvasGeometry::toCanvas(rect, model.canvasHeight());
     }
     double canvasY(double y) const { return CanvasGeometry::toCanvasY(y, model.canvasHeight()); }
+    QPoint lampCentre(int i) const {
+        return {canvas(metrics().columnRect()).center().x(),
+                qRound(canvasY(metrics().lampCentreY(i)))};
+    }
     QImage render() {
         view->finishTransitions();
         return view->grab().toImage().convertToFormat(QImage::Format_ARGB32);
