@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cwchar>
 #include <regex>
+#include <sstream>
 
 namespace ostrelvan::test {
 
@@ -28,11 +29,9 @@ std::size_t columns(const std::string& text) {
 
 std::vector<std::string> split(const std::string& text) {
     std::vector<std::string> lines;
-    std::size_t start = 0;
-    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
-        lines.push_back(text.substr(start, end - start));
-    if (start < text.size())
-        lines.push_back(text.substr(start));
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
     return lines;
 }
 
@@ -117,14 +116,11 @@ class TerminalTest : public QObject {
         return out.substr(0, out.find('\n'));
     }
 
+    // The screen once it shows `text`, or as it is after five seconds without it.
     std::string waitFor(const std::string& text, bool history = false) {
         std::string screen;
-        for (int i = 0; i < 100; ++i) {
-            screen = capture(history);
-            if (screen.find(text) != std::string::npos)
-                break;
-            QTest::qWait(50);
-        }
+        [[maybe_unused]] const bool shown = QTest::qWaitFor(
+            [&] { return (screen = capture(history)).find(text) != std::string::npos; }, 5000);
         return screen;
     }
 
