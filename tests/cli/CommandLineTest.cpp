@@ -1,4 +1,5 @@
 #include "TestSupport.h"
+#include "app/integration/HookInstaller.h"
 #include "core/SessionCoding.h"
 #include "core/SessionFileStore.h"
 
@@ -34,6 +35,29 @@ class CommandLineTest : public QObject {
     Outcome ostrelvan(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), OSTRELVAN_EXECUTABLE);
         return run(arguments, environment());
+    }
+
+    // "status/activity/statusLine" of a session as `status --json` shows it (activity "-" when
+    // not working, and "/approval" while one is pending), or "not shown".
+    std::string shown(const std::string& sessionId, pid_t pid, const Path& folder) {
+        const auto document =
+            nlohmann::json::parse(ostrelvan({"status", "--json"}).out, nullptr, false);
+        if (!document.is_object())
+            return "no document";
+        const auto text = [](const nlohmann::json& value) {
+            return value.is_null() ? std::string("-") : value.get<std::string>();
+        };
+        for (const auto& group : document["groups"])
+            for (const auto& session : group["sessions"])
+                if (session["sessionId"] == sessionId)
+                    return session["pid"] != pid || session["folder"] != folder.string()
+                               ? "elsewhere: " + session.dump()
+                               : text(session["status"]) + "/" + text(session["activity"]) + "/" +
+                                     text(session["statusLine"]) +
+                                     (session["approval"].is_null()
+                                          ? ""
+                                          : "/" + text(session["approval"]));
+        return "not shown";
     }
 
     static SessionState session(const std::string& id, const std::string& cwd, SessionStatus status,
@@ -180,6 +204,107 @@ private slots:
         QCOMPARE(keys(parsed["groups"][0]["sessions"][0]), documented["session"]);
     }
 
+    // `connect`, then a whole session's events delivered the way Claude Code delivers them: the
+    // exact command written into settings.json, run by /bin/sh -c with the payload on standard
+    // input, and `status --json` after each step. Claude Code's folder is CLAUDE_CONFIG_DIR's.
+    void aWholeSessionThroughTheInstalledHooks() {
+        const Path settingsFile = *root_ / "claude/settings.json", project = *root_ / "work/shop";
+        const Path helper = dataFolder() / "bin/ostrelvan-hook";
+        const std::string userSettings = R"json({"permissions": {"allow": ["Bash(npm test:*)"]},
+            "hooks": {"Stop": [{"hooks": [{"type": "command", "command": "true"}]}]}})json";
+        std::filesystem::create_directories(project);
+        writeText(settingsFile, userSettings);
+        const Outcome connect = ostrelvan({"connect"});
+        QCOMPARE(connect.err, "");
+        QCOMPARE(connect.code, 0);
+        QCOMPARE(connect.out, "Installed the hook helper at " + helper.string() +
+                                  ".\nBacked up the previous settings to " + settingsFile.string() +
+                                  ".ostrelvan-backup.\nWrote Ostrelvan's hook entries to " +
+                                  std::filesystem::canonical(settingsFile).string() +
+                                  ".\nConnected to Claude Code.\n");
+        QCOMPARE(readText(helper), readText(OSTRELVAN_HOOK)); // the helper built beside ostrelvan
+        const auto settings = HookInstaller::readSettings(settingsFile);
+        QVERIFY(HookInstaller::isInstalled(settings, helper.string()));
+
+        // Claude Code's own record of the agent process, so the session counts as live.
+        Process agent({"/bin/sleep", "600"});
+        const std::string sessionId = "6f1c2d3e-4a5b-4c6d-8e9f-0a1b2c3d4e5f";
+        registry(agent.pid(), sessionId, project, wallClockNow());
+        Variables hookEnvironment = environment();
+        hookEnvironment.insert({{"CLAUDE_PID", std::to_string(agent.pid())},
+                                {"CLAUDE_CODE_ENTRYPOINT", "cli"},
+                                {"CLAUDE_PROJECT_DIR", project.string()}});
+        const nlohmann::json base = {
+            {"session_id", sessionId},
+            {"transcript_path", (*root_ / "claude/projects/shop" / sessionId).string() + ".jsonl"},
+            {"cwd", project.string()}};
+        const nlohmann::json bash = {{"tool_name", "Bash"},
+                                     {"tool_input", {{"command", "npm test"}}}};
+        // Each step: the event, its own fields, and the session as shown after it.
+        for (const auto& [event, fields, shownAs] :
+             std::vector<std::tuple<std::string, nlohmann::json, std::string>>{
+                 {"SessionStart", {{"source", "startup"}}, "not shown"},
+                 {"UserPromptSubmit", {{"prompt", "run the tests"}}, "working/thinking/Working…"},
+                 {"PreToolUse", bash, "working/runningTests/Running tests…"},
+                 {"PermissionRequest", bash, "needsApproval/-/Needs approval · npm test/npm test"},
+                 {"PostToolUse", bash, "working/runningTests/Running tests…"},
+                 {"Stop", {{"stop_hook_active", false}}, "awaitingReview/-/Awaiting review"},
+                 {"SessionEnd", {{"reason", "prompt_input_exit"}}, "not shown"}}) {
+            nlohmann::json payload = base;
+            payload.update(fields);
+            payload["hook_event_name"] = event;
+            const std::string command = settings["hooks"][event].back()["hooks"][0]["command"];
+            const Outcome hook = run({"/bin/sh", "-c", command}, hookEnvironment, payload.dump());
+            QCOMPARE(event + ": " + std::to_string(hook.code) + hook.out, event + ": 0");
+            QCOMPARE(event + ": " + shown(sessionId, agent.pid(), project), event + ": " + shownAs);
+        }
+        QVERIFY(!std::filesystem::exists(dataFolder() / "sessions" / (sessionId + ".json")));
+
+        const Outcome disconnect = ostrelvan({"disconnect"});
+        QCOMPARE(disconnect.code, 0);
+        QVERIFY(disconnect.out.starts_with("Removed Ostrelvan's hook entries from"));
+        QCOMPARE(HookInstaller::readSettings(settingsFile).dump(),
+                 nlohmann::json::parse(userSettings).dump());
+        // Disconnected; a settings file that does not parse is left as it was, and nothing
+        // connects.
+        const std::string broken = R"({"model": "opus",})";
+        writeText(settingsFile, broken);
+        const Outcome refused = ostrelvan({"connect"});
+        QCOMPARE(refused.code, 1);
+        QCOMPARE(refused.err,
+                 settingsFile.string() + " is not valid JSON, so Ostrelvan left it untouched.\n");
+        QCOMPARE(readText(settingsFile), broken);
+        QVERIFY(ostrelvan({"status"}).out.starts_with("Not connected to Claude Code"));
+    }
+
+    // A data folder whose path the shell would break or expand: the command written into
+    // settings.json still runs the installed helper, which records into the folder it was
+    // installed for even though Claude Code runs it without OSTRELVAN_DATA_DIR.
+    void anyDataFolderPathSurvivesTheShell() {
+        const Path data = *root_ / "it's a \"data\" $HOME `touch pwned` folder";
+        const Path project = *root_ / "work/shop";
+        Variables variables = environment();
+        variables["OSTRELVAN_DATA_DIR"] = data.string();
+        const Outcome connect = run({OSTRELVAN_EXECUTABLE, "connect"}, variables);
+        QCOMPARE(connect.err, "");
+        QCOMPARE(connect.code, 0);
+        const auto settings = HookInstaller::readSettings(*root_ / "claude/settings.json");
+        QVERIFY(HookInstaller::isInstalled(settings, (data / "bin/ostrelvan-hook").string()));
+
+        variables.erase("OSTRELVAN_DATA_DIR");
+        std::filesystem::create_directories(project);
+        const std::string command = settings["hooks"]["UserPromptSubmit"][0]["hooks"][0]["command"];
+        const Outcome hook =
+            run({"/bin/sh", "-c", command}, variables, payload("UserPromptSubmit", "odd"), project);
+        QCOMPARE(hook.out + hook.err, "");
+        QCOMPARE(hook.code, 0);
+        const auto state =
+            nlohmann::json::parse(readText(data / "sessions/odd.json"), nullptr, false);
+        QCOMPARE(state.value("status", ""), "working");
+        QVERIFY(!std::filesystem::exists(*root_ / "home/.local/share/Ostrelvan"));
+        QVERIFY(std::filesystem::is_empty(project)); // nothing the path spelt ran
+    }
+
     // What stands in place of an empty list says what is really going on.
     void emptyStateSaysWhy() {
         QVERIFY(ostrelvan({"status"}).out.starts_with("Not connected to Claude Code"));
@@ -216,15 +341,15 @@ private slots:
     void watchRedrawsOnChangeAndLeavesOnSignal() {
         const Path seen = *root_ / "watch.out";
         Process watch({OSTRELVAN_EXECUTABLE, "watch"}, environment(), {"/dev/null", seen});
-        const auto waitFor = [&](const std::string& text) {
-            for (int i = 0; i < 100 && readText(seen).find(text) == std::string::npos; ++i)
-                QTest::qWait(100);
+        const auto shows = [&](const std::string& text) {
             return readText(seen).find(text) != std::string::npos;
         };
-        QVERIFY2(waitFor("Not connected to Claude Code"), readText(seen).c_str());
+        QTRY_VERIFY2_WITH_TIMEOUT(shows("Not connected to Claude Code"), readText(seen).c_str(),
+                                  10000);
         put(session("delta", "/work/delta", SessionStatus::needsApproval, wallClockNow()));
-        QVERIFY2(waitFor("Ostrelvan · 1 Claude Code session\n\n  ▲ delta  Needs approval  now\n"),
-                 readText(seen).c_str());
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            shows("Ostrelvan · 1 Claude Code session\n\n  ▲ delta  Needs approval  now\n"),
+            readText(seen).c_str(), 10000);
         ::kill(watch.pid(), SIGINT);
         const int status = watch.wait();
         QVERIFY(WIFEXITED(status) && WEXITSTATUS(status) == 0);

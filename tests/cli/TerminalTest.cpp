@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cwchar>
 #include <regex>
+#include <sstream>
 
 namespace ostrelvan::test {
 
@@ -28,11 +29,9 @@ std::size_t columns(const std::string& text) {
 
 std::vector<std::string> split(const std::string& text) {
     std::vector<std::string> lines;
-    std::size_t start = 0;
-    for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
-        lines.push_back(text.substr(start, end - start));
-    if (start < text.size())
-        lines.push_back(text.substr(start));
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);)
+        lines.push_back(line);
     return lines;
 }
 
@@ -81,6 +80,14 @@ class TerminalTest : public QObject {
         return tmux(arguments).out;
     }
 
+    // The command's environment and no more, as `env -i` in a shell command line.
+    std::string environment() const {
+        return "env -i HOME=" + (*root_ / "home").string() +
+               " OSTRELVAN_DATA_DIR=" + (*root_ / "data").string() +
+               " CLAUDE_CONFIG_DIR=" + (*root_ / "claude").string() +
+               " XDG_CONFIG_HOME=" + (*root_ / "xdg").string() + " LANG=C.UTF-8 TERM=\"$TERM\"";
+    }
+
     // Starts `ostrelvan <arguments>` in a fresh window of `width` × `height`, with everything it
     // writes to the terminal also copied, unrendered, to `raw`.
     void start(std::size_t width, std::size_t height, const std::string& arguments) {
@@ -88,13 +95,10 @@ class TerminalTest : public QObject {
         ++server_;
         const Path go = *root_ / "go";
         std::filesystem::remove(go);
-        const std::string command =
-            "while [ ! -e " + go.string() +
-            " ]; do sleep 0.02; done; env -i HOME=" + (*root_ / "home").string() +
-            " OSTRELVAN_DATA_DIR=" + (*root_ / "data").string() +
-            " CLAUDE_CONFIG_DIR=" + (*root_ / "claude").string() +
-            " XDG_CONFIG_HOME=" + (*root_ / "xdg").string() +
-            " LANG=C.UTF-8 TERM=\"$TERM\" " OSTRELVAN_EXECUTABLE " " + arguments + "; sleep 60";
+        std::filesystem::remove(*root_ / "raw");
+        const std::string command = "while [ ! -e " + go.string() + " ]; do sleep 0.02; done; " +
+                                    environment() + " " OSTRELVAN_EXECUTABLE " " + arguments +
+                                    "; sleep 60";
         QCOMPARE(tmux({"new-session", "-d", "-s", "t", "-x", std::to_string(width), "-y",
                        std::to_string(height), command})
                      .code,
@@ -104,19 +108,19 @@ class TerminalTest : public QObject {
         writeText(go, "");
     }
 
+    // What the front end sent that a terminal would act on, and it did not mean to send.
+    std::string stray() { return strayControl(readText(*root_ / "raw")); }
+
     std::string tmuxFormat(const std::string& format) {
         const std::string out = tmux({"display-message", "-p", "-t", "t", format}).out;
         return out.substr(0, out.find('\n'));
     }
 
+    // The screen once it shows `text`, or as it is after five seconds without it.
     std::string waitFor(const std::string& text, bool history = false) {
         std::string screen;
-        for (int i = 0; i < 100; ++i) {
-            screen = capture(history);
-            if (screen.find(text) != std::string::npos)
-                break;
-            QTest::qWait(50);
-        }
+        [[maybe_unused]] const bool shown = QTest::qWaitFor(
+            [&] { return (screen = capture(history)).find(text) != std::string::npos; }, 5000);
         return screen;
     }
 
@@ -190,7 +194,6 @@ private slots:
     void liveViewFitsEveryScreen() {
         QFETCH(int, width);
         QFETCH(int, height);
-        std::filesystem::remove(*root_ / "raw");
         start(std::size_t(width), std::size_t(height), "");
         const std::string screen = waitFor("? keys · q quit");
         const auto lines = split(screen);
@@ -214,8 +217,7 @@ private slots:
 
         tmux({"send-keys", "-t", "t", "q"});
         QTRY_COMPARE_WITH_TIMEOUT(tmuxFormat("#{alternate_on}"), std::string("0"), 15000);
-        const std::string stray = strayControl(readText(*root_ / "raw"));
-        QVERIFY2(stray.empty(), stray.c_str());
+        QVERIFY2(stray().empty(), stray().c_str());
     }
 
     // As a user meets it: `ostrelvan watch` started from an interactive shell (dash, which leaves
@@ -225,12 +227,7 @@ private slots:
     void liveViewResizedSuspendedResumedAndTerminated() {
         tmux({"kill-server"});
         ++server_;
-        const std::string shell =
-            "env -i HOME=" + (*root_ / "home").string() +
-            " OSTRELVAN_DATA_DIR=" + (*root_ / "data").string() +
-            " CLAUDE_CONFIG_DIR=" + (*root_ / "claude").string() +
-            " XDG_CONFIG_HOME=" + (*root_ / "xdg").string() +
-            " LANG=C.UTF-8 TERM=\"$TERM\" PATH=/usr/bin:/bin PS1='ready$ ' dash -i";
+        const std::string shell = environment() + " PATH=/usr/bin:/bin PS1='ready$ ' dash -i";
         QCOMPARE(tmux({"new-session", "-d", "-s", "t", "-x", "80", "-y", "24", shell}).code, 0);
         QVERIFY(waitFor("ready$").find("ready$") != std::string::npos);
         const Variables path{{"PATH", "/usr/bin:/bin"}};
@@ -290,16 +287,11 @@ private slots:
 
     // `status` on a terminal fits its rows to the width instead of letting them wrap.
     void statusFitsTheWidth() {
-        for (const std::size_t width : {40u, 80u}) {
-            std::filesystem::remove(*root_ / "raw");
-            start(width, 50, "status");
-            const std::string screen = waitFor("Not connected to Claude Code", true);
-            const auto shown = rows(split(screen), width);
-            QVERIFY2(shown.problem.empty(), shown.problem.c_str());
-            QCOMPARE(shown.count, std::size_t(30));
-            const std::string stray = strayControl(readText(*root_ / "raw"));
-            QVERIFY2(stray.empty(), stray.c_str());
-        }
+        start(40, 50, "status");
+        const auto shown = rows(split(waitFor("Not connected to Claude Code", true)), 40);
+        QVERIFY2(shown.problem.empty(), shown.problem.c_str());
+        QCOMPARE(shown.count, std::size_t(30));
+        QVERIFY2(stray().empty(), stray().c_str());
     }
 };
 

@@ -19,36 +19,21 @@ HookEvent decode(const std::string& fields) {
 
 } // namespace
 
-TEST(HookEvent, DecodesEveryField) {
-    HookEvent event = HookEvent::decode(R"({
+TEST(HookEvent, DecodesEveryFieldAndForgivesTheOptionalOnes) {
+    EXPECT_EQ(
+        HookEvent::decode(R"({
         "session_id": "abc", "hook_event_name": "PreToolUse", "cwd": "/w", "tool_name": "Edit",
         "tool_input": {"file_path": "/w/a.c", "notebook_path": "/w/n.ipynb", "command": "ls",
                        "url": "https://x.example/"},
         "notification_type": "idle_prompt", "message": "m", "session_title": "T",
         "background_tasks": [{"status": "running"}, {"status": "done"}, {"id": 1}],
         "source": "resume", "tool_response": {"huge": [1, 2, 3]}, "prompt_id": "p",
-        "permission_suggestions": []})");
-    const HookEvent expected{HookEvent::Kind::preToolUse,
-                             "PreToolUse",
-                             "abc",
-                             "/w",
-                             "Edit",
-                             "ls",
-                             "/w/a.c",
-                             "https://x.example/",
-                             "idle_prompt",
-                             "m",
-                             "T",
-                             1,
-                             "resume",
-                             "p",
-                             "[]"};
-    EXPECT_EQ(event, expected);
+        "permission_suggestions": []})"),
+        (HookEvent{HookEvent::Kind::preToolUse, "PreToolUse", "abc", "/w", "Edit", "ls", "/w/a.c",
+                   "https://x.example/", "idle_prompt", "m", "T", 1, "resume", "p", "[]"}));
     EXPECT_EQ(decode(R"(,"tool_input":{"notebook_path":"/n.ipynb","file_path":7})").filePath,
               "/n.ipynb");
-}
 
-TEST(HookEvent, ForgivingOptionalFieldsAndUnknownNames) {
     const HookEvent minimal = decode("");
     EXPECT_EQ(minimal.cwd, "");
     EXPECT_EQ(minimal.runningBackgroundTasks, 0);
@@ -68,9 +53,9 @@ TEST(HookEvent, ForgivingOptionalFieldsAndUnknownNames) {
     EXPECT_EQ(repeated.url, "u");
     EXPECT_EQ(repeated.runningBackgroundTasks, 2);
 
-    for (const char* name : {"SubagentStop", "stop", ""}) {
-        HookEvent event = HookEvent::decode(
-            std::string(R"({"session_id":"s","hook_event_name":")") + name + "\"}");
+    for (const std::string name : {"SubagentStop", "stop", ""}) {
+        const HookEvent event =
+            HookEvent::decode(R"({"session_id":"s","hook_event_name":")" + name + "\"}");
         EXPECT_FALSE(event.kind) << name;
         EXPECT_EQ(event.rawName, name);
     }
@@ -89,12 +74,11 @@ TEST(HookEvent, ReadsFromADescriptorAsFromMemoryAndRejectsBadPayloads) {
     ::close(fd);
     EXPECT_EQ(read, HookEvent::decode(big));
     EXPECT_EQ(read.command->size(), 200000u);
-    for (const std::string& bad :
-         {std::string(""), big + "x", std::string("[1]"), std::string("not json"),
-          std::string("\"s\""), std::string("{}"), std::string(R"({"session_id":"s"})"),
-          std::string(R"({"hook_event_name":"Stop","session_id":null})"),
-          std::string(R"({"hook_event_name":1,"session_id":"s"})"),
-          std::string(R"({"hook_event_name":"Stop","session_id":"s","session_id":1})")})
+    for (const std::string& bad : std::vector<std::string>{
+             "", big + "x", "[1]", "not json", "\"s\"", "{}", R"({"session_id":"s"})",
+             R"({"hook_event_name":"Stop","session_id":null})",
+             R"({"hook_event_name":1,"session_id":"s"})",
+             R"({"hook_event_name":"Stop","session_id":"s","session_id":1})"})
         EXPECT_THROW(HookEvent::decode(bad), HookEventDecodeError) << bad.substr(0, 80);
     EXPECT_THROW(HookEvent::read(-1), HookEventDecodeError);
 }

@@ -36,24 +36,21 @@ TEST(PermissionMessage, EveryMessageHasItsExactLineAndComesBack) {
                   R"("Bash","ruleContent":"npm test *"}],"behavior":"allow","destination":)"
                   R"("localSettings"}]})"
                   "\n");
-    const std::pair<PermissionMessage, std::string> answers[] = {
-        {PermissionMessage::answer(Type::accepted, id), R"({"type":"accepted","requestId":")"},
-        {PermissionMessage::answer(Type::declined, id), R"({"type":"declined","requestId":")"},
-        {PermissionMessage::answer(Type::withdraw, id), R"({"type":"withdraw","requestId":")"},
-        {PermissionMessage::decision(id, Behavior::allow), R"({"type":"decision","requestId":")"},
-        {PermissionMessage::decision(id, Behavior::allowWithRule),
-         R"({"type":"decision","requestId":")"},
-        {PermissionMessage::decision(id, Behavior::deny), R"({"type":"decision","requestId":")"},
-    };
-    const std::string tails[] = {"\"}",
-                                 "\"}",
-                                 "\"}",
-                                 R"(","behavior":"allow"})",
-                                 R"(","behavior":"allow","addRule":true})",
-                                 R"(","behavior":"deny"})"};
-    for (std::size_t i = 0; i < std::size(answers); ++i) {
-        const auto& [message, head] = answers[i];
-        EXPECT_EQ(message.encode(), head + id + tails[i] + "\n");
+    const std::string decision = R"({"type":"decision","requestId":")" + id;
+    for (const auto& [message, line] : std::vector<std::pair<PermissionMessage, std::string>>{
+             {PermissionMessage::answer(Type::accepted, id),
+              R"({"type":"accepted","requestId":")" + id + "\"}"},
+             {PermissionMessage::answer(Type::declined, id),
+              R"({"type":"declined","requestId":")" + id + "\"}"},
+             {PermissionMessage::answer(Type::withdraw, id),
+              R"({"type":"withdraw","requestId":")" + id + "\"}"},
+             {PermissionMessage::decision(id, Behavior::allow),
+              decision + R"(","behavior":"allow"})"},
+             {PermissionMessage::decision(id, Behavior::allowWithRule),
+              decision + R"(","behavior":"allow","addRule":true})"},
+             {PermissionMessage::decision(id, Behavior::deny),
+              decision + R"(","behavior":"deny"})"}}) {
+        EXPECT_EQ(message.encode(), line + "\n");
         EXPECT_EQ(PermissionMessage::decode(message.encode()), message);
     }
     EXPECT_EQ(PermissionMessage::decode(request.encode()), request);
@@ -142,19 +139,6 @@ TEST(PermissionMessage, MalformedLinesAreRejectedWithAReason) {
         EXPECT_EQ(errorOf(line), reason) << line.substr(0, 80);
 }
 
-TEST(PermissionMessage, HookOutputIsClaudeCodesDecision) {
-    EXPECT_EQ(PermissionWire::hookOutput(Behavior::allow, rule),
-              R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest",)"
-              R"("decision":{"behavior":"allow"}}})");
-    EXPECT_EQ(PermissionWire::hookOutput(Behavior::deny, rule),
-              R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest",)"
-              R"("decision":{"behavior":"deny","message":"Denied from Ostrelvan"}}})");
-    EXPECT_EQ(PermissionWire::hookOutput(Behavior::allowWithRule, rule),
-              R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest",)"
-              R"("decision":{"behavior":"allow","updatedPermissions":)" +
-                  rule.dump() + "}}}");
-}
-
 TEST(PermissionMessage, LineReaderSplitsAndSkipsOverlongLines) {
     PermissionWire::LineReader reader;
     auto lines = [&] {
@@ -166,10 +150,7 @@ TEST(PermissionMessage, LineReaderSplitsAndSkipsOverlongLines) {
     reader.feed("one\ntw");
     EXPECT_EQ(lines(), std::vector<std::string>{"one"});
     reader.feed("o\n\nthree");
-    EXPECT_EQ(lines(), (std::vector<std::string>{
-                           "two",
-                           "",
-                       }));
+    EXPECT_EQ(lines(), (std::vector<std::string>{"two", ""}));
     // A line of exactly the limit with its newline passes; one byte more does not, whether it
     // arrives whole or in pieces, and the reader never holds more than the limit for it.
     reader.feed("\n" + std::string(PermissionMessage::maxLine - 1, 'x') + "\n");

@@ -175,9 +175,8 @@ TEST(SessionFileStore, InvalidIdsTouchNothing) {
     TempDir temp;
     SessionFileStore store(temp / "sessions");
     for (const std::string& id :
-         {std::string(129, 'a'), std::string(".."), std::string("../x"), std::string("a/b"),
-          std::string(""), std::string("a b"), std::string("a.json"), std::string("\u00e9"),
-          std::string("a\r\n"), std::string("a\0b", 3)}) {
+         std::vector<std::string>{std::string(129, 'a'), "..", "../x", "a/b", "", "a b", "a.json",
+                                  "\u00e9", "a\r\n", std::string("a\0b", 3)}) {
         EXPECT_FALSE(SessionFileStore::isValidSessionId(id)) << id;
         try {
             store.apply(event(HookEvent::Kind::stop, id), context);
@@ -210,4 +209,17 @@ TEST(SessionFileStore, FailedWriteKeepsTheOldFileAndReleasesTheLock) {
     fs::remove(blocker);
     store.apply(event(HookEvent::Kind::userPromptSubmit, "s1"), context);
     EXPECT_EQ(store.loadAll().at(0).status, SessionStatus::working);
+}
+
+TEST(SessionFileStore, RemovesOnlyOldTemporariesOfUnfinishedWrites) {
+    TempDir dir;
+    const SessionFileStore store(dir.path());
+    for (const char* name : {"s1.json", "s1.json.tmp42", "s2.json.tmp7", "s1.lock", "x.json.tmp",
+                             "x.json.tmp4a", "notes.tmp42"})
+        writeText(dir / name, "{}");
+    store.removeLeftovers(wallClockNow());
+    EXPECT_EQ(listing(dir.path()), "notes.tmp42\ns1.json\ns1.json.tmp42\ns1.lock\ns2.json.tmp7\n"
+                                   "x.json.tmp\nx.json.tmp4a\n");
+    store.removeLeftovers(wallClockNow() + SessionFileStore::leftoverAge + 2s);
+    EXPECT_EQ(listing(dir.path()), "notes.tmp42\ns1.json\ns1.lock\nx.json.tmp\nx.json.tmp4a\n");
 }

@@ -103,9 +103,8 @@ TEST_F(TranscriptReaderTest, KeepsTheTitleThatScrolledOutAndPrefersACustomOne) {
                                  aiTitle("Generated"));
     EXPECT_EQ(reader.info(s), found("Mine"));
     const std::string filler = R"({"type":"assistant","text":")" + std::string(3000, 'z') + "\"}\n";
-    for (int i = 0; i < 100; ++i) { // 300 KB: both title lines leave the tail
+    for (int i = 0; i < 100; ++i) // 300 KB: both title lines leave the tail
         append(transcript(s), filler);
-    }
     EXPECT_EQ(at(10s, s), found("Mine"));
     append(transcript(s), aiTitle("Newer"));
     EXPECT_EQ(at(10s, s), found("Newer"));
@@ -114,9 +113,8 @@ TEST_F(TranscriptReaderTest, KeepsTheTitleThatScrolledOutAndPrefersACustomOne) {
 TEST_F(TranscriptReaderTest, FindsTranscriptsInFoldersTheSlugDoesNotName) {
     // A real folder path longer than 200 characters: Claude Code shortens its name with a hash.
     std::filesystem::path cwd = dir.path();
-    while (cwd.string().size() <= 260) {
+    while (cwd.string().size() <= 260)
         cwd /= "a-deeply.nested_folder";
-    }
     std::filesystem::create_directories(cwd);
     const auto s = session("deep", cwd.string());
     const std::string slug = Transcript::projectSlug(cwd.string());
@@ -157,9 +155,7 @@ TEST(Transcript, ProjectSlug) {
 }
 
 TEST(Transcript, TitleFromTranscriptTail) {
-    const auto ai = [](std::string_view t) {
-        return R"({"type":"ai-title","aiTitle":")" + std::string(t) + "\"}\n";
-    };
+    const auto ai = aiTitle;
     const auto custom = [](std::string_view t) {
         return R"({"type":"custom-title","customTitle":")" + std::string(t) + "\"}\n";
     };

@@ -94,8 +94,7 @@ TEST(HookConcurrency, AHelperWaitsForTheSessionsLock) {
     Process helper({OSTRELVAN_HOOK_PATH}, f.environment(), Streams{event, f.temp / "stdout"});
     // However long it is given, it must not get past the lock; a few tenths of a second show a
     // helper that ignores it.
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));
-    EXPECT_EQ(::waitpid(helper.pid(), nullptr, WNOHANG), 0) << "the helper did not wait";
+    EXPECT_FALSE(helper.waitFor(std::chrono::milliseconds(400))) << "the helper did not wait";
     EXPECT_FALSE(fs::exists(f.sessions() / "held.json"));
 
     held.reset();

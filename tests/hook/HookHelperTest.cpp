@@ -1,11 +1,13 @@
 #include "HookRunner.h"
 #include "core/SessionCoding.h"
 #include "core/SessionFileStore.h"
+#include "hook/AgentProcess.h"
 #include "hook/HookLog.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <latch>
+#include <map>
 #include <sstream>
 #include <thread>
 
@@ -39,11 +41,9 @@ TEST(HookHelper, RecordsPrivatelyAndSilentlyAndPrintsOnlyHelpAndVersion) {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_TRUE(terminal >= 0 && grantpt(terminal) == 0 && unlockpt(terminal) == 0);
     Process byHand({OSTRELVAN_HOOK_PATH}, f.environment(), {ptsname(terminal), f.temp / "said"});
-    int status = -1;
-    for (int i = 0; i < 500 && ::waitpid(byHand.pid(), &status, WNOHANG) == 0; ++i)
-        ::usleep(10000);
+    const std::optional<int> status = byHand.waitFor(std::chrono::seconds(10));
     ::close(terminal);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ASSERT_TRUE(status && WIFEXITED(*status) && WEXITSTATUS(*status) == 0);
     EXPECT_TRUE(readText(f.temp / "said").starts_with("ostrelvan-hook is Ostrelvan's hook helper"));
     EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
 }
@@ -105,14 +105,11 @@ TEST(HookHelper, BadInputIsLoggedAndLeavesSessionsIntact) {
         if (!logged.empty())
             expectedLog += logged + "\n";
     }
-    // Each line is a timestamp and the message.
+    EXPECT_EQ(f.logged(), expectedLog);
+    // Each line starts with the time.
     std::istringstream log(readText(f.root() / "hook.log"));
-    std::string messages;
-    for (std::string line; std::getline(log, line);) {
+    for (std::string line; std::getline(log, line);)
         EXPECT_TRUE(SessionCoding::parseDate(line.substr(0, line.find(' ')))) << line;
-        messages += line.substr(line.find(' ') + 1) + "\n";
-    }
-    EXPECT_EQ(messages, expectedLog);
     EXPECT_EQ(readText(f.sessions() / "keep.json"), kept);
     for (const char* written : {"n1.json", "deep.json", "big.json"})
         EXPECT_TRUE(SessionFileStore::read(f.sessions() / written)) << written;
@@ -158,4 +155,50 @@ TEST(HookHelper, HelpersRotatingAtOnceKeepTheFullLog) {
         const std::string fresh = readText(temp / "hook.log");
         ASSERT_EQ(std::count(fresh.begin(), fresh.end(), '\n'), helpers) << "round " << round;
     }
+}
+
+namespace {
+
+// A fake process table: pid -> (name, parent).
+struct Table {
+    std::map<std::int32_t, std::pair<const char*, std::int32_t>> rows;
+
+    std::optional<AgentProcess::Entry> operator()(std::int32_t pid) const {
+        auto it = rows.find(pid);
+        if (it == rows.end())
+            return std::nullopt;
+        return AgentProcess::Entry{it->second.first, it->second.second};
+    }
+};
+
+} // namespace
+
+TEST(AgentProcess, FindsTheAgent) {
+    const Table table{{{1, {"systemd", 0}},
+                       {100, {"claude", 1}},
+                       {200, {"zsh", 100}},
+                       {300, {"bash", 200}},
+                       {400, {"dash", 300}},
+                       {500, {"sh", 400}},
+                       {600, {"node", 500}},
+                       {700, {"sh", 1}},
+                       {800, {"sh", 999}}}};
+    // The environment, the helper's parent, and the agent found.
+    const std::tuple<Environment, std::int32_t, std::optional<std::int32_t>> cases[] = {
+        {{}, 500, 100},                       // past every kind of shell
+        {{}, 600, 600},                       // the parent is no shell
+        {{{"CLAUDE_PID", "600"}}, 500, 600},  // a live CLAUDE_PID wins
+        {{{"CLAUDE_PID", "-600"}}, 500, 100}, // a malformed one is passed over
+        {{{"CLAUDE_PID", "99999999999"}}, 500, 100},
+        {{}, 700, std::nullopt}, // the shell was reparented to init
+        {{}, 1, std::nullopt},
+        {{}, 800, std::nullopt}, // a gap in the table
+        {{}, 999, std::nullopt},
+    };
+    for (const auto& [environment, parent, agent] : cases)
+        EXPECT_EQ(AgentProcess::find(environment, parent, table), agent) << parent;
+
+    // A cycle in the table ends the walk.
+    const Table loop{{{10, {"sh", 11}}, {11, {"bash", 10}}}};
+    EXPECT_EQ(AgentProcess::find({}, 10, loop), std::nullopt);
 }

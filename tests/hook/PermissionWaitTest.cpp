@@ -4,12 +4,8 @@
 #include "core/DataPaths.h"
 #include "core/PermissionMessage.h"
 #include "core/SessionFileStore.h"
-#include "hook/HookLog.h"
 
-#include <dirent.h>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <spawn.h>
 
 using namespace ostrelvan;
 using namespace ostrelvan::test;
@@ -29,146 +25,65 @@ std::string request(const std::string& session = "s1") {
                        suggestions);
 }
 
-// Processes in a process group, from /proc: what a signal to the group would reach.
+// Live processes in a process group, from /proc: what a signal to the group would reach.
 int membersOf(pid_t group) {
     int count = 0;
     for (const auto& entry : fs::directory_iterator("/proc")) {
-        const std::string name = entry.path().filename();
-        if (name.find_first_not_of("0123456789") != std::string::npos)
+        if (entry.path().filename().string().find_first_not_of("0123456789") != std::string::npos)
             continue;
-        std::ifstream stat(entry.path() / "stat");
-        std::string text((std::istreambuf_iterator<char>(stat)), {});
-        const auto close = text.rfind(')');
-        if (close == std::string::npos)
-            continue;
+        const std::string stat = readText(entry.path() / "stat");
+        const auto close = stat.rfind(')');
         char state = 0;
         int parent = 0, pgrp = 0;
-        if (std::sscanf(text.c_str() + close + 1, " %c %d %d", &state, &parent, &pgrp) == 3 &&
-            pgrp == group && state != 'Z')
-            ++count;
+        count += close != std::string::npos &&
+                 std::sscanf(stat.c_str() + close + 1, " %c %d %d", &state, &parent, &pgrp) == 3 &&
+                 pgrp == group && state != 'Z';
     }
     return count;
 }
 
-// The helper running as Claude Code starts it: its own process group, the payload on standard
-// input, standard output kept.
-class WaitingHelper {
-public:
-    WaitingHelper(const HookFixture& f, const std::string& input, const Variables& extra = {}) {
-        writeText(f.temp / "in", input);
-        Variables variables = f.environment();
-        variables.insert(extra.begin(), extra.end());
-        std::vector<std::string> entries;
-        for (const auto& [name, value] : variables)
-            entries.push_back(name + "=" + value);
-        std::vector<char*> envp;
-        for (auto& entry : entries)
-            envp.push_back(entry.data());
-        envp.push_back(nullptr);
-        out_ = f.temp / "out";
-        fs::remove(out_);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 0, (f.temp / "in").c_str(), O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, out_.c_str(), O_WRONLY | O_CREAT, 0600);
-        posix_spawnattr_t attributes;
-        posix_spawnattr_init(&attributes);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-        posix_spawnattr_setpgroup(&attributes, 0);
-        char path[] = OSTRELVAN_HOOK_PATH;
-        char* argv[] = {path, nullptr};
-        if (::posix_spawn(&pid_, path, &actions, &attributes, argv, envp.data()) != 0)
-            throw std::runtime_error("cannot start the helper");
-        posix_spawn_file_actions_destroy(&actions);
-        posix_spawnattr_destroy(&attributes);
-    }
-    ~WaitingHelper() {
-        if (!exited_) {
-            ::kill(pid_, SIGKILL);
-            ::waitpid(pid_, nullptr, 0);
-        }
-    }
-
-    // Whether it exited 0 within `timeout`.
-    bool exitsWithin(std::chrono::milliseconds timeout = 10s) {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        int status = 0;
-        while (::waitpid(pid_, &status, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            ::usleep(5000);
-        }
-        exited_ = true;
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    }
-    pid_t pid() const { return pid_; }
-    std::string out() const { return readText(out_); }
-
-private:
-    pid_t pid_ = 0;
-    bool exited_ = false;
-    Path out_;
-};
-
-struct Offered {
-    StandInPeer peer;
-    std::string requestId;
-    nlohmann::json line;
-};
-
-Offered takeRequest(PermissionStandIn& app) {
-    std::optional<StandInPeer> peer = app.accept();
-    if (!peer)
-        throw std::runtime_error("no connection");
-    std::optional<std::string> line = peer->readLine();
-    if (!line)
-        throw std::runtime_error("no request");
-    nlohmann::json parsed = nlohmann::json::parse(*line);
-    return {std::move(*peer), parsed.at("requestId").get<std::string>(), parsed};
+// The helper as Claude Code starts it: its own process group, the payload on standard input.
+Process waitingHelper(const HookFixture& f, const std::string& input, const Variables& extra = {}) {
+    writeText(f.temp / "in", input);
+    fs::remove(f.temp / "out");
+    return Process({OSTRELVAN_HOOK_PATH}, f.environment(extra), {f.temp / "in", f.temp / "out"}, {},
+                   true);
 }
 
-std::string loggedMessages(const HookFixture& f) {
-    std::istringstream log(readText(f.root() / "hook.log"));
-    std::string messages;
-    for (std::string line; std::getline(log, line);)
-        messages += line.substr(line.find(' ') + 1) + "\n";
-    return messages;
+bool exitsWithin(Process& helper, std::chrono::milliseconds timeout = 10s) {
+    const std::optional<int> status = helper.waitFor(timeout);
+    return status && WIFEXITED(*status) && WEXITSTATUS(*status) == 0;
 }
 
 } // namespace
 
 TEST(PermissionWait, PrintsExactlyTheDecisionForItsOwnRequest) {
-    const std::string allow = R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest",)"
-                              R"("decision":{"behavior":"allow"}})";
+    const std::string printedDecision =
+        R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest","decision":{"behavior":)";
     const std::pair<std::string, std::string> cases[] = {
-        {R"(,"behavior":"allow")", allow + "}"},
+        {R"(,"behavior":"allow")", printedDecision + R"("allow"}}})"},
         {R"(,"behavior":"allow","addRule":true)",
-         R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest",)"
-         R"("decision":{"behavior":"allow","updatedPermissions":)" +
-             suggestions + "}}}"},
-        {R"(,"behavior":"deny")", R"({"hookSpecificOutput":{"hookEventName":"PermissionRequest",)"
-                                  R"("decision":{"behavior":"deny",)"
-                                  R"("message":"Denied from Ostrelvan"}}})"},
+         printedDecision + R"("allow","updatedPermissions":)" + suggestions + "}}}"},
+        {R"(,"behavior":"deny")",
+         printedDecision + R"("deny","message":"Denied from Ostrelvan"}}})"},
     };
     for (const auto& [decision, printed] : cases) {
         HookFixture f;
         PermissionStandIn app(DataPaths::permissionSocket(f.root()));
-        WaitingHelper helper(f, request());
-        Offered offered = takeRequest(app);
+        Process helper = waitingHelper(f, request());
+        TakenRequest offered = takeRequest(app);
         // Recorded before it was offered: the lamp does not wait for the app.
         auto state = SessionFileStore::read(f.sessions() / "s1.json");
         ASSERT_TRUE(state);
         EXPECT_EQ(state->status, SessionStatus::needsApproval);
 
-        EXPECT_EQ(offered.line["type"], "request");
-        EXPECT_EQ(offered.line["version"], 1);
+        nlohmann::json expected = nlohmann::json::parse(
+            R"({"type":"request","version":1,"sessionId":"s1","promptId":"p1","cwd":"/w/app",)"
+            R"("toolName":"Bash","summary":"npm test"})"); // the summary is what the row shows
+        expected["requestId"] = offered.requestId;
+        expected["suggestions"] = nlohmann::json::parse(suggestions);
+        EXPECT_EQ(offered.line, expected);
         EXPECT_TRUE(PermissionWire::isRequestId(offered.requestId));
-        EXPECT_EQ(offered.line["sessionId"], "s1");
-        EXPECT_EQ(offered.line["promptId"], "p1");
-        EXPECT_EQ(offered.line["cwd"], "/w/app");
-        EXPECT_EQ(offered.line["toolName"], "Bash");
-        EXPECT_EQ(offered.line["summary"], "npm test"); // what the row shows
-        EXPECT_EQ(offered.line["suggestions"], nlohmann::json::parse(suggestions));
 
         // Before the app accepts, even its own decision is not taken; after, a stale answer for
         // another request, a malformed line and an overlong one change nothing.
@@ -178,18 +93,18 @@ TEST(PermissionWait, PrintsExactlyTheDecisionForItsOwnRequest) {
                                       answerLine("decision", other, R"(,"behavior":"allow")") +
                                       answerLine("withdraw", other) + "{not json\n" +
                                       std::string(20000, ' ') + "\n"));
-        EXPECT_FALSE(helper.exitsWithin(300ms));
+        EXPECT_FALSE(exitsWithin(helper, 300ms));
         // It waits without the session's lock: the session's next event is recorded meanwhile.
         const Outcome notification =
             f.run(payload("Notification", "s1", R"(,"notification_type":"permission_prompt")"));
         EXPECT_EQ(notification.code, 0);
         EXPECT_TRUE(SessionFileStore::read(f.sessions() / "s1.json"));
         ASSERT_TRUE(offered.peer.send(answerLine("decision", offered.requestId, decision)));
-        ASSERT_TRUE(helper.exitsWithin());
-        EXPECT_EQ(helper.out(), printed);
+        ASSERT_TRUE(exitsWithin(helper));
+        EXPECT_EQ(readText(f.temp / "out"), printed);
         EXPECT_TRUE(offered.peer.closedWithin());
-        EXPECT_EQ(loggedMessages(f), "Permission answer dropped: Message is not valid JSON\n"
-                                     "Permission answer dropped: longer than the limit\n");
+        EXPECT_EQ(f.logged(), "Permission answer dropped: Message is not valid JSON\n"
+                              "Permission answer dropped: longer than the limit\n");
     }
 }
 
@@ -200,8 +115,8 @@ TEST(PermissionWait, EndsSilentlyWhenTheAnswerIsNotTheApps) {
         SCOPED_TRACE(static_cast<int>(end));
         HookFixture f;
         PermissionStandIn app(DataPaths::permissionSocket(f.root()));
-        WaitingHelper helper(f, request(), {{"OSTRELVAN_PERMISSION_TIMEOUT", "3"}});
-        Offered offered = takeRequest(app);
+        Process helper = waitingHelper(f, request(), {{"OSTRELVAN_PERMISSION_TIMEOUT", "3"}});
+        TakenRequest offered = takeRequest(app);
         if (end != End::declined && end != End::noAnswer) {
             ASSERT_TRUE(offered.peer.send(answerLine("accepted", offered.requestId)));
         }
@@ -216,18 +131,18 @@ TEST(PermissionWait, EndsSilentlyWhenTheAnswerIsNotTheApps) {
             offered.peer.send(answerLine("declined", offered.requestId));
             break;
         case End::sigterm:
-            EXPECT_FALSE(helper.exitsWithin(200ms));
+            EXPECT_FALSE(exitsWithin(helper, 200ms));
             // As Claude Code sends it: to the whole process group.
             ASSERT_EQ(::kill(-helper.pid(), SIGTERM), 0);
             break;
         case End::timeout:
         case End::noAnswer:
             // The app never answers: the helper gives up after 1 s unaccepted, or at its limit.
-            EXPECT_FALSE(helper.exitsWithin(end == End::timeout ? 1000ms : 300ms));
+            EXPECT_FALSE(exitsWithin(helper, end == End::timeout ? 1000ms : 300ms));
             break;
         }
-        ASSERT_TRUE(helper.exitsWithin());
-        EXPECT_EQ(helper.out(), "");
+        ASSERT_TRUE(exitsWithin(helper));
+        EXPECT_EQ(readText(f.temp / "out"), "");
         EXPECT_EQ(membersOf(helper.pid()), 0); // nothing left behind in its process group
         EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
         if (end != End::appCloses) {
@@ -291,19 +206,11 @@ TEST(PermissionWait, RefusesASocketServedByAnotherUser) {
     if (server == 0) {
         if (::setgid(65534) != 0 || ::setuid(65534) != 0)
             ::_exit(1);
-        const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strcpy(address.sun_path, foreign.c_str());
-        if (::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0 ||
-            ::listen(fd, 4) != 0)
-            ::_exit(1);
-        // Takes one connection and reports whether anything arrived on it.
+        PermissionStandIn foreignApp(foreign);
+        // Takes one connection and reports whether a request arrived on it.
         [[maybe_unused]] ssize_t said = ::write(ready[1], "r", 1);
-        const int peer = ::accept(fd, nullptr, nullptr);
-        char byte = 0;
-        const ssize_t got = ::read(peer, &byte, 1);
-        said = ::write(ready[1], got > 0 ? "d" : "n", 1);
+        std::optional<StandInPeer> peer = foreignApp.accept(30s);
+        said = ::write(ready[1], peer && peer->readLine() ? "d" : "n", 1);
         ::_exit(0);
     }
     ::close(ready[1]);
@@ -319,6 +226,6 @@ TEST(PermissionWait, RefusesASocketServedByAnotherUser) {
     EXPECT_EQ(signal, 'n'); // connected, checked, and left without a word
     ::close(ready[0]);
     ::waitpid(server, nullptr, 0);
-    EXPECT_EQ(loggedMessages(f),
+    EXPECT_EQ(f.logged(),
               "Permission socket served by user 65534, not this user: request not offered\n");
 }

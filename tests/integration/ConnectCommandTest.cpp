@@ -16,6 +16,8 @@ namespace fs = std::filesystem;
 using namespace test;
 using nlohmann::json;
 
+const std::string repairing = "hooks: repairing hook entries\nhooks: connected\n";
+
 // The front end's commands over a temporary home, data root and application folder.
 struct Front {
     explicit Front(std::string dataFolder = "data/Ostrelvan") : data(root / dataFolder) {}
@@ -36,10 +38,17 @@ struct Front {
         {}};
     fs::path settingsFile() const { return root / "home/.claude/settings.json"; }
     fs::path helper() const { return data / "bin/ostrelvan-hook"; }
+    json settingsNow() const { return HookInstaller::readSettings(settingsFile()); }
+    bool installed() const { return HookInstaller::isInstalled(settingsNow(), helper().string()); }
     std::string take(std::ostringstream& stream) {
         std::string text = stream.str();
         stream.str({});
         return text;
+    }
+    // What start-up's repair wrote on standard error.
+    std::string repair() {
+        cli::repairHooksIfNeeded(context);
+        return take(err);
     }
 };
 
@@ -61,62 +70,53 @@ TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
 
     // Never connected: the settings file is not even read.
     writeText(front.settingsFile(), "not json");
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(front.repair(), "");
     EXPECT_FALSE(fs::exists(front.helper()));
 
     // Connected, then one event's entry lost.
     writeText(front.settingsFile(), "{}");
     ASSERT_EQ(cli::connect(front.context), 0);
-    auto settings = HookInstaller::readSettings(front.settingsFile());
+    auto settings = front.settingsNow();
     settings["hooks"].erase("Notification");
     HookInstaller::writeSettings(settings, front.settingsFile());
     const auto notice = cli::connectionNotice(front.context);
     ASSERT_TRUE(notice);
     EXPECT_NE(notice->find("incomplete"), std::string::npos);
 
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
-    EXPECT_TRUE(HookInstaller::isInstalled(HookInstaller::readSettings(front.settingsFile()),
-                                           front.helper().string()));
+    EXPECT_EQ(front.repair(), repairing);
+    EXPECT_TRUE(front.installed());
     // Intact entries: only the helper is brought up to date.
     writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n# new\n");
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(front.repair(), "");
     EXPECT_EQ(readText(front.helper()), "#!/bin/sh\n# new\n");
 
     // Entries written by an earlier version, which gave a permission request 5 s like every other
     // event, beside the user's own hook on it: still ours, and brought up to date.
-    settings = HookInstaller::readSettings(front.settingsFile());
+    settings = front.settingsNow();
     for (auto& [event, entries] : settings["hooks"].items())
         entries[0]["hooks"][0]["timeout"] = 5;
     settings["hooks"]["PermissionRequest"].push_back(
         {{"matcher", "Bash"}, {"hooks", {{{"type", "command"}, {"command", "mine"}}}}});
     HookInstaller::writeSettings(settings, front.settingsFile());
-    EXPECT_FALSE(HookInstaller::isInstalled(HookInstaller::readSettings(front.settingsFile()),
-                                            front.helper().string()));
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
-    const json repaired = HookInstaller::readSettings(front.settingsFile());
-    ASSERT_EQ(repaired["hooks"]["PermissionRequest"].size(), 2u);
-    EXPECT_EQ(repaired["hooks"]["PermissionRequest"][0]["hooks"][0]["command"], "mine");
-    EXPECT_EQ(repaired["hooks"]["PermissionRequest"][1]["hooks"][0]["timeout"], 600);
-    EXPECT_EQ(repaired["hooks"]["PreToolUse"][0]["hooks"][0]["timeout"], 5);
-    EXPECT_TRUE(HookInstaller::isInstalled(repaired, front.helper().string()));
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_FALSE(front.installed());
+    EXPECT_EQ(front.repair(), repairing);
+    const json hooks = front.settingsNow()["hooks"];
+    ASSERT_EQ(hooks["PermissionRequest"].size(), 2u);
+    EXPECT_EQ(hooks["PermissionRequest"][0]["hooks"][0]["command"], "mine");
+    EXPECT_EQ(hooks["PermissionRequest"][1]["hooks"][0]["timeout"], 600);
+    EXPECT_EQ(hooks["PreToolUse"][0]["hooks"][0]["timeout"], 5);
+    EXPECT_TRUE(front.installed());
+    EXPECT_EQ(front.repair(), "");
 
     // All entries gone: a warning, then a repair.
     HookInstaller::writeSettings({{"model", "opus"}}, front.settingsFile());
     EXPECT_NE(cli::connectionNotice(front.context)->find("missing"), std::string::npos);
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
+    EXPECT_EQ(front.repair(), repairing);
 
     // Unreadable: a warning with the reason, and no repair.
     writeText(front.settingsFile(), "[]");
     EXPECT_NE(cli::connectionNotice(front.context)->find("is not valid JSON"), std::string::npos);
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(front.repair(), "");
     EXPECT_EQ(readText(front.settingsFile()), "[]");
 }
 
@@ -153,25 +153,23 @@ TEST(ConnectCommand, aDataFolderOfAnyNameKeepsOneEntryPerEvent) {
     EXPECT_EQ(front.take(front.err), "");
     EXPECT_NE(front.take(front.out).find("in place already, so nothing was changed"),
               std::string::npos);
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "");
+    EXPECT_EQ(front.repair(), "");
     EXPECT_EQ(readText(front.settingsFile()), connected);
     EXPECT_EQ(commandsByEvent(front.settingsFile()), expected);
     EXPECT_EQ(readText(front.settingsFile().string() + ".ostrelvan-backup"), original);
     EXPECT_EQ(cli::connectionNotice(front.context), std::nullopt);
 
     // Settings that earlier versions piled up are cleaned by the next start-up repair.
-    auto piled = HookInstaller::readSettings(front.settingsFile());
+    auto piled = front.settingsNow();
     for (auto& [event, entries] : piled["hooks"].items())
         entries.push_back(entries.back());
     HookInstaller::writeSettings(piled, front.settingsFile());
     EXPECT_NE(cli::connectionNotice(front.context)->find("incomplete"), std::string::npos);
-    cli::repairHooksIfNeeded(front.context);
-    EXPECT_EQ(front.take(front.err), "hooks: repairing hook entries\nhooks: connected\n");
+    EXPECT_EQ(front.repair(), repairing);
     EXPECT_EQ(commandsByEvent(front.settingsFile()), expected);
 
     ASSERT_EQ(cli::disconnect(front.context), 0);
-    EXPECT_EQ(HookInstaller::readSettings(front.settingsFile()), json::parse(original));
+    EXPECT_EQ(front.settingsNow(), json::parse(original));
 }
 
 } // namespace

@@ -1,9 +1,11 @@
 #include "app/integration/HookInstaller.h"
 
 #include "TestSupport.h"
+#include "app/integration/HelperInstaller.h"
 #include "app/integration/HookConnection.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <tuple>
 #include <unistd.h>
 
@@ -45,12 +47,9 @@ const DocumentedEvent documentedEvents[] = {
 };
 
 json documentedEntry(const DocumentedEvent& event, const std::string& command) {
-    json hook = json::object();
-    hook["type"] = "command";
-    hook["command"] = command;
-    hook["timeout"] = event.timeout;
-    json entry = json::object();
-    entry["hooks"] = json::array({hook});
+    json entry = {
+        {"hooks",
+         json::array({{{"type", "command"}, {"command", command}, {"timeout", event.timeout}}})}};
     if (event.matchesEveryTool)
         entry["matcher"] = "*";
     return entry;
@@ -200,14 +199,8 @@ TEST(HookInstaller, refusesNestingDeeperThanAnySettingsFile) {
     EXPECT_NO_THROW(HookInstaller::parseSettings(R"({"a": "[[[[[[[[\"[[[[[[[[["})", file));
 }
 
-TEST(HookInstaller, writesTheDocumentedEntryAndFormat) {
-    const json installed = HookInstaller::installing(json::object(), helperB);
-    const std::string quoted = "\"" + helperB + "\"";
-    EXPECT_EQ(installed["hooks"]["Stop"],
-              json::parse(R"([{"hooks": [{"type": "command", "timeout": 5, "command": )" +
-                          json(quoted).dump() + "}]}]"));
-    EXPECT_EQ(installed["hooks"]["PermissionRequest"][0]["matcher"], "*");
-
+// The entries themselves are compared with the documented ones in the round trip.
+TEST(HookInstaller, writesTheDocumentedFormat) {
     const json document = json::parse(R"({"b": 1, "a": 1.0, "url": "https://x/y", "ü": ["é"]})");
     EXPECT_EQ(HookInstaller::serialise(document),
               "{\n  \"a\": 1.0,\n  \"b\": 1,\n  \"url\": \"https://x/y\",\n  \"ü\": [\n    "
@@ -304,14 +297,12 @@ TEST(HookInstaller, quotesTheHelperPathForTheShell) {
     EXPECT_FALSE(fs::exists(fs::current_path() / "pwned"));
 }
 
-TEST(HookInstaller, removingDropsEmptiedKeysAndNothingElse) {
+// An emptied "hooks" object goes in the round trip; what is not an entry of ours stays.
+TEST(HookInstaller, removingLeavesWhatIsNotAnEntryOfOurs) {
     const json ours = HookInstaller::installing(json::object(), helperA)["hooks"]["Stop"][0];
-    const json settings = {{"model", "opus"},
-                           {"hooks", {{"Stop", {ours}}, {"SubagentStop", {ours}}}}};
-    EXPECT_EQ(HookInstaller::removing(settings, helperA), json({{"model", "opus"}}));
-    const json partly = {{"hooks", {{"Stop", {ours, "keep"}}, {"Custom", 7}}}};
-    EXPECT_EQ(HookInstaller::removing(partly, helperA),
-              json({{"hooks", {{"Stop", {"keep"}}, {"Custom", 7}}}}));
+    EXPECT_EQ(
+        HookInstaller::removing({{"hooks", {{"Stop", {ours, "keep"}}, {"Custom", 7}}}}, helperA),
+        json({{"hooks", {{"Stop", {"keep"}}, {"Custom", 7}}}}));
 }
 
 TEST(HookInstaller, createsAMissingFileWithoutBackupAndKeepsTheModeOfAnExistingOne) {
@@ -326,8 +317,7 @@ TEST(HookInstaller, createsAMissingFileWithoutBackupAndKeepsTheModeOfAnExistingO
 
     fs::permissions(settingsFile, fs::perms::owner_read | fs::perms::owner_write);
     HookInstaller::disconnect(settingsFile, helperA);
-    EXPECT_EQ(fs::status(settingsFile).permissions() & fs::perms::mask,
-              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(mode(settingsFile), 0600u);
     EXPECT_EQ(readText(settingsFile), "{}\n");
 }
 
@@ -397,6 +387,74 @@ TEST(HookInstaller, aReadOnlyFolderGivesAnErrorAndNoDamage) {
     EXPECT_EXIT(std::exit(readOnlyFolderIsLeftAlone(home) ? 0 : 1), ::testing::ExitedWithCode(0),
                 "error: .*Permission denied");
     fs::permissions(home / ".claude", fs::perms::owner_all, fs::perm_options::add); // to remove it
+}
+
+ino_t inode(const fs::path& path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0 ? info.st_ino : 0;
+}
+
+TEST(HelperInstaller, installsKeepsAndReplacesTheHelper) {
+    TempDir root;
+    const fs::path source = root / "app/ostrelvan-hook";
+    const fs::path destination = root / "data/Ostrelvan/bin/ostrelvan-hook";
+    writeText(source, "#!/bin/sh\necho v1\n");
+
+    // Beside it, the mark that tells the helper it is the copy installed for this data folder.
+    const std::string installed = "ostrelvan-hook\nostrelvan-hook.installed\n";
+    EXPECT_TRUE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(mode(destination), 0755u);
+    EXPECT_EQ(readText(destination), readText(source));
+    EXPECT_EQ(listing(destination.parent_path()), installed);
+
+    // Unchanged: nothing is touched. The time is moved back first so a rewrite would show.
+    const auto past = fs::file_time_type::clock::now() - std::chrono::hours(24);
+    fs::last_write_time(destination, past);
+    const ino_t first = inode(destination);
+    EXPECT_FALSE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(fs::last_write_time(destination), past);
+    EXPECT_EQ(inode(destination), first);
+    EXPECT_EQ(listing(destination.parent_path()), installed);
+    // A lost mark is put back, the helper still untouched.
+    fs::remove(destination.parent_path() / "ostrelvan-hook.installed");
+    EXPECT_FALSE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(listing(destination.parent_path()), installed);
+    EXPECT_EQ(inode(destination), first);
+
+    // Changed: a new file is renamed over the old one, so a running hook keeps reading its own.
+    writeText(source, "#!/bin/sh\necho v2 is longer\n");
+    EXPECT_TRUE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(readText(destination), readText(source));
+    EXPECT_NE(inode(destination), first);
+    EXPECT_EQ(listing(destination.parent_path()), installed);
+
+    // Same bytes but not executable: replaced.
+    fs::permissions(destination, fs::perms(0644));
+    EXPECT_TRUE(HelperInstaller::refresh(source, destination));
+    EXPECT_EQ(mode(destination), 0755u);
+}
+
+TEST(HelperInstaller, failsWithoutHelperOrPlace) {
+    TempDir root;
+    const fs::path destination = root / "data/bin/ostrelvan-hook";
+    const auto failure = [&](const std::optional<fs::path>& source) {
+        try {
+            HelperInstaller::refresh(source, destination);
+        } catch (const HelperInstallerError& error) {
+            return std::optional(error.kind());
+        }
+        return std::optional<HelperInstallerError::Kind>();
+    };
+    EXPECT_EQ(failure(std::nullopt), HelperInstallerError::Kind::missingBundledHelper);
+    EXPECT_EQ(failure(root / "nothing-here"), HelperInstallerError::Kind::missingBundledHelper);
+    EXPECT_FALSE(fs::exists(root / "data"));
+
+    // A folder where the helper belongs cannot be renamed over.
+    writeText(root / "ostrelvan-hook", "#!/bin/sh\n");
+    writeText(destination / "keep", "x");
+    EXPECT_EQ(failure(root / "ostrelvan-hook"), HelperInstallerError::Kind::fileWriteUnknown);
+    EXPECT_EQ(listing(destination.parent_path()), "ostrelvan-hook\nostrelvan-hook.installed\n");
+    EXPECT_EQ(listing(destination), "keep\n");
 }
 
 } // namespace

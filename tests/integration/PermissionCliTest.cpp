@@ -1,5 +1,6 @@
 // The real Claude Code CLI asks to run a Bash command; the hook helper that `ostrelvan connect`
 // installed offers the request to a stand-in of the desktop app, which answers as a user would.
+// (A rule added from the app is checked with the real app, in PermissionEndToEndTest.)
 #include "ClaudeCli.h"
 #include "PermissionStandIn.h"
 #include "core/DataPaths.h"
@@ -35,18 +36,14 @@ protected:
     // A session whose model runs `command`, connected to Ostrelvan, with the user's own hook on
     // PermissionRequest keeping the payload, so a test can tell the event came.
     void prepare(const std::string& command) {
+        app.reset();
         cli.reset();
         fs::remove(seen());
         cli.emplace(bashTurns(command), Variables{{"OSTRELVAN_DATA_DIR", data().string()}});
-        writeText(cli->settingsFile(),
-                  json{{"hooks",
-                        {{"PermissionRequest",
-                          {{{"matcher", "*"},
-                            {"hooks",
-                             {{{"type", "command"}, {"command", "cat > " + seen().string()}}}}}}}}}}
-                      .dump());
-        Variables environment = cli->environment();
-        const Outcome connect = run({OSTRELVAN_EXECUTABLE, "connect"}, environment);
+        writeText(cli->settingsFile(), R"({"hooks":{"PermissionRequest":[{"matcher":"*","hooks":[)"
+                                       R"({"type":"command","command":"cat > )" +
+                                           seen().string() + R"("}]}]}})");
+        const Outcome connect = run({OSTRELVAN_EXECUTABLE, "connect"}, cli->environment());
         ASSERT_EQ(connect.code, 0) << connect.err;
     }
 
@@ -55,40 +52,31 @@ protected:
     Path helper() const { return DataPaths::helper(data()); }
     Path marker() const { return cli->project() / "marker"; }
 
-    // Starts the session, asks for the command, and takes the helper's request at the stand-in.
-    struct Offer {
-        StandInPeer peer;
-        std::string requestId;
-        pid_t helper;
-    };
-    Offer askThroughTheApp(PermissionStandIn& app) {
+    // A session that runs `command`, with the app's stand-in listening: the session asks, and the
+    // stand-in takes the helper's request and accepts it.
+    TakenRequest askThroughTheApp(const std::string& command) {
+        prepare(command);
+        app.emplace(DataPaths::permissionSocket(data()));
         if (!cli->start())
             throw std::runtime_error("the CLI did not start:\n" + cli->screen());
         cli->submit("Run the command");
-        std::optional<StandInPeer> peer = app.accept(60s);
-        if (!peer)
-            throw std::runtime_error("no request reached the app:\n" + cli->screen());
-        const std::optional<std::string> line = peer->readLine();
-        if (!line)
-            throw std::runtime_error("the helper sent nothing");
-        const json request = json::parse(*line);
-        const pid_t pid = peer->peerPid();
-        Offer offer{std::move(*peer), request.at("requestId"), pid};
+        TakenRequest offer = takeRequest(*app, 60s);
         offer.peer.send(answerLine("accepted", offer.requestId));
         return offer;
+    }
+    bool decide(TakenRequest& offer, const std::string& behavior) {
+        return offer.peer.send(answerLine("decision", offer.requestId, behavior));
     }
 
     TempDir root;
     std::optional<ClaudeCli> cli;
+    std::optional<PermissionStandIn> app;
 };
 
 TEST_F(PermissionCli, TheAppsAllowRunsTheToolAndItsDenyStopsIt) {
     {
-        prepare("echo ran > marker");
-        PermissionStandIn app(DataPaths::permissionSocket(data()));
-        Offer offer = askThroughTheApp(app);
-        ASSERT_TRUE(
-            offer.peer.send(answerLine("decision", offer.requestId, R"(,"behavior":"allow")")));
+        TakenRequest offer = askThroughTheApp("echo ran > marker");
+        ASSERT_TRUE(decide(offer, R"(,"behavior":"allow")"));
         EXPECT_TRUE(waitUntil([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
         EXPECT_TRUE(cli->waitForScreen("Allowed by PermissionRequest hook")) << cli->screen();
         EXPECT_TRUE(offer.peer.closedWithin());
@@ -96,24 +84,8 @@ TEST_F(PermissionCli, TheAppsAllowRunsTheToolAndItsDenyStopsIt) {
         EXPECT_TRUE(fs::exists(seen()));
     }
     {
-        // A rule that Claude Code suggested is added where it said.
-        prepare("npm test");
-        PermissionStandIn app(DataPaths::permissionSocket(data()));
-        Offer offer = askThroughTheApp(app);
-        ASSERT_TRUE(offer.peer.send(
-            answerLine("decision", offer.requestId, R"(,"behavior":"allow","addRule":true)")));
-        const Path local = cli->project() / ".claude/settings.local.json";
-        EXPECT_TRUE(waitUntil([&] {
-            return readText(local).find("Bash(npm test *)") != std::string::npos;
-        })) << readText(local);
-        EXPECT_TRUE(cli->waitForScreen("Finished."));
-    }
-    {
-        prepare("echo ran > marker");
-        PermissionStandIn app(DataPaths::permissionSocket(data()));
-        Offer offer = askThroughTheApp(app);
-        ASSERT_TRUE(
-            offer.peer.send(answerLine("decision", offer.requestId, R"(,"behavior":"deny")")));
+        TakenRequest offer = askThroughTheApp("echo ran > marker");
+        ASSERT_TRUE(decide(offer, R"(,"behavior":"deny")"));
         EXPECT_TRUE(cli->waitForScreen("Denied from Ostrelvan")) << cli->screen();
         EXPECT_TRUE(cli->waitForScreen("Finished.")) << cli->screen();
         EXPECT_FALSE(fs::exists(marker()));
@@ -125,9 +97,7 @@ TEST_F(PermissionCli, TheAppsAllowRunsTheToolAndItsDenyStopsIt) {
 TEST_F(PermissionCli, AnAnswerInTheTerminalFirst) {
     {
         // "Yes": Claude Code runs the tool and leaves the helper be; the app withdraws.
-        prepare("echo ran > marker");
-        PermissionStandIn app(DataPaths::permissionSocket(data()));
-        Offer offer = askThroughTheApp(app);
+        TakenRequest offer = askThroughTheApp("echo ran > marker");
         ASSERT_TRUE(cli->answerPermissionDialog("Enter")) << cli->screen();
         EXPECT_TRUE(waitUntil([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
         EXPECT_TRUE(cli->waitForScreen("Finished.")) << cli->screen();
@@ -138,16 +108,14 @@ TEST_F(PermissionCli, AnAnswerInTheTerminalFirst) {
     }
     {
         // Escape: Claude Code ends the helper, which leaves nothing behind and prints nothing.
-        prepare("echo ran > marker");
-        PermissionStandIn app(DataPaths::permissionSocket(data()));
-        Offer offer = askThroughTheApp(app);
+        TakenRequest offer = askThroughTheApp("echo ran > marker");
         ASSERT_TRUE(cli->answerPermissionDialog("Escape")) << cli->screen();
         EXPECT_TRUE(offer.peer.closedWithin());
         EXPECT_TRUE(waitUntil([&] { return !processRuns(offer.helper); }));
         EXPECT_TRUE(processesRunning(helper()).empty());
         EXPECT_FALSE(fs::exists(marker()));
         // A decision now reaches nobody: the next prompt is not touched by it.
-        offer.peer.send(answerLine("decision", offer.requestId, R"(,"behavior":"allow")"));
+        decide(offer, R"(,"behavior":"allow")");
         EXPECT_FALSE(fs::exists(marker()));
     }
 }
@@ -173,12 +141,12 @@ TEST_F(PermissionCli, NeverHeldWithoutTheAppOrAUser) {
     {
         // `claude -p` runs to its end; the app never hears of its request.
         prepare("echo ran > marker");
-        PermissionStandIn app(DataPaths::permissionSocket(data()));
+        app.emplace(DataPaths::permissionSocket(data()));
         const Outcome printed =
             cli->print("Run the command", {"--permission-mode", "default"}, 120s);
         EXPECT_EQ(printed.code, 0) << printed.err;
         EXPECT_TRUE(fs::exists(seen())); // the request was made, and the hook ran on it
-        EXPECT_FALSE(app.accept(0ms));
+        EXPECT_FALSE(app->accept(0ms));
         EXPECT_TRUE(processesRunning(helper()).empty());
     }
 }

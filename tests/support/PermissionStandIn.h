@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <poll.h>
 #include <stdexcept>
@@ -27,41 +28,29 @@ class StandInPeer {
 public:
     explicit StandInPeer(int fd) : fd_(fd) {}
     StandInPeer(StandInPeer&& other) noexcept
-        : fd_(std::exchange(other.fd_, -1)), pending_(std::move(other.pending_)) {}
+        : fd_(std::exchange(other.fd_, -1)), pending_(std::move(other.pending_)),
+          ended_(other.ended_) {}
     StandInPeer& operator=(StandInPeer&&) = delete;
     ~StandInPeer() { close(); }
 
     // The next line without its '\n', or none at the end of the stream or after `timeout`.
     std::optional<std::string> readLine(std::chrono::milliseconds timeout = 10s) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
-        for (;;) {
-            if (auto end = pending_.find('\n'); end != std::string::npos) {
-                std::string line = pending_.substr(0, end);
-                pending_.erase(0, end + 1);
-                return line;
-            }
-            if (!waitReadable(deadline))
+        while (pending_.find('\n') == std::string::npos)
+            if (!fill(deadline))
                 return std::nullopt;
-            char buffer[4096];
-            const ssize_t got = ::read(fd_, buffer, sizeof buffer);
-            if (got <= 0)
-                return std::nullopt;
-            pending_.append(buffer, static_cast<std::size_t>(got));
-        }
+        std::string line = pending_.substr(0, pending_.find('\n'));
+        pending_.erase(0, line.size() + 1);
+        return line;
     }
 
     // Whether the other end closes the connection within `timeout` (anything it sends first is
     // discarded).
     bool closedWithin(std::chrono::milliseconds timeout = 10s) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
-        for (;;) {
-            if (!waitReadable(deadline))
-                return false;
-            char buffer[4096];
-            const ssize_t got = ::read(fd_, buffer, sizeof buffer);
-            if (got == 0 || (got < 0 && errno == ECONNRESET))
-                return true;
-        }
+        while (fill(deadline))
+            pending_.clear();
+        return ended_;
     }
 
     bool send(std::string_view bytes) {
@@ -92,7 +81,8 @@ public:
     }
 
 private:
-    bool waitReadable(std::chrono::steady_clock::time_point deadline) {
+    // Reads what has come into `pending_`: false at `deadline`, or once the stream has ended.
+    bool fill(std::chrono::steady_clock::time_point deadline) {
         for (;;) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
                 deadline - std::chrono::steady_clock::now());
@@ -101,12 +91,22 @@ private:
                 ::poll(&fd, 1, static_cast<int>(std::max<long long>(0, left.count())));
             if (ready < 0 && errno == EINTR)
                 continue;
-            return ready > 0;
+            if (ready <= 0)
+                return false;
+            char buffer[4096];
+            const ssize_t got = ::read(fd_, buffer, sizeof buffer);
+            if (got <= 0) {
+                ended_ = true;
+                return false;
+            }
+            pending_.append(buffer, static_cast<std::size_t>(got));
+            return true;
         }
     }
 
     int fd_;
     std::string pending_;
+    bool ended_ = false;
 };
 
 // Listens on `path` (the data root's permission.sock) until destroyed, then removes it.
@@ -151,6 +151,27 @@ private:
     std::filesystem::path path_;
     int fd_ = -1;
 };
+
+// A helper's request as the stand-in took it.
+struct TakenRequest {
+    StandInPeer peer;
+    nlohmann::json line;
+    std::string requestId;
+    pid_t helper;
+};
+
+// The next helper's connection and first line; throws when none comes within `timeout`.
+inline TakenRequest takeRequest(PermissionStandIn& app, std::chrono::milliseconds timeout = 10s) {
+    std::optional<StandInPeer> peer = app.accept(timeout);
+    if (!peer)
+        throw std::runtime_error("no helper connected");
+    const std::optional<std::string> line = peer->readLine();
+    if (!line)
+        throw std::runtime_error("the helper sent nothing");
+    nlohmann::json parsed = nlohmann::json::parse(*line);
+    const pid_t helper = peer->peerPid();
+    return {std::move(*peer), parsed, parsed.at("requestId").get<std::string>(), helper};
+}
 
 // The answers a stand-in sends, as the app writes them.
 inline std::string answerLine(const std::string& type, const std::string& requestId,

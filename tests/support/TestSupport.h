@@ -2,6 +2,7 @@
 
 // What the suites share: temporary folders, whole files, and real child processes.
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
@@ -15,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -89,12 +91,13 @@ struct Streams {
 };
 
 // A real child process; without an environment it inherits this one. Killed and reaped unless
-// waited for.
+// waited for. In a process group of its own, a signal to the group reaches it as one from Claude
+// Code reaches a hook.
 class Process {
 public:
     explicit Process(std::vector<std::string> argv,
                      const std::optional<Variables>& environment = {}, const Streams& streams = {},
-                     const Path& workingDirectory = {}) {
+                     const Path& workingDirectory = {}, bool ownProcessGroup = false) {
         std::vector<std::string> entries;
         if (environment)
             for (const auto& [name, value] : *environment)
@@ -114,9 +117,16 @@ public:
         posix_spawn_file_actions_addopen(&actions, 2, streams.err.c_str(), append, 0600);
         if (!workingDirectory.empty())
             posix_spawn_file_actions_addchdir_np(&actions, workingDirectory.c_str());
-        const int error = ::posix_spawnp(&pid_, args[0], &actions, nullptr, args.data(),
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        if (ownProcessGroup) {
+            posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+            posix_spawnattr_setpgroup(&attributes, 0);
+        }
+        const int error = ::posix_spawnp(&pid_, args[0], &actions, &attributes, args.data(),
                                          environment ? envp.data() : environ);
         posix_spawn_file_actions_destroy(&actions);
+        posix_spawnattr_destroy(&attributes);
         if (error != 0)
             throw std::runtime_error("cannot start " + argv[0]);
     }
@@ -136,6 +146,19 @@ public:
     int wait() {
         int status = 0;
         while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
+        }
+        waited_ = true;
+        return status;
+    }
+
+    // The raw wait status if it ends within `timeout`; otherwise it runs on.
+    std::optional<int> waitFor(std::chrono::milliseconds timeout) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        int status = 0;
+        while (::waitpid(pid_, &status, WNOHANG) == 0) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return std::nullopt;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
         waited_ = true;
         return status;
