@@ -7,7 +7,7 @@ namespace ostrelvan::test {
 
 // A real KWin on Wayland, nested in Xvfb with XWayland: a native Wayland window, out of X11's
 // sight, is brought forward through KWin's scripting, and an X11 one too when X11 cannot be
-// asked; X11 sees no active window while a Wayland one is.
+// asked; X11 sees no active window while a Wayland one is. Without KWin nothing can be asked.
 class KWinEndToEndTest : public QObject {
     Q_OBJECT
 
@@ -66,6 +66,11 @@ private slots:
                      kwin_->environment())
                      .out,
                  "false\n");
+
+        // Once KWin has gone nothing can be asked, and the caller falls back on what X11 offers.
+        kwin_->stopLast();
+        QTRY_COMPARE_WITH_TIMEOUT(activate({terminal.pid()}, false),
+                                  WindowActivation::Outcome::unavailable, 10000);
     }
 };
 

@@ -141,17 +141,11 @@ public:
     // The windows the window manager manages for process `pid`, with their titles.
     std::map<std::string, std::string> windowsOf(pid_t pid) const {
         std::map<std::string, std::string> windows;
-        const std::string list = run({"xprop", "-root", "_NET_CLIENT_LIST"}, x.environment()).out;
-        std::istringstream in(list.substr(std::min(list.size(), list.find('#') + 1)));
-        for (std::string id; std::getline(in >> std::ws, id, ',');) {
-            if (!contains(xprop(id, "_NET_WM_PID"), "= " + std::to_string(pid)))
-                continue;
-            const std::string name = xprop(id, "_NET_WM_NAME");
-            const auto quote = name.find('"');
-            windows[id] = quote == std::string::npos
-                              ? ""
-                              : name.substr(quote + 1, name.rfind('"') - quote - 1);
-        }
+        std::string list = run(words("xprop -root _NET_CLIENT_LIST"), x.environment()).out;
+        std::replace(list.begin(), list.end(), ',', ' ');
+        for (const auto& id : words(list.substr(std::min(list.size(), list.find('#') + 1))))
+            if (x.property("_NET_WM_PID", id) == std::uint32_t(pid))
+                windows[id] = run({"xdotool", "getwindowname", id}, x.environment()).out;
         return windows;
     }
     // The app's window titled `title`, once the window manager manages it.
@@ -160,7 +154,7 @@ public:
         eventually(
             [&] {
                 for (const auto& [id, name] : windowsOf(app->pid()))
-                    if (name == title)
+                    if (name == title + "\n")
                         found = id;
                 return found.has_value();
             },

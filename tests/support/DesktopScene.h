@@ -130,6 +130,21 @@ public:
         return std::uint32_t(
             std::stoul(out.substr(out.find_first_of("0123456789", at)), nullptr, 0));
     }
+    // The window manager or compositor quits; the display and the buses stay. Like every process
+    // here it is asked to stop rather than killed, so that servers remove their sockets and
+    // locks, and given a while to go; the Process then kills what is left.
+    void stopLast() {
+        Process& process = processes_.back();
+        ::kill(process.pid(), SIGTERM);
+        const std::string stat = "/proc/" + std::to_string(process.pid()) + "/stat";
+        if (eventually([&] {
+                const std::string text = readText(stat);
+                const auto close = text.rfind(')');
+                return close == std::string::npos || text.substr(close + 2, 1) == "Z";
+            }))
+            process.wait();
+        processes_.pop_back();
+    }
     // The pid of the active window's owner; none while no X11 window is active.
     std::optional<std::int32_t> activePid() const {
         const auto window = property("_NET_ACTIVE_WINDOW");
@@ -148,10 +163,10 @@ private:
 
     void start() {
         const std::string size = std::to_string(width) + "x" + std::to_string(height);
-        auto xvfb = words("Xvfb -displayfd 1 -nolisten tcp -screen 0 " + size + "x24");
-        if (shell_ == Shell::kwinX11)
-            xvfb.insert(xvfb.end(), {"+extension", "GLX"});
-        spawn(xvfb, scratch() / "display");
+        const bool glx = shell_ == Shell::kwinX11;
+        spawn(words("Xvfb -displayfd 1 -nolisten tcp -screen 0 " + size + "x24" +
+                    (glx ? " +extension GLX" : "")),
+              scratch() / "display");
         outer_ = display_ = ":" + firstLine(scratch() / "display", "Xvfb");
         switch (shell_) {
         case Shell::openbox:
@@ -179,11 +194,10 @@ private:
         // Nothing the shell asks of the system bus has to answer; it has to be there.
         Variables variables =
             environment({{"DBUS_SYSTEM_BUS_ADDRESS", startBus("the system bus")}});
-        std::vector<std::string> argv{"gnome-shell", "--x11", "--replace"};
-        if (wayland) {
-            argv = {"gnome-shell", "--nested", "--wayland"};
+        auto argv =
+            words(wayland ? "gnome-shell --nested --wayland" : "gnome-shell --x11 --replace");
+        if (wayland)
             variables["MUTTER_DEBUG_DUMMY_MODE_SPECS"] = size;
-        }
         // Without a login session the shell would look for one in systemd's runtime folder: an
         // empty one hides it, in a mount namespace (with a user namespace unless root).
         if (std::filesystem::exists("/run/systemd"))
@@ -293,23 +307,10 @@ private:
         return text.substr(at + marker.size(), to - at - marker.size());
     }
 
-    // Asked to stop rather than killed, so that the servers remove their sockets and locks, and
-    // given a while to go; the Process then kills what is left.
     void stop() {
-        while (!processes_.empty()) {
-            Process& process = processes_.back();
-            ::kill(process.pid(), SIGTERM);
-            const std::string stat = "/proc/" + std::to_string(process.pid()) + "/stat";
-            if (eventually([&] {
-                    const std::string text = readText(stat);
-                    const auto close = text.rfind(')');
-                    return close == std::string::npos || text.substr(close + 2, 1) == "Z";
-                }))
-                process.wait();
-            processes_.pop_back();
-        }
+        while (!processes_.empty())
+            stopLast();
     }
-
     bool managed() const {
         const Outcome out = run(words("xprop -root _NET_SUPPORTING_WM_CHECK"), environment());
         return out.code == 0 && out.out.find("window id") != std::string::npos;
@@ -352,8 +353,8 @@ public:
     }
     // The session the agent stands for, as the hook helper and Claude Code record it: a session
     // file in `dataFolder` and a registry record in `claudeFolder`.
-    SessionState writeSession(const Path& dataFolder, const Path& claudeFolder,
-                              const std::string& id) const {
+    void writeSession(const Path& dataFolder, const Path& claudeFolder,
+                      const std::string& id) const {
         const TimePoint now = wallClockNow();
         auto state = SessionState::make(id, x.scratch() / "project", SessionHost::terminal,
                                         std::nullopt, agentPid, now);
@@ -367,7 +368,6 @@ public:
                   R"({"pid":)" + std::to_string(agentPid) + R"(,"sessionId":")" + id +
                       R"(","cwd":")" + state.cwd + R"(","kind":"interactive","startedAt":)" +
                       std::to_string(millis.count()) + R"(,"tmux":"work:@2.)" + agentPane + "\"}");
-        return state;
     }
 
     const XSession& x;
@@ -378,15 +378,14 @@ public:
 
 private:
     void setUp() {
-        tmux({"-f", "/dev/null", "new-session", "-d", "-s", "notes", "-x", "80", "-y", "24",
-              "sleep", "600"});
-        tmux({"new-session", "-d", "-s", "work", "-n", "editor", "sleep", "600"});
-        tmux({"new-window", "-d", "-t", "work", "-n", "agent", "sleep", "600"});
+        tmux(words("-f /dev/null new-session -d -s notes -x 80 -y 24 sleep 600"));
+        tmux(words("new-session -d -s work -n editor sleep 600"));
+        tmux(words("new-window -d -t work -n agent sleep 600"));
         const std::string created = tmux({"split-window", "-t", "work:agent", "-P", "-F",
                                           "#{pane_id} #{pane_pid}", "sleep", "600"});
         agentPane = created.substr(0, created.find(' '));
         agentPid = std::stoi(created.substr(created.find(' ') + 1));
-        tmux({"select-pane", "-t", "work:agent.0"});
+        tmux(words("select-pane -t work:agent.0"));
 
         tmuxTerminal.emplace(
             std::vector<std::string>{"xterm", "-e", "tmux", "-S", socket_, "attach", "-t", "notes"},
