@@ -6,6 +6,7 @@
 #include "ScreenPixels.h"
 #include "app/widgetmodel/WidgetMetrics.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -33,6 +34,11 @@ inline std::string describe(Rgb c) {
 
 inline bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
+}
+
+// How a failing test names its desktop.
+inline void PrintTo(Shell shell, std::ostream* out) {
+    *out << std::array{"openbox", "gnomeX11", "gnomeWayland", "kwinX11", "kwinWayland"}[int(shell)];
 }
 
 class DesktopBed {
