@@ -4,7 +4,8 @@
 // manager of the display, or a Wayland compositor nested in it whose XWayland serves X11 clients)
 // or KWin (with its blur effect on X11, or nested on Wayland). The Xvfb display is the outer one:
 // xdotool there moves the real pointer, and its screenshots show the whole desktop. Every desktop
-// gets a home, a runtime folder and buses of its own, so that nothing reaches the user's.
+// gets a home, a runtime folder and (openbox alone none) buses of its own, so that nothing reaches
+// the user's.
 #include "TestSupport.h"
 #include "core/SessionFileStore.h"
 
