@@ -1,83 +1,59 @@
-#include "DesktopScene.h"
+#include "DesktopBed.h"
 
-#include <chrono>
-#include <csignal>
-#include <gtest/gtest.h>
-#include <thread>
+namespace ostrelvan {
+namespace {
 
-using namespace ostrelvan;
-using namespace ostrelvan::test;
+using namespace test;
 
 // `ostrelvan open` from another terminal on another desktop: the tmux terminal's window comes
 // forward on its own desktop, its client shows the agent's session, window and pane.
 TEST(GoToSession, OpenBringsTheTerminalAndSelectsTheTmuxPane) {
-    if (!XSession::available())
-        GTEST_SKIP() << "Xvfb is not installed";
-    TerminalScene scene;
-    ASSERT_EQ(scene.x.currentDesktop(), 1u);
-    const Path data = scene.x.scratch() / "data", claude = scene.x.scratch() / "claude";
+    SKIP_WITHOUT(Shell::openbox);
+    XSession x;
+    TerminalScene scene(x);
+    ASSERT_EQ(x.currentDesktop(), 1u);
+    const Path data = x.scratch() / "data", claude = x.scratch() / "claude";
     scene.writeSession(data, claude, "5e551on-a1b2");
-    const Variables environment = scene.x.environment({{"OSTRELVAN_DATA_DIR", data},
-                                                       {"CLAUDE_CONFIG_DIR", claude},
-                                                       {"XDG_CONFIG_HOME", scene.x.scratch()}});
+    const Variables environment = x.environment({{"OSTRELVAN_DATA_DIR", data},
+                                                 {"CLAUDE_CONFIG_DIR", claude},
+                                                 {"XDG_CONFIG_HOME", x.scratch()}});
     const auto ostrelvan = [&](std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), OSTRELVAN_EXECUTABLE);
         return run(arguments, environment);
     };
-    ASSERT_NE(ostrelvan({"status"}).out.find("Awaiting review"), std::string::npos);
+    ASSERT_TRUE(contains(ostrelvan({"status"}).out, "Awaiting review"));
 
     const Outcome opened = ostrelvan({"open", "5e5"});
     EXPECT_EQ(opened.code, 0) << opened.err;
-    EXPECT_TRUE(eventually([&] { return scene.x.activePid() == scene.tmuxTerminal->pid(); }))
-        << "active window of pid " << scene.x.activePid().value_or(0) << ", wanted "
+    EXPECT_TRUE(eventually([&] { return x.activePid() == scene.tmuxTerminal->pid(); }))
+        << "active window of pid " << x.activePid().value_or(0) << ", wanted "
         << scene.tmuxTerminal->pid();
-    EXPECT_EQ(scene.x.currentDesktop(), 0u);
+    EXPECT_EQ(x.currentDesktop(), 0u);
     EXPECT_EQ(scene.tmux({"list-clients", "-F", "#{session_name}"}), "work\n");
     EXPECT_EQ(scene.tmux({"display-message", "-p", "-t", "work", "#{window_name} #{pane_id}"}),
               "agent " + scene.agentPane + "\n");
     // Opened as from the widget: acknowledged, so no longer awaiting review.
-    EXPECT_NE(ostrelvan({"status"}).out.find("Idle"), std::string::npos);
+    EXPECT_TRUE(contains(ostrelvan({"status"}).out, "Idle"));
 }
 
-// The same jump by a click on the session's row in the real widget: the pointer rests on the
-// lamp until the panel opens, then clicks the row.
+// The same jump by a click on the session's row in the real widget, in the list the pointer
+// opened by resting on the lamp.
 TEST(GoToSession, ClickOnTheWidgetsRowBringsTheTerminal) {
-    if (!XSession::available() || !onPath("xdotool"))
-        GTEST_SKIP() << "Xvfb or xdotool is not installed";
-    TerminalScene scene;
-    const Path data = scene.x.scratch() / "data", claude = scene.x.scratch() / "claude";
-    scene.writeSession(data, claude, "5e551on-a1b2");
-    const Variables environment = scene.x.environment({{"OSTRELVAN_DATA_DIR", data},
-                                                       {"CLAUDE_CONFIG_DIR", claude},
-                                                       {"XDG_CONFIG_HOME", scene.x.scratch()},
-                                                       {"XDG_RUNTIME_DIR", scene.x.scratch()}});
-    Process widget({OSTRELVAN_DESKTOP}, environment,
-                   Streams{"/dev/null", "/dev/null", scene.x.scratch() / "desktop.log"});
-    const auto xdotool = [&](std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "xdotool");
-        return run(arguments, environment).code;
-    };
-    // The 1280 × 800 screen has no panels: one session's lamp sits at the middle of the right
-    // edge's column, its row 22 points below the middle, in the panel left of the column.
-    const int lampX = 1280 - 8 - 18, middle = 400;
-    const int rowX = 1280 - 402 + 12 + 120, rowY = middle + 22;
-    ASSERT_TRUE(eventually([&] {
-        return run({"xdotool", "search", "--pid", std::to_string(widget.pid())}, environment)
-                   .code == 0;
-    })) << readText(scene.x.scratch() / "desktop.log");
-    const bool opened = eventually([&] {
-        xdotool({"mousemove", std::to_string(lampX), std::to_string(middle)});
-        std::this_thread::sleep_for(std::chrono::milliseconds(700));
-        xdotool({"mousemove", std::to_string(rowX), std::to_string(rowY)});
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        xdotool({"click", "1"});
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        return scene.x.activePid() == scene.tmuxTerminal->pid();
-    });
-    EXPECT_TRUE(opened) << "active window of pid " << scene.x.activePid().value_or(0) << "\n"
-                        << readText(scene.x.scratch() / "desktop.log");
+    SKIP_WITHOUT(Shell::openbox);
+    DesktopBed bed;
+    TerminalScene scene(bed.x);
+    scene.writeSession(bed.data, bed.root / "claude", "5e551on-a1b2");
+    ASSERT_TRUE(bed.startApp());
+    bed.pointAtLamp();
+    ASSERT_TRUE(bed.listOpen(true)) << bed.appLog();
+    const ScreenRect row = bed.onScreen(bed.metrics.rowRect(0, 0));
+    click(bed.x, row.x + 120, row.y + row.height / 2);
+    EXPECT_TRUE(eventually([&] { return bed.x.activePid() == scene.tmuxTerminal->pid(); }))
+        << "active window of pid " << bed.x.activePid().value_or(0) << "\n"
+        << bed.appLog();
     EXPECT_EQ(scene.tmux({"display-message", "-p", "-t", "work", "#{window_name} #{pane_id}"}),
               "agent " + scene.agentPane + "\n");
-    ::kill(widget.pid(), SIGTERM);
-    widget.wait();
 }
+
+} // namespace
+} // namespace ostrelvan
