@@ -1,4 +1,5 @@
-// The panel controller with its real window, timers and the platform's pointer, offscreen.
+// The panel controller with its real window, offscreen. (Hover with the platform's pointer is
+// the end-to-end tests', on real desktops.)
 #include "app/widget/WidgetPanelController.h"
 
 #include "WidgetViewHarness.h"
@@ -71,27 +72,6 @@ private slots:
         QCOMPARE(controller.placement(), WidgetPanelController::placement(available, 420.0));
         QCOMPARE(controller.panel().geometry(), controller.placement());
         QCOMPARE(model.canvasHeight(), 420.0);
-    }
-
-    void hoverOpensAndClosesThePanelWithThePlatformPointer() {
-        WidgetFeed feed;
-        feed.setGroups(singles(3));
-        WidgetModel model;
-        WidgetPanelController controller(feed, {}, model);
-        QCursor::setPos(0, 0);
-        controller.show(false, true, 600.0);
-        const QRect placement = controller.placement();
-        const WidgetMetrics metrics = controller.rootView().metrics();
-
-        QCursor::setPos(global(placement, 376, metrics.lampCentreY(1)));
-        QTRY_COMPARE_WITH_TIMEOUT(model.hoveredIndex(), std::optional<int>(1), 10000);
-        QVERIFY(!model.isExpanded());
-        QTRY_VERIFY_WITH_TIMEOUT(model.isExpanded(), 10000);
-
-        QCursor::setPos(placement.topLeft() - QPoint(100, 100));
-        QTRY_COMPARE_WITH_TIMEOUT(model.hoveredIndex(), std::optional<int>(), 10000);
-        QVERIFY(model.isExpanded());
-        QTRY_VERIFY_WITH_TIMEOUT(!model.isExpanded(), 10000);
     }
 
     void theWheelScrollsTheOpenListAndClosingResetsIt() {
