@@ -195,23 +195,36 @@ private slots:
         QFETCH(int, width);
         QFETCH(int, height);
         start(std::size_t(width), std::size_t(height), "");
-        const std::string screen = waitFor("? keys · q quit");
-        const auto lines = split(screen);
-        QVERIFY2(lines.size() <= std::size_t(height), screen.c_str());
-        QVERIFY2(lines.front() == "Ostrelvan · 30 Claude Code sessions", screen.c_str());
-        const auto shown = rows(lines, std::size_t(width));
-        QVERIFY2(shown.problem.empty(), shown.problem.c_str());
-        // The rows out of sight are counted: all 30 are accounted for.
-        std::size_t hidden = 0;
-        for (const auto& line : lines)
-            if (line.starts_with("  +"))
-                hidden += std::stoul(line.substr(3));
-        QVERIFY2(shown.count >= 4 && shown.count + hidden == 30, screen.c_str());
-        QCOMPARE(hidden > 0, height < 40);
-        // The special names are there, shortened where they must be, and made harmless.
+        std::string screen = waitFor("? keys · q quit");
+        QVERIFY2(split(screen).front() == "Ostrelvan · 30 Claude Code sessions", screen.c_str());
+        // Every row fits and all 30 are accounted for, the rows out of sight counted, with the
+        // selection at the top, at the bottom and back at the top: it is always in sight.
+        const auto accounted = [&](const std::string& key, bool top) {
+            if (!key.empty())
+                tmux({"send-keys", "-t", "t", "-N", "29", key});
+            const auto lines = split(screen = capture(false));
+            const auto shown = rows(lines, std::size_t(width));
+            std::size_t hidden = 0;
+            bool above = false, selected = false;
+            for (const auto& line : lines) {
+                hidden += line.starts_with("  +") ? std::stoul(line.substr(3)) : 0;
+                above = above || line.ends_with(" more above");
+                selected = selected || line.starts_with("> ");
+            }
+            return lines.size() <= std::size_t(height) && shown.problem.empty() &&
+                   shown.count >= 4 && shown.count + hidden == 30 &&
+                   (hidden > 0) == (height < 40) && selected && above == (!top && height < 40);
+        };
+        QVERIFY2(accounted("", true), screen.c_str());
+        QTRY_VERIFY2_WITH_TIMEOUT(accounted("Down", false), screen.c_str(), 15000);
+        QTRY_VERIFY2_WITH_TIMEOUT(accounted("Up", true), screen.c_str(), 15000);
+        // The special names are there, shortened where they must be, and made harmless; a step's
+        // detail only where there is room for it.
         QVERIFY2(screen.find("数据") != std::string::npos, screen.c_str());
         QVERIFY2(screen.find("🚀 launch") != std::string::npos, screen.c_str());
         QVERIFY2(screen.find("Fix\uFFFD]2;pwned\uFFFD") != std::string::npos, screen.c_str());
+        QVERIFY(screen.find(std::string(32, 'L')) == std::string::npos);
+        QCOMPARE(screen.find("npm test -- --watch=false") != std::string::npos, width >= 130);
         QVERIFY(tmux({"display-message", "-p", "-t", "t", "#{pane_title}"}).out != "pwned\n");
         QVERIFY(screen.find("Not connected to Claude Code") != std::string::npos);
 
