@@ -157,6 +157,10 @@ private slots:
         std::setlocale(LC_CTYPE, "C.UTF-8");
         root_ = std::make_unique<TempDir>();
         writeText(*root_ / "tmux.conf", "set -g status off\n");
+        // Where a session without a window to raise is shown: its folder, opened by the desktop.
+        writeText(*root_ / "bin/xdg-open",
+                  "#!/bin/sh\necho \"xdg-open $*\" >> " + (*root_ / "calls").string() + "\n");
+        std::filesystem::permissions(*root_ / "bin/xdg-open", std::filesystem::perms::owner_all);
         std::filesystem::create_directories(*root_ / "data/sessions");
         std::filesystem::create_directories(*root_ / "home");
         const std::vector<std::string> titles{std::string(70, 'L'), "数据库迁移工具的重构",
@@ -240,7 +244,8 @@ private slots:
     void liveViewResizedSuspendedResumedAndTerminated() {
         tmux({"kill-server"});
         ++server_;
-        const std::string shell = environment() + " PATH=/usr/bin:/bin PS1='ready$ ' dash -i";
+        const std::string shell = environment() + " PATH=" + (*root_ / "bin").string() +
+                                  ":/usr/bin:/bin PS1='ready$ ' dash -i";
         QCOMPARE(tmux({"new-session", "-d", "-s", "t", "-x", "80", "-y", "24", shell}).code, 0);
         QVERIFY(waitFor("ready$").find("ready$") != std::string::npos);
         const Variables path{{"PATH", "/usr/bin:/bin"}};
@@ -257,6 +262,10 @@ private slots:
         QVERIFY2(view > 0, child.c_str());
         QCOMPARE(tmuxFormat("#{alternate_on}"), std::string("1"));
         QVERIFY(settings() != cooked);
+        // Down, Down, Enter: the third session, the rocket's, is opened.
+        tmux({"send-keys", "-t", "t", "Down", "Down", "Enter"});
+        QTRY_COMPARE_WITH_TIMEOUT(readText(*root_ / "calls"),
+                                  std::string("xdg-open /work/project-2\n"), 15000);
 
         // A narrower, shorter window: every line fits it again.
         QCOMPARE(tmux({"resize-window", "-t", "t", "-x", "44", "-y", "12"}).code, 0);
