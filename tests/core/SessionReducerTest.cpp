@@ -141,7 +141,6 @@ TEST(SessionReducer, UnknownIgnoredAndEndingEvents) {
                    {event(Kind::sessionEnd), 0, "none"},
                    {event(Kind::stop), 1, review + "1"},
                    {notification("auth_success"), 2, review + "1"},
-                   {notification(""), 2, review + "1"},
                    {notification(nullptr), 2, review + "1"},
                    // Every kind that reaches the record writes, even when nothing else changes.
                    {moved, 3, review + "3"},
