@@ -288,6 +288,7 @@ private slots:
         QCOMPARE(connect.code, 0);
         const auto settings = HookInstaller::readSettings(*root_ / "claude/settings.json");
         QVERIFY(HookInstaller::isInstalled(settings, (data / "bin/ostrelvan-hook").string()));
+        QCOMPARE(listing(*root_ / "claude"), "settings.json\n"); // made, so nothing backed up
 
         variables.erase("OSTRELVAN_DATA_DIR");
         std::filesystem::create_directories(project);

@@ -191,7 +191,6 @@ private slots:
     void liveViewFitsEveryScreen_data() {
         QTest::addColumn<int>("width");
         QTest::addColumn<int>("height");
-        QTest::newRow("80x24") << 80 << 24;
         QTest::newRow("40x10") << 40 << 10;
         QTest::newRow("130x40") << 130 << 40;
     }

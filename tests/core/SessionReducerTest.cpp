@@ -156,11 +156,7 @@ TEST(SessionReducer, UnknownIgnoredAndEndingEvents) {
 
 TEST(SessionReducer, StartSourcesTitlesAndContext) {
     using Row = std::pair<const char*, bool>; // a source, and whether the conversation started
-    for (auto [source, started] : {Row{"resume", true},
-                                   {"compact", true},
-                                   {"startup", false},
-                                   {"clear", false},
-                                   {{}, false}}) {
+    for (auto [source, started] : {Row{"resume", true}, {"startup", false}, {{}, false}}) {
         HookEvent start = event(Kind::sessionStart);
         if (source)
             start.source = source;

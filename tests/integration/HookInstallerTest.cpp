@@ -297,16 +297,11 @@ TEST(HookInstaller, removingLeavesWhatIsNotAnEntryOfOurs) {
         json({{"hooks", {{"Stop", {"keep"}}, {"Custom", 7}}}}));
 }
 
-TEST(HookInstaller, createsAMissingFileWithoutBackupAndKeepsTheModeOfAnExistingOne) {
+// A settings file that is not there yet is made by `connect` in the command line's end-to-end test.
+TEST(HookInstaller, keepsTheModeOfAnExistingFile) {
     TempDir home;
     const fs::path settingsFile = home / "config/claude/settings.json";
-    EXPECT_EQ(text(HookInstaller::readSettings(settingsFile)), "{}\n");
-    const auto write =
-        HookInstaller::writeSettings(HookInstaller::installing({}, helperA), settingsFile);
-    EXPECT_FALSE(write.backup);
-    EXPECT_EQ(listing(settingsFile.parent_path()), "settings.json\n");
-    EXPECT_EQ(HookInstaller::readSettings(settingsFile).size(), 1u);
-
+    HookInstaller::writeSettings(HookInstaller::installing({}, helperA), settingsFile);
     fs::permissions(settingsFile, fs::perms::owner_read | fs::perms::owner_write);
     HookInstaller::disconnect(settingsFile, helperA);
     EXPECT_EQ(mode(settingsFile), 0600u);
