@@ -100,15 +100,12 @@ TEST(DisplayRules, Texts) {
     SessionState s = session("a", 0);
     const std::string dot = " \u00b7 ";
     // The other status lines show in the front-end and end-to-end tests.
-    s.activity = SessionActivity::thinking;
-    EXPECT_EQ(DisplayRules::statusLine(s, S::working), "Working\u2026");
     s.backgroundTasks = 1;
     EXPECT_EQ(DisplayRules::statusLine(s, S::awaitingReview),
               "Awaiting review" + dot + "1 background task");
     s.backgroundTasks = 3;
     EXPECT_EQ(DisplayRules::statusLine(s, S::awaitingReview),
               "Awaiting review" + dot + "3 background tasks");
-    EXPECT_EQ(DisplayRules::statusLine(s, S::needsApproval), "Needs approval");
     s.tool = "AskUserQuestion";
     EXPECT_EQ(DisplayRules::statusLine(s, S::needsApproval), "Needs your answer");
 

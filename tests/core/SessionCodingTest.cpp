@@ -21,14 +21,6 @@ SessionState bareState() {
 
 } // namespace
 
-TEST(SessionState, ProjectOfAnEmptyOrSlashEndedFolder) {
-    SessionState empty = SessionState::make("s", "", SessionHost::vscode, "x", 7, date(0, 0, 0));
-    EXPECT_FALSE(empty.root);
-    EXPECT_EQ(empty.project(), "");
-    empty.root = "/home/a/proj/";
-    EXPECT_EQ(empty.project(), "proj");
-}
-
 TEST(SessionCoding, AbsentOptionalsLeaveNoKeyAndKeysAreSorted) {
     EXPECT_EQ(SessionCoding::encode(bareState()), R"({
   "activity": "working",

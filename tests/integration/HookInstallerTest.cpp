@@ -247,20 +247,8 @@ TEST(HookInstaller, ownsEntriesThatCarryTheMarkerOrRunThisHelper) {
     EXPECT_FALSE(HookInstaller::isInstalled(broken, odd));
     EXPECT_EQ(text(HookInstaller::installing(broken, odd)),
               text(HookInstaller::installing({}, odd)));
-
-    // A helper outside a folder named Ostrelvan is ours all the same: installed once per event,
-    // recognised, and taken out again.
-    const json installed = HookInstaller::installing(json::object(), elsewhere);
-    EXPECT_TRUE(HookInstaller::isInstalled(installed, elsewhere));
-    EXPECT_EQ(text(HookInstaller::installing(installed, elsewhere)), text(installed));
-    EXPECT_EQ(HookInstaller::removing(installed, elsewhere), json::object());
-
-    // Two entries of ours on one event run a helper twice per event: not intact, and installing
-    // leaves one.
-    json twice = installed;
-    twice["hooks"]["Stop"].push_back(twice["hooks"]["Stop"][0]);
-    EXPECT_FALSE(HookInstaller::isInstalled(twice, elsewhere));
-    EXPECT_EQ(text(HookInstaller::installing(twice, elsewhere)), text(installed));
+    // A helper outside a folder named Ostrelvan, and entries piled up twice per event, are
+    // ConnectCommandTest's.
 }
 
 // The command as /bin/sh reads it: each path runs its own file, whatever it holds.
