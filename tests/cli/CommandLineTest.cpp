@@ -308,9 +308,6 @@ private slots:
     void emptyStateSaysWhy() {
         QVERIFY(ostrelvan({"status"}).out.starts_with("Not connected to Claude Code"));
         QCOMPARE(ostrelvan({"status", "--line"}).out, "");
-        const auto document = nlohmann::json::parse(ostrelvan({"status", "--json"}).out);
-        QVERIFY(document["connected"] == false);
-        QVERIFY(document["notice"].get<std::string>().starts_with("Not connected"));
         QCOMPARE(ostrelvan({"connect"}).code, 0);
         QCOMPARE(ostrelvan({"status"}).out,
                  "No sessions yet\nStart Claude Code and it shows up here.\n");

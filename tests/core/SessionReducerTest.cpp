@@ -105,7 +105,6 @@ TEST(SessionReducer, TurnWithToolCallPermissionAnswerAndStop) {
     EXPECT_EQ(s->title, "Fix parser");
     EXPECT_EQ(s->startedConversation, true);
     EXPECT_EQ(s->firstSeen, t0);
-    EXPECT_EQ(s->pid, 42);
     EXPECT_EQ(s->terminalApp, "kitty");
 }
 
