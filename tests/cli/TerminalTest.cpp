@@ -218,7 +218,7 @@ private slots:
                    shown.count >= 4 && shown.count + hidden == 30 &&
                    (hidden > 0) == (height < 40) && selected && above == (!top && height < 40);
         };
-        QVERIFY2(accounted("", true), screen.c_str());
+        QTRY_VERIFY2_WITH_TIMEOUT(accounted("", true), screen.c_str(), 15000);
         QTRY_VERIFY2_WITH_TIMEOUT(accounted("Down", false), screen.c_str(), 15000);
         QTRY_VERIFY2_WITH_TIMEOUT(accounted("Up", true), screen.c_str(), 15000);
         // The special names are there, shortened where they must be, and made harmless; a step's
