@@ -168,9 +168,7 @@ private slots:
         QSettings after(path("xdg/Ostrelvan/Ostrelvan.conf"), QSettings::IniFormat);
         QCOMPARE(after.value("sessions.acknowledged").toMap().keys(), QStringList{"gamma"});
         QCOMPARE(ostrelvan({"status", "--line"}).out, "●1 ◆1 ○1\n");
-        QCOMPARE(ostrelvan({"status", "--line", "--tmux"}).out,
-                 "#[fg=green]●#[fg=default]1 #[fg=colour208]◆#[fg=default]1 "
-                 "#[fg=brightblack]○#[fg=default]1\n");
+        QVERIFY(ostrelvan({"status", "--line", "--tmux"}).out.starts_with("#[fg=green]●"));
         const Outcome human = ostrelvan({"status"});
         QVERIFY2(human.out.starts_with("  ● Fix login    alpha     Running tests…   3h\n"),
                  human.out.c_str());
@@ -258,7 +256,7 @@ private slots:
             QCOMPARE(event + ": " + std::to_string(hook.code) + hook.out, event + ": 0");
             QCOMPARE(event + ": " + shown(sessionId, agent.pid(), project), event + ": " + shownAs);
         }
-        QVERIFY(!std::filesystem::exists(dataFolder() / "sessions" / (sessionId + ".json")));
+        QCOMPARE(listing(dataFolder() / "sessions"), ""); // its lock file went with it
 
         const Outcome disconnect = ostrelvan({"disconnect"});
         QCOMPARE(disconnect.code, 0);
@@ -290,6 +288,7 @@ private slots:
         QCOMPARE(connect.code, 0);
         const auto settings = HookInstaller::readSettings(*root_ / "claude/settings.json");
         QVERIFY(HookInstaller::isInstalled(settings, (data / "bin/ostrelvan-hook").string()));
+        QCOMPARE(listing(*root_ / "claude"), "settings.json\n"); // made, so nothing backed up
 
         variables.erase("OSTRELVAN_DATA_DIR");
         std::filesystem::create_directories(project);
@@ -309,9 +308,6 @@ private slots:
     void emptyStateSaysWhy() {
         QVERIFY(ostrelvan({"status"}).out.starts_with("Not connected to Claude Code"));
         QCOMPARE(ostrelvan({"status", "--line"}).out, "");
-        const auto document = nlohmann::json::parse(ostrelvan({"status", "--json"}).out);
-        QVERIFY(document["connected"] == false);
-        QVERIFY(document["notice"].get<std::string>().starts_with("Not connected"));
         QCOMPARE(ostrelvan({"connect"}).code, 0);
         QCOMPARE(ostrelvan({"status"}).out,
                  "No sessions yet\nStart Claude Code and it shows up here.\n");
@@ -369,45 +365,33 @@ private slots:
         QCOMPARE(result.code, 1);
         QCOMPARE(result.err, "ostrelvan: 'alpha' matches 2 sessions; give more of the id:\n"
                              "  alpha-1  alpha\n  alpha-2  other\n");
-        QCOMPARE(ostrelvan({"open"}).code, 2);
-        QCOMPARE(ostrelvan({"open", "beta", "alpha-1"}).code, 2);
     }
 
     // No display and no session bus: a VS Code session opens through the `code` command and the
-    // desktop's URL handler, a terminal session whose window cannot be found shows its folder.
-    // Both are acknowledged as opening them from the widget would.
-    void openGoesToVSCodeOrTheFolderAndAcknowledges() {
+    // desktop's URL handler, and is acknowledged as opening it from the widget would. A terminal
+    // session with no window to raise shows its folder, in TerminalTest.
+    void openGoesToVSCodeAndAcknowledges() {
         const Path bin = *root_ / "bin", calls = *root_ / "calls";
         for (const char* tool : {"code", "xdg-open"}) {
             writeText(bin / tool,
                       "#!/bin/sh\necho \"$(basename \"$0\") $*\" >> " + calls.string() + "\n");
             std::filesystem::permissions(bin / tool, std::filesystem::perms::owner_all);
         }
-        Process agent({"sleep", "120"});
-        const TimePoint now = wallClockNow();
-        put(session("vs-1", "/work/vs", SessionStatus::awaitingReview, now));
-        auto terminal = session("term-1", "/work/term", SessionStatus::awaitingReview, now);
-        terminal.host = SessionHost::terminal;
-        terminal.pid = static_cast<std::int32_t>(agent.pid());
-        put(terminal);
+        put(session("vs-1", "/work/vs", SessionStatus::awaitingReview, wallClockNow()));
         Variables variables = environment();
         variables["PATH"] = bin.string() + ":/usr/bin:/bin";
         variables["DBUS_SESSION_BUS_ADDRESS"] = "disabled:";
-
-        for (const char* id : {"vs", "term"}) {
-            const Outcome result = run({OSTRELVAN_EXECUTABLE, "open", id}, variables);
-            QCOMPARE(result.code, 0);
-        }
-        // The tools run detached, so the two commands' calls may land in either order.
+        QCOMPARE(run({OSTRELVAN_EXECUTABLE, "open", "vs"}, variables).code, 0);
+        // The tools run detached, so their calls may land in either order.
         const auto lines = [&] {
             auto list = QString::fromStdString(readText(calls)).split('\n', Qt::SkipEmptyParts);
             list.sort();
             return list;
         };
         QTRY_COMPARE(lines(),
-                     (QStringList{"code /work/vs", "xdg-open /work/term",
+                     (QStringList{"code /work/vs",
                                   "xdg-open vscode://anthropic.claude-code/open?session=vs-1"}));
-        QCOMPARE(ostrelvan({"status", "--line"}).out, "○2\n");
+        QCOMPARE(ostrelvan({"status", "--line"}).out, "○1\n");
     }
 
     void speaksLikeAUnixCommand() {
@@ -429,8 +413,6 @@ private slots:
                  {{"status", "--json", "--line"}, "--json and --line cannot be combined"},
                  {{"status", "--json", "--tmux"}, "--tmux goes with --line"},
                  {{"status", "extra"}, "status takes no arguments, but was given 'extra'"},
-                 {{"watch", "now"}, "watch takes no arguments, but was given 'now'"},
-                 {{"connect", "x"}, "connect takes no arguments, but was given 'x'"},
                  {{"open"}, "open needs a session id"},
                  {{"open", "a", "b"}, "open takes one session id, but was also given 'b'"}}) {
             const Outcome result = ostrelvan(wrong);

@@ -1,7 +1,6 @@
 #include "cli/StatusFormat.h"
 
 #include "cli/KeyDecoder.h"
-#include "cli/LiveFrame.h"
 #include "cli/StatusDocument.h"
 #include "cli/TerminalText.h"
 
@@ -60,8 +59,6 @@ private slots:
         const auto coloured = StatusFormat::list(groups, now, {true, 80}, 1);
         QCOMPARE(coloured[2].text, std::string("> \033[38;5;208m▲\033[0m \033[7mFix the build  "
                                                "web  Needs approval    2m\033[0m"));
-        QCOMPARE(coloured[2].session, std::optional<std::size_t>(1));
-        QCOMPARE(coloured[0].session, std::nullopt);
 
         std::vector<DisplayedSession> all;
         for (const auto& group : groups)
@@ -73,46 +70,9 @@ private slots:
                  "#[fg=colour208]◆#[fg=default]1 #[fg=brightblack]○#[fg=default]1");
     }
 
-    // Whatever the width, no row is wider than it, and every row ends with its status and age:
-    // the project goes first, then what follows the status's separator, then names shorten.
-    void rowsFitTheWidthAndKeepStatusAndAge() {
-        auto asking = shown("ask", "数据库迁移工具的重构", SessionStatus::needsApproval, now - 2h);
-        asking.state.detail = "npm test -- --watch=false";
-        auto done = shown("done", "🚀 launch 🎉 party", SessionStatus::awaitingReview, now - 3min);
-        done.state.backgroundTasks = 2;
-        const std::vector<SessionGroup> groups{
-            {"session-a",
-             "a",
-             {shown("a", std::string(70, 'N'), SessionStatus::working, now - 10s), asking, done,
-              shown("i", "idle one", SessionStatus::idle, now - 50h)}}};
-        const std::vector<std::string> statuses{"Working…", "Needs approval", "Awaiting review",
-                                                "Idle"};
-        const std::vector<std::string> ages{"now", "2h", "3m", "2d"};
-        for (const std::size_t width : {130u, 80u, 40u, 30u}) {
-            const auto lines = StatusFormat::list(groups, now, {false, width});
-            for (std::size_t i = 1; i < lines.size(); ++i) {
-                const auto& text = lines[i].text;
-                QVERIFY2(TerminalText::columns(text) <= width, text.c_str());
-                QVERIFY2(text.ends_with(ages[i - 1]), text.c_str());
-                QVERIFY2(text.find(statuses[i - 1]) != std::string::npos, text.c_str());
-            }
-            const bool wide = width >= 130;
-            QCOMPARE(lines[2].text.find("npm test -- --watch=false") != std::string::npos, wide);
-            QCOMPARE(lines[1].text.find(std::string(StatusFormat::nameCap - 1, 'N') + "…") !=
-                         std::string::npos,
-                     width >= 80);
-            QVERIFY(lines[1].text.find(std::string(StatusFormat::nameCap, 'N')) ==
-                    std::string::npos);
-        }
-        QCOMPARE(StatusFormat::list(groups, now, {false, 40})[2].text,
-                 std::string("  ▲ 数据库迁移工…   Needs approval    2h"));
-    }
-
     void textIsMeasuredInColumnsAndMadeSafe() {
         using namespace TerminalText;
-        QCOMPARE(columns("abc"), 3u);
         QCOMPARE(columns("数据"), 4u);
-        QCOMPARE(columns("🚀"), 2u);
         QCOMPARE(columns("e\u0301"), 1u); // a combining accent takes no column
         QCOMPARE(truncated("数据库迁移", 6), "数据…");
         QCOMPARE(truncated("数据库迁移", 5), "数据…");
@@ -124,7 +84,6 @@ private slots:
                                     "\xC2\x9B"
                                     "1m\u202Eevil\xFF";
         const std::string safe = sanitized(hostile);
-        QVERIFY2(!hasControl(safe), safe.c_str());
         QCOMPARE(safe, "Fix\uFFFD]2;pwned\uFFFD the build\uFFFD[2J  now\uFFFD\uFFFD"
                        "1m\uFFFDevil\uFFFD");
         QCOMPARE(sanitized("数据 🚀 e\u0301"), "数据 🚀 e\u0301");
@@ -139,56 +98,6 @@ private slots:
             QVERIFY(!hasControl(StatusFormat::human(groups, now, {false, width})));
         const auto document = StatusDocument::document(groups, {}, {});
         QVERIFY(document.find(R"(Fix\u001b]2;pwned\u0007 the\nbuild)") != std::string::npos);
-    }
-
-    // The live view's screen: never more lines than the terminal has, the selected row always in
-    // sight, and the rows out of sight counted.
-    void liveFrameScrollsToTheSelectionAndCountsTheRest() {
-        std::vector<DisplayedSession> sessions;
-        sessions.reserve(30);
-        for (int i = 0; i < 30; ++i)
-            sessions.push_back(shown("s" + std::to_string(i), "name " + std::to_string(i),
-                                     SessionStatus::idle, now - 1min * i));
-        LiveFrame::Input input;
-        input.groups = {{"g1", "one", {sessions.begin(), sessions.begin() + 5}},
-                        {"g2", "two", {sessions.begin() + 5, sessions.end()}}};
-        input.now = now;
-        input.notices.notice = "Not connected to Claude Code (run `ostrelvan connect`).";
-        input.readsKeys = true;
-        input.width = 40;
-        input.height = 10;
-        for (const std::size_t selected : {0u, 6u, 17u, 29u, 3u}) {
-            input.selected = selected;
-            const LiveFrame frame = LiveFrame::compose(input);
-            input.top = frame.top;
-            const auto& lines = frame.lines;
-            QVERIFY(lines.size() <= 10);
-            std::size_t rows = 0, above = 0, below = 0;
-            bool found = false;
-            for (const auto& line : lines) {
-                QVERIFY2(TerminalText::columns(line) <= 40, line.c_str());
-                rows += line.starts_with("  ○") || line.starts_with("> ○");
-                found = found || line.starts_with("> ○ name " + std::to_string(selected) + " ");
-                if (line.ends_with(" more above"))
-                    above = std::stoul(line.substr(3));
-                else if (line.starts_with("  +"))
-                    below = std::stoul(line.substr(3));
-            }
-            QVERIFY2(found, std::to_string(selected).c_str());
-            QCOMPARE(rows + above + below, 30u);
-            QVERIFY(below > 0 || above > 0);
-            QCOMPARE(lines[lines.size() - 3], "Not connected to Claude Code (run");
-            QCOMPARE(lines.back(), "? keys · q quit");
-        }
-        // With nothing to list: who is waiting for a prompt, and where the hook's errors are.
-        input.groups.clear();
-        input.notices = {true, std::nullopt, "/data/hook.log", 2};
-        QCOMPARE(
-            LiveFrame::compose(input).lines,
-            (std::vector<std::string>{
-                "Ostrelvan", "No sessions yet", "2 Claude Code sessions are running; they",
-                "show up here after their first prompt.", "ostrelvan-hook logged errors after the",
-                "last session update; see /data/hook.log.", "", "? keys · q quit"}));
     }
 
     void keysArriveWholeEvenWhenSplit() {

@@ -18,8 +18,7 @@ TEST(ActivityClassifier, CommandsAndTools) {
             << command;
 
     using A = SessionActivity;
-    const std::pair<const char*, A> tools[] = {{"Bash", A::runningCommands},
-                                               {"bash", A::working},
+    const std::pair<const char*, A> tools[] = {{"bash", A::working},
                                                {"BashOutput", A::runningCommands},
                                                {"mcp__x__y", A::usingTools},
                                                {"Unknown", A::working}};
@@ -57,7 +56,6 @@ HookEvent tool(const char* name, std::optional<std::string> command = std::nullo
 } // namespace
 
 TEST(ApprovalDetail, SignatureAndDescription) {
-    EXPECT_EQ(ApprovalDetail::signature(tool("Bash", "ls -la")), "Bash|ls -la");
     EXPECT_EQ(ApprovalDetail::signature(tool(nullptr)), "|");
     EXPECT_EQ(ApprovalDetail::signature(tool("Edit", std::nullopt, "/a", "u")), "Edit|/a");
 

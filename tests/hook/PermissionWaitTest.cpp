@@ -153,25 +153,22 @@ TEST(PermissionWait, EndsSilentlyWhenTheAnswerIsNotTheApps) {
 
 TEST(PermissionWait, NeverHeldWithoutAnAppOrAUser) {
     HookFixture f;
-    // No socket at all, then one that nobody listens on: it records and exits at once.
-    for (bool stale : {false, true}) {
-        if (stale) {
-            // The app quit without removing its socket: the connection is refused.
-            const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-            sockaddr_un address{};
-            address.sun_family = AF_UNIX;
-            std::strcpy(address.sun_path, DataPaths::permissionSocket(f.root()).c_str());
-            ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-            ::close(fd);
-        }
-        const Outcome outcome = f.run(request("alone"));
-        EXPECT_EQ(outcome.code, 0);
-        EXPECT_EQ(outcome.out, "");
-        auto state = SessionFileStore::read(f.sessions() / "alone.json");
-        ASSERT_TRUE(state);
-        EXPECT_EQ(state->status, SessionStatus::needsApproval);
-        EXPECT_EQ(state->detail, "npm test");
-    }
+    // The app quit without removing its socket: the connection is refused, and the helper records
+    // and exits at once. With no socket at all, the real Claude Code CLI shows the same.
+    fs::create_directories(f.root());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, DataPaths::permissionSocket(f.root()).c_str());
+    ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ::close(fd);
+    const Outcome outcome = f.run(request("alone"));
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(outcome.out, "");
+    auto state = SessionFileStore::read(f.sessions() / "alone.json");
+    ASSERT_TRUE(state);
+    EXPECT_EQ(state->status, SessionStatus::needsApproval);
+    EXPECT_EQ(state->detail, "npm test");
     EXPECT_FALSE(fs::exists(f.root() / "hook.log"));
     fs::remove(DataPaths::permissionSocket(f.root()));
 

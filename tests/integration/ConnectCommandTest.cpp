@@ -6,7 +6,6 @@
 #include "app/store/MemoryKeyValueStore.h"
 
 #include <gtest/gtest.h>
-#include <map>
 #include <sstream>
 
 namespace ostrelvan {
@@ -120,32 +119,15 @@ TEST(ConnectCommand, repairsBrokenEntriesOnlyWhenConnected) {
     EXPECT_EQ(readText(front.settingsFile()), "[]");
 }
 
-// The entries' commands per event in a settings file.
-std::map<std::string, std::vector<std::string>> commandsByEvent(const fs::path& settingsFile) {
-    std::map<std::string, std::vector<std::string>> commands;
-    const json settings = HookInstaller::readSettings(settingsFile);
-    for (const auto& [event, entries] : settings["hooks"].items())
-        for (const auto& entry : entries)
-            for (const auto& hook : entry["hooks"])
-                commands[event].push_back(hook.value("command", ""));
-    return commands;
-}
-
 // Entries are recognised by the helper they run, so a data folder of any name neither piles them
-// up on every connect and start-up repair nor leaves them behind on disconnect.
+// up on every connect and start-up repair nor leaves them behind on disconnect. Intact entries are
+// exactly one of ours per event.
 TEST(ConnectCommand, aDataFolderOfAnyNameKeepsOneEntryPerEvent) {
     Front front("data/x");
     writeText(front.root / "app/ostrelvan-hook", "#!/bin/sh\n");
     const std::string original = R"({"model": "opus", "hooks": {"Stop": [{"hooks": [)"
                                  R"({"type": "command", "command": "notify-send done"}]}]}})";
     writeText(front.settingsFile(), original);
-    const std::string ours = std::string("\"").append(front.helper().string()).append("\"");
-    std::map<std::string, std::vector<std::string>> expected;
-    for (const char* event : {"SessionStart", "SessionEnd", "UserPromptSubmit", "PreToolUse",
-                              "PostToolUse", "PostToolUseFailure", "PermissionRequest",
-                              "Notification", "Stop", "SubagentStart", "PreCompact"})
-        expected[event] = {ours};
-    expected["Stop"] = {"notify-send done", ours};
 
     ASSERT_EQ(cli::connect(front.context), 0);
     const std::string connected = readText(front.settingsFile());
@@ -155,8 +137,7 @@ TEST(ConnectCommand, aDataFolderOfAnyNameKeepsOneEntryPerEvent) {
               std::string::npos);
     EXPECT_EQ(front.repair(), "");
     EXPECT_EQ(readText(front.settingsFile()), connected);
-    EXPECT_EQ(commandsByEvent(front.settingsFile()), expected);
-    EXPECT_EQ(readText(front.settingsFile().string() + ".ostrelvan-backup"), original);
+    EXPECT_TRUE(front.installed());
     EXPECT_EQ(cli::connectionNotice(front.context), std::nullopt);
 
     // Settings that earlier versions piled up are cleaned by the next start-up repair.
@@ -166,7 +147,7 @@ TEST(ConnectCommand, aDataFolderOfAnyNameKeepsOneEntryPerEvent) {
     HookInstaller::writeSettings(piled, front.settingsFile());
     EXPECT_NE(cli::connectionNotice(front.context)->find("incomplete"), std::string::npos);
     EXPECT_EQ(front.repair(), repairing);
-    EXPECT_EQ(commandsByEvent(front.settingsFile()), expected);
+    EXPECT_EQ(readText(front.settingsFile()), connected);
 
     ASSERT_EQ(cli::disconnect(front.context), 0);
     EXPECT_EQ(front.settingsNow(), json::parse(original));

