@@ -163,10 +163,3 @@ TEST(WidgetMetrics, RowHitsFollowTheScrollAndMissHeaders) {
     EXPECT_EQ(rowHits(many, 100, {526, 20, 540}), (Hits{2, 12, none}));
     EXPECT_EQ(rowHits(many, 984, {20}), (Hits{29}));
 }
-
-TEST(WidgetMetrics, HotAreaGrowsTheColumnOrTheOpenPanelByEightPoints) {
-    const WidgetMetrics m({1, 1, 1}, 600);
-    EXPECT_EQ(m.hotArea(false), (LayoutRect{350, 244, 52, 112}));
-    // The panel (195..405) is taller than the column (252..348).
-    EXPECT_EQ(m.hotArea(true), (LayoutRect{4, 187, 398, 226}));
-}
