@@ -79,7 +79,7 @@ protected:
     }
 
     bool noHelperLeft() const {
-        return waitUntil([&] { return processesRunning(DataPaths::helper(bed->data)).empty(); },
+        return eventually([&] { return processesRunning(DataPaths::helper(bed->data)).empty(); },
                          10s);
     }
 
@@ -93,7 +93,7 @@ TEST_F(PermissionEndToEnd, AllowOnTheRowRunsTheTool) {
     const auto allow = allowButton();
     ASSERT_TRUE(allow);
     click(bed->x, allow->first, allow->second);
-    EXPECT_TRUE(waitUntil([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
+    EXPECT_TRUE(eventually([&] { return readText(marker()) == "ran\n"; })) << cli->screen();
     EXPECT_TRUE(cli->waitForScreen("Finished.")) << cli->screen();
     EXPECT_TRUE(eventually([&] { return !allowButton().has_value(); }, 10s));
     EXPECT_TRUE(noHelperLeft());
@@ -106,7 +106,7 @@ TEST_F(PermissionEndToEnd, AlwaysAllowOnTheRowAddsClaudeCodesRule) {
     // The double check sits right of the check, where Claude Code offered a rule.
     click(bed->x, allow->first + 26 + 6, allow->second);
     const Path local = cli->project() / ".claude/settings.local.json";
-    EXPECT_TRUE(waitUntil([&] {
+    EXPECT_TRUE(eventually([&] {
         return readText(local).find("Bash(npm test *)") != std::string::npos;
     })) << readText(local)
         << cli->screen();
@@ -138,7 +138,7 @@ TEST_F(PermissionEndToEnd, AnAnswerInTheTerminalFirstTakesTheButtonsAway) {
         std::printf("%s: buttons gone %.2f s after the dialog closed\n", key.c_str(), *gone);
         EXPECT_FALSE(std::filesystem::exists(marker())) << "the tool ended before the check";
         EXPECT_TRUE(key == "Escape" || contains(log(), "answered in the terminal")) << log();
-        EXPECT_EQ(waitUntil([&] { return readText(marker()) == "ran\n"; }, 10s), key == "Enter")
+        EXPECT_EQ(eventually([&] { return readText(marker()) == "ran\n"; }, 10s), key == "Enter")
             << cli->screen();
         EXPECT_TRUE(noHelperLeft());
     }
