@@ -5,11 +5,11 @@ namespace {
 
 using namespace test;
 
-// A click on the session's row in the real widget, in the list the pointer opened by resting on
-// the lamp, and then `ostrelvan open` from another terminal on another desktop: each time the
-// tmux terminal's window comes forward on its own desktop, its client showing the agent's
-// session, window and pane.
-TEST(GoToSession, TheWidgetsRowAndOstrelvanOpenBringTheTerminalAndSelectTheTmuxPane) {
+// `ostrelvan open` from another terminal on another desktop, and then a click on the session's row
+// in the real widget, in the list the pointer opened by resting on the lamp: each time the tmux
+// terminal's window comes forward on its own desktop, its client showing the agent's session,
+// window and pane.
+TEST(GoToSession, OstrelvanOpenAndTheWidgetsRowBringTheTerminalAndSelectTheTmuxPane) {
     SKIP_WITHOUT(Shell::openbox);
     DesktopBed bed;
     TerminalScene scene(bed.x);
@@ -28,6 +28,13 @@ TEST(GoToSession, TheWidgetsRowAndOstrelvanOpenBringTheTerminalAndSelectTheTmuxP
     };
     ASSERT_TRUE(contains(ostrelvan({"status"}).out, "Awaiting review"));
 
+    const Outcome opened = ostrelvan({"open", "5e5"});
+    EXPECT_EQ(opened.code, 0) << opened.err;
+    EXPECT_TRUE(broughtForward()) << "active window of pid " << bed.x.activePid().value_or(0);
+    // Opened as from the widget: acknowledged, so no longer awaiting review.
+    EXPECT_TRUE(contains(ostrelvan({"status"}).out, "Idle"));
+
+    scene.goElsewhere();
     ASSERT_TRUE(bed.startApp());
     bed.pointAtLamp();
     ASSERT_TRUE(bed.listOpen(true)) << bed.appLog();
@@ -36,13 +43,6 @@ TEST(GoToSession, TheWidgetsRowAndOstrelvanOpenBringTheTerminalAndSelectTheTmuxP
     EXPECT_TRUE(broughtForward()) << "active window of pid " << bed.x.activePid().value_or(0)
                                   << "\n"
                                   << bed.appLog();
-    // Opened: acknowledged, so no longer awaiting review.
-    EXPECT_TRUE(eventually([&] { return contains(ostrelvan({"status"}).out, "Idle"); }));
-
-    scene.goElsewhere();
-    const Outcome opened = ostrelvan({"open", "5e5"});
-    EXPECT_EQ(opened.code, 0) << opened.err;
-    EXPECT_TRUE(broughtForward()) << "active window of pid " << bed.x.activePid().value_or(0);
 }
 
 } // namespace
