@@ -166,8 +166,8 @@ double median(std::vector<double> values) {
 } // namespace
 
 int main() {
-    if (!XSession::available()) {
-        std::printf("skipped: Xvfb is not installed\n");
+    if (const std::string program = XSession::missing(); !program.empty()) {
+        std::printf("skipped: %s is not installed\n", program.c_str());
         return 0;
     }
     std::chrono::seconds window{20};
@@ -199,7 +199,7 @@ int main() {
     {
         Desktop desktop(x, {SessionStatus::idle});
         std::this_thread::sleep_for(wait);
-        const WorkArea area = workArea(x);
+        const ScreenRect area = workArea(x);
         const WidgetMetrics metrics({1}, area.height);
         const LayoutRect column = metrics.columnRect();
         const int lampX = area.x + area.width - int(WidgetMetrics::canvasWidth) +

@@ -3,27 +3,25 @@
 #include "DesktopBed.h"
 #include "Legibility.h"
 
-#include <array>
-#include <cstring>
-#include <set>
-#include <xcb/xcb.h>
+#include <tuple>
 
 namespace ostrelvan {
 namespace {
 
 using namespace test;
 
-// On every desktop: a lamp changes colour when a hook event arrives, and garbage files and a
-// burst of events leave the widget alive and right; hover opens the list and leaving closes it.
+// On every desktop: a lamp changes colour when a hook event arrives; hover opens the list and
+// leaving closes it.
 // On Wayland the app runs through XWayland, which is told nothing once the pointer is on a native
-// window: the list must close all the same. On X11, a second start shows the list, which closes by
-// itself without the pointer.
+// window: the list must close all the same. On X11 the widget is on every workspace and in no task
+// bar.
 class OnEveryDesktop : public ::testing::TestWithParam<Shell> {};
 
 TEST_P(OnEveryDesktop, LampsFollowHookEventsAndHoverOpensTheList) {
     SKIP_WITHOUT(GetParam());
     DesktopBed bed(GetParam());
     const bool wayland = GetParam() == Shell::gnomeWayland || GetParam() == Shell::kwinWayland;
+    const bool gnome = GetParam() == Shell::gnomeX11;
     // The lamps alone: the helper would otherwise wait for an answer to each permission request.
     bed.settings("permissions.answer=false");
     ASSERT_TRUE(bed.startWorking("e2e"));
@@ -35,28 +33,24 @@ TEST_P(OnEveryDesktop, LampsFollowHookEventsAndHoverOpensTheList) {
         const Screenshot bare = settledScreen(bed.x);
         dialog.emplace(std::vector<std::string>{"zenity", "--info", "--text=A native window"},
                        bed.x.environment({{"GDK_BACKEND", "wayland"}}));
-        std::optional<ScreenRect> native;
+        ScreenRect native;
+        const ScreenRect belowTopBar{0, bed.area.y, XSession::width, XSession::height - bed.area.y};
         ASSERT_TRUE(eventually(
             [&] {
-                native = changedBox(bare, screenshot(bed.x), {0, 0, bed.area.width, bed.area.y});
-                return native && native->width > 100 && native->height > 50;
+                changedPixels(bare, screenshot(bed.x), belowTopBar, &native);
+                return native.width > 100 && native.height > 50;
             },
             20s))
             << "no Wayland window appeared";
-        const ScreenRect list = bed.onScreen(bed.metrics.panelRect());
-        ASSERT_FALSE(native->contains(list.x, list.y + list.height / 2) ||
-                     native->contains(bed.away().first, bed.away().second))
-            << "the Wayland window is where the list opens or the pointer rests";
-        leaveX = native->x + native->width / 2;
-        leaveY = native->y + native->height / 2;
+        leaveX = native.x + native.width / 2;
+        leaveY = native.y + native.height / 2;
     }
     ASSERT_TRUE(bed.startApp());
     Rgb seen;
     auto lampIs = [&](Hue expected) {
         return eventually([&] { return hueOf(seen = bed.lampColour()) == expected; }, 10s);
     };
-    ASSERT_TRUE(lampIs(Hue::green)) << "a working lamp is " << describe(seen) << "\n"
-                                    << bed.appLog();
+    ASSERT_TRUE(lampIs(Hue::green)) << "a working lamp is " << seen << "\n" << bed.appLog();
     // Nothing is drawn far from the widget (below where GNOME shows its notices).
     const ScreenRect far{bed.area.x, bed.area.y + 100, bed.area.width / 3, bed.area.height - 100};
     EXPECT_LT(changedPixels(bed.bare, bed.closed, far), 20);
@@ -67,36 +61,43 @@ TEST_P(OnEveryDesktop, LampsFollowHookEventsAndHoverOpensTheList) {
     movePointer(bed.x, leaveX, leaveY);
     EXPECT_TRUE(bed.listOpen(false)) << "the list stayed open after the pointer left\n"
                                      << bed.appLog();
-    bed.pointAtLamp();
-    ASSERT_TRUE(bed.listOpen(true)) << "the list did not open a second time";
-    bed.pointAway();
-    EXPECT_TRUE(bed.listOpen(false)) << "the list stayed open over the desktop";
-    if (!wayland) {
-        const Outcome second = run({OSTRELVAN_DESKTOP}, bed.appEnvironment());
-        EXPECT_EQ(second.code, 0) << second.err;
-        ASSERT_TRUE(bed.listOpen(true)) << "a second start did not show the list\n" << bed.appLog();
-        EXPECT_TRUE(bed.listOpen(false)) << "the list stayed open without the pointer";
-    }
 
     // Claude Code asks for permission: the lamp turns orange.
-    const std::string bash = R"(,"tool_name":"Bash","tool_input":{"command":"npm test"})";
-    ASSERT_EQ(bed.hook("PermissionRequest", "e2e", bash).code, 0);
-    EXPECT_TRUE(lampIs(Hue::orange)) << "a lamp waiting for approval is " << describe(seen);
-    for (int i = 0; i < 20; ++i)
-        writeText(bed.data / "sessions" / ("junk-" + std::to_string(i) + ".json"), "{not json");
-    for (int i = 0; i < 100; ++i) {
-        bed.hook("PermissionRequest", "e2e", bash);
-        bed.hook("PostToolUse", "e2e", bash);
-    }
-    EXPECT_TRUE(lampIs(Hue::green)) << "back at work, the lamp is " << describe(seen);
+    ASSERT_EQ(bed.hook("PermissionRequest", "e2e",
+                       R"(,"tool_name":"Bash","tool_input":{"command":"npm test"})")
+                  .code,
+              0);
+    EXPECT_TRUE(lampIs(Hue::orange)) << "a lamp waiting for approval is " << seen;
     EXPECT_TRUE(bed.appAlive()) << bed.appLog();
+    if (wayland)
+        return;
+
+    // The widget stays on every workspace, and its window's state keeps it out of task bars and
+    // pagers (openbox knows no sticky state: it keeps the window on desktop "all" instead).
+    const auto widget = bed.appWindow("Ostrelvan");
+    ASSERT_TRUE(widget) << "no widget window";
+    const std::string state = bed.xprop(*widget, "_NET_WM_STATE");
+    EXPECT_TRUE(contains(state, "_NET_WM_STATE_SKIP_TASKBAR") &&
+                contains(state, "_NET_WM_STATE_SKIP_PAGER"))
+        << state;
+    EXPECT_TRUE(!gnome || contains(state, "_NET_WM_STATE_STICKY")) << state;
+    EXPECT_EQ(bed.x.property("_NET_WM_DESKTOP", *widget), 0xFFFFFFFFu);
+    // No window of the app names a parent that mutter cannot find.
+    EXPECT_FALSE(contains(bed.x.log(), "WM_TRANSIENT_FOR")) << bed.x.log();
+    // GNOME keeps one empty workspace after the last one in use: there are two.
+    for (const std::uint32_t desktop : gnome ? std::vector{1u} : std::vector{1u, 3u}) {
+        bed.x.setCurrentDesktop(desktop);
+        ASSERT_TRUE(eventually([&] { return bed.x.currentDesktop() == desktop; }));
+        EXPECT_TRUE(lampIs(Hue::orange)) << "on workspace " << desktop << " the lamp is " << seen;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Desktops, OnEveryDesktop,
                          ::testing::Values(Shell::openbox, Shell::gnomeX11, Shell::gnomeWayland,
                                            Shell::kwinWayland));
 
-TEST(DesktopEndToEnd, TheListShownByASecondStartLetsClicksThroughOnceThePointerLeft) {
+// A second start shows the list, which closes by itself and then lets clicks through.
+TEST(DesktopEndToEnd, TheListShownByASecondStartClosesByItselfAndLetsClicksThrough) {
     SKIP_WITHOUT(Shell::openbox, "xev");
     DesktopBed bed;
     ASSERT_TRUE(bed.startWorking("e2e-present"));
@@ -124,45 +125,15 @@ TEST(DesktopEndToEnd, TheListShownByASecondStartLetsClicksThroughOnceThePointerL
     const Outcome second = run({OSTRELVAN_DESKTOP}, bed.appEnvironment());
     EXPECT_EQ(second.code, 0) << second.err;
     ASSERT_TRUE(bed.listOpen(true)) << "a second start did not show the list\n" << bed.appLog();
-
-    // The pointer comes to the list and goes: it closes, and clicks there reach the window below.
-    movePointer(bed.x, spotX, spotY);
-    movePointer(bed.x, spotX + 20, spotY + 10);
-    bed.pointAway();
-    EXPECT_TRUE(bed.listOpen(false)) << "the list stayed open after the pointer left";
+    EXPECT_TRUE(bed.listOpen(false)) << "the list stayed open without the pointer";
     EXPECT_TRUE(clickBelow(readText(clicks).size()))
         << "clicks where the list was miss the window below";
     EXPECT_TRUE(bed.listOpen(false)) << "the click opened the list";
     EXPECT_TRUE(bed.appAlive()) << bed.appLog();
 }
 
-// Whether a compositing manager holds the screen's selection.
-bool compositing(const XSession& x) {
-    xcb_connection_t* c = xcb_connect(x.display().c_str(), nullptr);
-    const char* name = "_NET_WM_CM_S0";
-    auto* atom =
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, uint16_t(std::strlen(name)), name), nullptr);
-    auto* owner =
-        atom ? xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, atom->atom), nullptr)
-             : nullptr;
-    const bool owned = owner && owner->owner != XCB_WINDOW_NONE;
-    std::free(owner);
-    std::free(atom);
-    xcb_disconnect(c);
-    return owned;
-}
-
 Pixel pixelOf(Rgb c) {
     return {c.r, c.g, c.b};
-}
-
-void savePicture(const Screenshot& shot, const std::string& name) {
-    const char* folder = std::getenv("OSTRELVAN_WIDGET_SHOTS");
-    if (!folder || !*folder)
-        return;
-    writeText(Path(folder) / (name + ".ppm"), "P6\n" + std::to_string(shot.width) + " " +
-                                                  std::to_string(shot.height) + "\n255\n" +
-                                                  shot.pixels);
 }
 
 // On a compositing manager that blurs nothing (picom as it comes), the open list must hide the
@@ -186,11 +157,15 @@ TEST(DesktopEndToEnd, WithoutBlurTheGlassHidesTheWindowBelowAndFollowsTheComposi
     // In the canvas and in its hot area, but on no glass: between the panel and the column.
     const int besideX = column.x - int(WidgetMetrics::panelColumnGap) / 2;
     const int besideY = panel.y + panel.height / 2;
-    const auto textContrasts = [&](const Screenshot& shot, int row) {
+    // The name and the status line of every row must be readable.
+    const auto readable = [&](const Screenshot& shot) {
         const auto at = [&shot](int px, int py) { return pixelOf(shot.at(px, py)); };
-        const ScreenRect r = bed.onScreen(bed.metrics.rowRect(row, 0));
-        return std::pair{textContrast(at, r.x + 36, r.y + 4, r.x + 220, r.y + 24),
-                         textContrast(at, r.x + 36, r.y + 29, r.x + 220, r.y + r.height - 5)};
+        for (int i = 0; i < 3; ++i) {
+            const ScreenRect r = bed.onScreen(bed.metrics.rowRect(i, 0));
+            EXPECT_GE(textContrast(at, r.x + 36, r.y + 4, r.x + 220, r.y + 24), 4.5) << "row " << i;
+            EXPECT_GE(textContrast(at, r.x + 36, r.y + 29, r.x + 220, r.y + r.height - 5), 3.0)
+                << "row " << i;
+        }
     };
     // A plain terminal window of one colour behind the widget's whole canvas.
     const auto backdrop = [&](const std::string& colour) {
@@ -201,107 +176,69 @@ TEST(DesktopEndToEnd, WithoutBlurTheGlassHidesTheWindowBelowAndFollowsTheComposi
 
     for (const std::string appearance : {"dark", "light"}) {
         SCOPED_TRACE(appearance);
-        std::optional<Process> compositor(
-            std::in_place,
-            std::vector<std::string>{"picom", "--config", "/dev/null", "--backend", "xrender"},
-            bed.x.environment());
-        ASSERT_TRUE(eventually([&] { return compositing(bed.x); }, 15s)) << "picom did not start";
+        Process compositor({"picom", "--config", "/dev/null", "--backend", "xrender"},
+                           bed.x.environment());
         bed.settings("glass.appearance=" + appearance);
         std::filesystem::remove(bed.log);
-        std::optional<Process> under;
-        under.emplace(backdrop("black"));
+        std::optional<Process> under = backdrop("black");
         ASSERT_TRUE(bed.startApp());
-        EXPECT_TRUE(contains(bed.appLog(), "no blur behind windows")) << bed.appLog();
+        // Found at start, or a moment later should picom have been slower.
+        ASSERT_TRUE(eventually([&] {
+            return contains(bed.appLog(), "no blur behind windows") ||
+                   contains(bed.appLog(), "compositing on, blur behind windows unavailable");
+        })) << bed.appLog();
 
         // The list opens under the pointer and stays open while it rests on a lamp.
         bed.pointAtLamp();
-        Screenshot overBlack;
-        ASSERT_TRUE(eventually(
-            [&] {
-                const Screenshot first = screenshot(bed.x);
-                if (first.width == 0 || first.at(panel.x + 30, besideY).r < 12)
-                    return false;
-                overBlack = screenshot(bed.x);
-                return overBlack.pixels == first.pixels; // the panel has settled
-            },
-            15s))
-            << "the list did not open over the black window";
+        ASSERT_TRUE(bed.listOpen(true)) << "the list did not open over the black window";
+        const Screenshot overBlack = settledScreen(bed.x);
         EXPECT_LT(overBlack.at(besideX, besideY).r, 10);
 
         // The glass, pixel by pixel, once the white window is up behind the widget: how much of
         // the change from black to white comes through.
         under.emplace(backdrop("white"));
         Screenshot overWhite;
-        const auto leastOpacity = [&] {
-            double least = 1;
-            for (const auto& [glass, inset] :
-                 {std::pair{panel, std::pair{21, 21}}, std::pair{column, std::pair{4, 20}}})
-                for (int y = glass.y + inset.second; y < glass.y + glass.height - inset.second; ++y)
-                    for (int px = glass.x + inset.first; px < glass.x + glass.width - inset.first;
-                         ++px)
-                        least = std::min(least, opacity(pixelOf(overWhite.at(px, y)),
-                                                        pixelOf(overBlack.at(px, y))));
-            return least;
-        };
         double least = 0;
         EXPECT_TRUE(eventually(
             [&] {
                 overWhite = screenshot(bed.x);
-                return overWhite.width > 0 && overWhite.at(besideX, besideY).r > 240 &&
-                       overWhite.at(panel.x - 20, besideY).r > 240 &&
-                       (least = leastOpacity()) >= 0.85;
+                if (overWhite.width == 0 || overWhite.at(besideX, besideY).r < 240 ||
+                    overWhite.at(panel.x - 20, besideY).r < 240)
+                    return false;
+                least = 1;
+                for (const auto& [glass, inset] :
+                     {std::pair{panel, std::pair{21, 21}}, std::pair{column, std::pair{4, 20}}})
+                    for (int y = glass.y + inset.second; y < glass.y + glass.height - inset.second;
+                         ++y)
+                        for (int px = glass.x + inset.first;
+                             px < glass.x + glass.width - inset.first; ++px)
+                            least = std::min(least, opacity(pixelOf(overWhite.at(px, y)),
+                                                            pixelOf(overBlack.at(px, y))));
+                return least >= 0.85;
             },
             20s))
-            << "least opacity " << least << ", beside the column "
-            << describe(overWhite.at(besideX, besideY));
-        savePicture(overBlack, "picom-" + appearance + "-over-black");
-        savePicture(overWhite, "picom-" + appearance + "-over-white");
+            << "least opacity " << least;
+        readable(overBlack);
+        readable(overWhite);
 
-        // The name and the status line of each row, over both windows.
-        double leastName = 100, leastStatus = 100;
-        for (const Screenshot* shot : {&overBlack, &overWhite})
-            for (int i = 0; i < 3; ++i) {
-                const auto [name, status] = textContrasts(*shot, i);
-                EXPECT_GE(name, 4.5) << "row " << i;
-                EXPECT_GE(status, 3.0) << "row " << i;
-                leastName = std::min(leastName, name);
-                leastStatus = std::min(leastStatus, status);
-            }
-        std::printf("%s glass under picom: least opacity %.3f, contrast of names %.2f, of "
-                    "status lines %.2f\n",
-                    appearance.c_str(), least, leastName, leastStatus);
-
-        // The compositing manager goes away while the app runs. The see-through canvas beside
-        // the column shows the white window, not black, and the glass is drawn solid: the white
-        // window does not show through it.
-        ::kill(compositor->pid(), SIGTERM);
-        compositor->wait();
-        ASSERT_TRUE(eventually([&] { return !compositing(bed.x); }));
-        const Pixel solid = appearance == "dark" ? Pixel{50, 50, 50} : Pixel{236, 236, 236};
-        Screenshot after;
+        // The compositing manager goes away while the app runs: the see-through canvas beside
+        // the column shows the white window, not black, and the glass stays readable.
+        ::kill(compositor.pid(), SIGTERM);
+        compositor.wait();
         Rgb beside;
-        Pixel glass{};
         EXPECT_TRUE(eventually(
             [&] {
-                after = screenshot(bed.x);
-                if (after.width == 0)
-                    return false;
-                beside = after.at(besideX, besideY);
-                glass = commonest([&](int px, int py) { return pixelOf(after.at(px, py)); },
-                                  panel.x + 21, panel.y + 60, panel.x + panel.width - 22,
-                                  panel.y + panel.height - 22);
-                return beside.r > 240 && beside.b > 240 && glass == solid;
+                const Screenshot after = screenshot(bed.x);
+                beside = after.width ? after.at(besideX, besideY) : Rgb{};
+                return beside.r > 240 && beside.b > 240;
             },
-            10s))
-            << "beside the column the canvas shows " << describe(beside)
-            << " instead of the white window; the glass is (" << glass[0] << ", " << glass[1]
-            << ", " << glass[2] << ")\n"
+            20s))
+            << "beside the column the canvas shows " << beside << "\n"
             << bed.appLog();
-        savePicture(after, "uncomposited-" + appearance + "-over-white");
-        EXPECT_GE(textContrasts(after, 0).first, 4.5);
-        EXPECT_GE(textContrasts(after, 0).second, 3.0);
-        EXPECT_TRUE(contains(bed.appLog(), "compositing off")) << bed.appLog();
-        bed.stopApp();
+        readable(settledScreen(bed.x));
+        // Asked to quit, as a logout does.
+        ::kill(bed.app->pid(), SIGTERM);
+        bed.app->wait();
         bed.pointAway();
     }
 }
@@ -320,96 +257,70 @@ TEST(DesktopEndToEnd, OnKWinTheBlurCoversTheGlassOnly) {
     const auto widget = bed.appWindow("Ostrelvan");
     ASSERT_TRUE(widget) << "the window manager manages no widget window";
 
-    // The region's rectangles (x, y, width, height) in the window, and the bounds (left, top,
-    // right, bottom) they must keep within: the canvas is the window, y down.
-    std::vector<std::array<int, 4>> region;
+    // Whether the blur region's rectangles keep within the bounds of `a` and `b` (the canvas is
+    // the window, y down) and cover at least `share` of `a`. A capsule's round ends leave the
+    // corners of its box out: a short one fills under nine tenths of it.
     std::string seen;
-    const auto readRegion = [&] {
+    const auto blurred = [&](const LayoutRect& a, const LayoutRect& b, double share) {
         std::istringstream in(seen = bed.xprop(*widget, "_KDE_NET_WM_BLUR_BEHIND_REGION"));
         in.ignore(1000, '=');
-        region.clear();
-        std::array<int, 4> r{};
+        const int h = bed.area.height;
+        const int left = int(std::min(a.x, b.x)) - 1, right = int(std::max(a.maxX(), b.maxX())) + 1;
+        const int top = h - int(std::max(a.maxY(), b.maxY())) - 1,
+                  bottom = h - int(std::min(a.y, b.y)) + 1;
+        double covered = 0;
+        bool within = true;
+        int x = 0, y = 0, width = 0, height = 0;
         char comma = 0;
-        while (in >> r[0] >> comma >> r[1] >> comma >> r[2] >> comma >> r[3]) {
-            region.push_back(r);
+        while (in >> x >> comma >> y >> comma >> width >> comma >> height) {
+            covered += double(width) * height;
+            within = within && x >= left && y >= top && x + width <= right && y + height <= bottom;
             in >> comma;
         }
-        long area = 0;
-        for (const auto& box : region)
-            area += long(box[2]) * box[3];
-        return area;
+        return within && covered >= share * a.width * a.height;
     };
-    const auto inWindow = [h = bed.area.height](const LayoutRect& r) {
-        return std::array<int, 4>{int(r.x), h - int(r.maxY()), int(r.maxX()), h - int(r.y)};
-    };
-    const auto within = [&](const std::array<int, 4>& bounds) {
-        return std::all_of(region.begin(), region.end(), [&](const auto& r) {
-            return r[0] >= bounds[0] - 1 && r[1] >= bounds[1] - 1 && r[0] + r[2] <= bounds[2] + 1 &&
-                   r[1] + r[3] <= bounds[3] + 1;
-        });
-    };
-    const auto column = inWindow(bed.metrics.columnRect());
-    const auto panel = inWindow(bed.metrics.panelRect());
-    const std::array<int, 4> both{panel[0], std::min(panel[1], column[1]), column[2],
-                                  std::max(panel[3], column[3])};
-    // Closed: the column's capsule and nothing beside it. (Its round ends leave the corners of
-    // its box out: a short capsule fills under nine tenths of it.)
-    const auto onlyColumn = [&] {
-        return readRegion() >= 0.8 * (column[2] - column[0]) * (column[3] - column[1]) &&
-               within(column);
-    };
-    EXPECT_TRUE(eventually(onlyColumn, 20s)) << seen << "\n" << bed.appLog();
-
-    // Open: the list too.
+    const LayoutRect column = bed.metrics.columnRect(), panel = bed.metrics.panelRect();
+    // Closed: the column's capsule and nothing beside it; open: the list too.
+    EXPECT_TRUE(eventually([&] { return blurred(column, column, 0.8); }, 20s)) << seen << "\n"
+                                                                               << bed.appLog();
     bed.pointAtLamp();
-    const double panelArea = double(panel[2] - panel[0]) * (panel[3] - panel[1]);
-    EXPECT_TRUE(eventually([&] { return readRegion() > 0.95 * panelArea && within(both); }, 20s))
-        << seen;
-
-    // Closed again once the pointer has left: back to the column alone.
+    EXPECT_TRUE(eventually([&] { return blurred(panel, column, 0.95); }, 20s)) << seen;
     bed.pointAway();
-    EXPECT_TRUE(eventually(onlyColumn, 20s)) << seen;
+    EXPECT_TRUE(eventually([&] { return blurred(column, column, 0.8); }, 20s)) << seen;
 }
 
 TEST(DesktopCommandLine, HelpVersionBadArgumentsAndAnOffscreenScreenshot) {
     const Variables environment{{"PATH", "/usr/bin:/bin"}, {"LANG", "C.UTF-8"}};
-    const Outcome help = run({OSTRELVAN_DESKTOP, "--help"}, environment);
-    EXPECT_EQ(help.code, 0);
-    EXPECT_EQ(help.out.rfind("usage: ostrelvan-desktop", 0), 0u) << help.out;
-    EXPECT_TRUE(contains(help.out, "widget, expanded, empty"));
-    const Outcome version = run({OSTRELVAN_DESKTOP, "--version"}, environment);
-    EXPECT_EQ(version.code, 0);
-    EXPECT_EQ(version.out, std::string("ostrelvan-desktop ") + OSTRELVAN_VERSION + "\n");
-
-    for (const auto& [arguments, message] : std::vector<std::pair<std::string, std::string>>{
-             {"--bogus", "unknown argument '--bogus'"},
-             {"status", "unknown argument 'status'"},
-             {"--design-preview", "--design-preview needs a target"},
-             {"--design-preview nowhere", "unknown design preview target 'nowhere'"},
-             {"--screenshot", "--screenshot needs a file"}}) {
-        const Outcome bad = run(words(OSTRELVAN_DESKTOP " " + arguments), environment);
-        EXPECT_EQ(bad.code, 2) << message;
-        EXPECT_EQ(bad.out, "");
-        EXPECT_EQ(bad.err.rfind("ostrelvan-desktop: " + message + "\n", 0), 0u) << bad.err;
+    // How each command line exits and what it prints first: help and version on standard
+    // output, a usage error on standard error, and nothing on the other.
+    using Row = std::tuple<std::string, int, std::string>;
+    for (const auto& [arguments, code, start] : std::vector<Row>{
+             {"--help", 0, "usage: ostrelvan-desktop"},
+             {"--version", 0, std::string("ostrelvan-desktop ") + OSTRELVAN_VERSION + "\n"},
+             {"--bogus", 2, "unknown argument '--bogus'"},
+             {"--design-preview", 2, "--design-preview needs a target"},
+             {"--design-preview nowhere", 2, "unknown design preview target 'nowhere'"},
+             {"--screenshot", 2, "--screenshot needs a file"}}) {
+        const Outcome out = run(words(OSTRELVAN_DESKTOP " " + arguments), environment);
+        EXPECT_EQ(out.code, code) << arguments;
+        EXPECT_EQ(code ? out.err.rfind("ostrelvan-desktop: " + start + "\n", 0)
+                       : out.out.rfind(start, 0),
+                  0u)
+            << out.out << out.err;
+        EXPECT_EQ(code ? out.out : out.err, "") << arguments;
     }
 
     // Live data comes only from folders that do not depend on where it was started, as for the
     // command line.
-    for (const auto& [name, value] :
-         {std::pair<std::string, std::string>{"HOME", "home"}, {"CLAUDE_CONFIG_DIR", "~/claude"}}) {
-        Variables relative = environment;
-        relative["HOME"] = "/nonexistent";
-        relative[name] = value;
-        const Outcome refused = run({OSTRELVAN_DESKTOP, "--screenshot", "never.png"}, relative);
-        EXPECT_EQ(refused.code, 2) << refused.err;
-        EXPECT_EQ(refused.err.rfind("ostrelvan-desktop: " + name + " is \"" + value + "\", ", 0),
-                  0u)
-            << refused.err;
-    }
+    Variables relative = environment;
+    relative["HOME"] = "home";
+    const Outcome refused = run({OSTRELVAN_DESKTOP, "--screenshot", "never.png"}, relative);
+    EXPECT_EQ(refused.code, 2) << refused.err;
+    EXPECT_EQ(refused.err.rfind("ostrelvan-desktop: HOME is \"home\", ", 0), 0u) << refused.err;
 
     // No display is needed for a screenshot; the preview target is case-blind.
     TempDir temp;
-    const Path picture = temp / "widget.png", raw = temp / "widget.rgba";
+    const Path picture = temp / "widget.png";
     Variables headless = environment;
     headless["XDG_RUNTIME_DIR"] = temp.path().string();
     headless["OSTRELVAN_PREVIEW_HEIGHT"] = "500";
@@ -417,27 +328,20 @@ TEST(DesktopCommandLine, HelpVersionBadArgumentsAndAnOffscreenScreenshot) {
                               picture.string(), "--expanded"},
                              headless);
     ASSERT_EQ(shot.code, 0) << shot.err;
-    // Read back from outside: the canvas's size, the column's lamps in the colours of the
-    // preview's sessions, clear desktop between the column and the open panel, glass in the panel.
-    ASSERT_EQ(
-        run({"convert", picture.string(), "-depth", "8", "rgba:" + raw.string()}, environment).code,
-        0);
-    const std::string rgba = readText(raw);
+    // Read back from outside, along the middle row: the canvas's size, clear desktop between the
+    // column and the open panel, glass in the panel.
+    const std::string rgba =
+        run({"convert", picture.string(), "-depth", "8", "rgba:-"}, environment).out;
     const int width = int(WidgetMetrics::canvasWidth), height = 500;
     ASSERT_EQ(rgba.size(), std::size_t(width * height * 4));
-    const auto channel = [&](int x, int y, int c) {
-        return int(static_cast<unsigned char>(rgba[std::size_t((y * width + x) * 4 + c)]));
+    const auto alpha = [&](double x) {
+        return int(
+            static_cast<unsigned char>(rgba[std::size_t((height / 2 * width + int(x)) * 4 + 3)]));
     };
     const WidgetMetrics metrics({1}, height);
     const LayoutRect column = metrics.columnRect(), panel = metrics.panelRect();
-    std::set<Hue> hues;
-    const int lampX = int(column.x + column.width / 2);
-    for (int y = 0; y < height; ++y)
-        if (channel(lampX, y, 3) == 255)
-            hues.insert(hueOf({channel(lampX, y, 0), channel(lampX, y, 1), channel(lampX, y, 2)}));
-    EXPECT_TRUE(hues.count(Hue::green) && hues.count(Hue::orange) && hues.count(Hue::grey));
-    EXPECT_EQ(channel(int((panel.x + panel.width + column.x) / 2), height / 2, 3), 0);
-    EXPECT_GT(channel(int(panel.x) + 6, height / 2, 3), 0);
+    EXPECT_EQ(alpha((panel.maxX() + column.x) / 2), 0);
+    EXPECT_GT(alpha(panel.x + 6), 0);
 
     const Outcome unwritable =
         run({OSTRELVAN_DESKTOP, "--design-preview", "empty", "--screenshot", "/nonexistent/x.png"},

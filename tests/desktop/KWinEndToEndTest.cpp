@@ -32,8 +32,6 @@ private slots:
             qputenv(name, QByteArray::fromStdString(kwin_->environment().at(name)));
     }
 
-    void cleanupTestCase() { kwin_.reset(); }
-
     void bringsANativeWaylandWindowAndAnX11OneForward() {
         // A native Wayland window, then a terminal on XWayland in front of it.
         const Screenshot bare = screenshot(*kwin_);

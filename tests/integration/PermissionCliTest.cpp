@@ -64,7 +64,7 @@ TEST_F(PermissionCli, NeverHeldWithoutTheAppOrAUser) {
         ASSERT_TRUE(cli->start()) << cli->screen();
         cli->submit("Run the command");
         ASSERT_TRUE(cli->waitForScreen(dialog, 60s)) << cli->screen();
-        EXPECT_TRUE(waitUntil([&] { return processesRunning(helper()).empty(); }, 5s));
+        EXPECT_TRUE(eventually([&] { return processesRunning(helper()).empty(); }, 5s));
         const json payload = json::parse(readText(seen()));
         const auto state = SessionFileStore::read(
             DataPaths::sessions(data()) / (payload.at("session_id").get<std::string>() + ".json"));

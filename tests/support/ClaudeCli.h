@@ -9,37 +9,11 @@
 // `tools/dev test` installs into build/claude-code) and OSTRELVAN_MOCK_MODEL_API.
 #include "TestSupport.h"
 
-#include <chrono>
-#include <cstdio>
-#include <dirent.h>
-#include <string>
 #include <string_view>
-#include <thread>
-#include <vector>
 
 namespace ostrelvan::test {
 
 using namespace std::chrono_literals;
-
-// Polls `condition` every 50 ms until it holds or `timeout` passes; whether it held.
-template <class Condition>
-bool waitUntil(Condition condition, std::chrono::milliseconds timeout = 20s) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
-        if (condition())
-            return true;
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(50ms);
-    }
-}
-
-// A process that exists and is not a zombie.
-inline bool processRuns(pid_t pid) {
-    const std::string stat = readText("/proc/" + std::to_string(pid) + "/stat");
-    const auto close = stat.rfind(')');
-    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z';
-}
 
 // Live processes whose executable is `program`.
 inline std::vector<pid_t> processesRunning(const Path& program) {
@@ -47,11 +21,10 @@ inline std::vector<pid_t> processesRunning(const Path& program) {
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
         const std::string name = entry.path().filename();
-        if (name.find_first_not_of("0123456789") != std::string::npos)
-            continue;
-        std::error_code unreadable;
-        const Path exe = std::filesystem::read_symlink(entry.path() / "exe", unreadable);
-        if (!unreadable && exe == program && processRuns(std::stoi(name)))
+        std::error_code unreadable; // then the path is empty
+        if (name.find_first_not_of("0123456789") == std::string::npos &&
+            std::filesystem::read_symlink(entry.path() / "exe", unreadable) == program &&
+            processRuns(std::stoi(name)))
             found.push_back(std::stoi(name));
     }
     return found;
@@ -62,15 +35,11 @@ public:
     static constexpr const char* apiKey = "sk-ostrelvan-test-0123456789";
 
     // Whether the CLI is installed; a test skips without it.
-    static bool available(const Path& cli = OSTRELVAN_CLAUDE_CLI) {
-        return ::access(cli.c_str(), X_OK) == 0;
-    }
+    static bool available() { return ::access(OSTRELVAN_CLAUDE_CLI, X_OK) == 0; }
 
     // `turns` is the model's replies, as mock_model_api.py reads them (a JSON list). `extra` is
     // added to the CLI's environment (e.g. OSTRELVAN_DATA_DIR, which reaches its hooks).
-    explicit ClaudeCli(const std::string& turns, Variables extra = {},
-                       Path cli = OSTRELVAN_CLAUDE_CLI)
-        : cli_(std::move(cli)), extra_(std::move(extra)) {
+    explicit ClaudeCli(const std::string& turns, Variables extra = {}) : extra_(std::move(extra)) {
         for (const Path& folder : {home(), config(), project(), logs()})
             std::filesystem::create_directories(folder);
         writeText(logs() / "turns.json", turns);
@@ -88,12 +57,10 @@ public:
                                      logs() / "turns.json", "--port-file", logs() / "port", "--log",
                                      logs() / "requests.jsonl"},
             std::nullopt, Streams{"/dev/null", logs() / "model.out", logs() / "model.err"});
-        if (!waitUntil([&] { return std::filesystem::exists(logs() / "port"); }))
+        if (!eventually([&] { return std::filesystem::exists(logs() / "port"); }))
             throw std::runtime_error("the stand-in model API did not start");
         port_ = readText(logs() / "port");
     }
-    ClaudeCli(const ClaudeCli&) = delete;
-    ClaudeCli& operator=(const ClaudeCli&) = delete;
     ~ClaudeCli() {
         if (started_) {
             if (pid_ > 0 && processRuns(pid_))
@@ -139,7 +106,7 @@ public:
         // The inner shell's pid becomes the CLI's; the outer one waits for it, so that a killed
         // CLI is reaped and the pane stays for a last look at the screen.
         script += "sh -c 'echo $$ > " + quoted((logs() / "cli.pid").string()) +
-                  "; exec \"$0\" \"$@\"' " + quoted(cli_.string());
+                  "; exec \"$0\" \"$@\"' " + quoted(OSTRELVAN_CLAUDE_CLI);
         for (const auto& argument : arguments)
             script += " " + quoted(argument);
         script += "\necho \"[cli exited $?]\"\nsleep 600\n";
@@ -147,25 +114,16 @@ public:
         started_ = true;
         tmux({"-f", "/dev/null", "new-session", "-d", "-s", "cli", "-x", "160", "-y", "50", "sh",
               (logs() / "launch.sh").string()});
-        if (!waitUntil([&] { return !readText(logs() / "cli.pid").empty(); }))
+        if (!eventually([&] { return !readText(logs() / "cli.pid").empty(); }))
             return false;
         pid_ = std::stoi(readText(logs() / "cli.pid"));
         return waitForScreen("? for shortcuts", 60s);
     }
 
-    pid_t pid() const { return pid_; }
-
     std::string screen() const { return tmux({"capture-pane", "-p", "-t", "cli"}); }
 
     bool waitForScreen(std::string_view text, std::chrono::milliseconds timeout = 30s) const {
-        return waitUntil([&] { return screen().find(text) != std::string::npos; }, timeout);
-    }
-
-    // tmux key names ("Enter", "Escape") or text.
-    void keys(const std::vector<std::string>& names) const {
-        std::vector<std::string> arguments{"send-keys", "-t", "cli"};
-        arguments.insert(arguments.end(), names.begin(), names.end());
-        tmux(arguments);
+        return eventually([&] { return screen().find(text) != std::string::npos; }, timeout);
     }
 
     // The permission dialog's question, as the CLI words it.
@@ -174,15 +132,13 @@ public:
     // Presses `key` in the permission dialog until it goes: the dialog ignores keys for a moment
     // after it opens. False when it never showed or never went.
     bool answerPermissionDialog(const std::string& key) const {
-        if (!waitForScreen(permissionDialog))
-            return false;
-        return waitUntil([&] {
-            std::this_thread::sleep_for(1200ms);
-            if (screen().find(permissionDialog) == std::string::npos)
-                return true;
-            keys({key});
-            return false;
-        });
+        return waitForScreen(permissionDialog) && eventually([&] {
+                   std::this_thread::sleep_for(1200ms);
+                   if (screen().find(permissionDialog) == std::string::npos)
+                       return true;
+                   tmux({"send-keys", "-t", "cli", key});
+                   return false;
+               });
     }
 
     // Types a prompt and submits it. The pause lets the input box take the text as typed, not
@@ -190,21 +146,18 @@ public:
     void submit(const std::string& text) const {
         tmux({"send-keys", "-t", "cli", "-l", text});
         std::this_thread::sleep_for(400ms);
-        keys({"Enter"});
+        tmux({"send-keys", "-t", "cli", "Enter"});
     }
 
     // Runs `claude -p <prompt>` to its end (killed after `timeout`).
     Outcome print(const std::string& prompt, std::vector<std::string> arguments = {},
                   std::chrono::milliseconds timeout = 90s) const {
         std::vector<std::string> argv{
-            "timeout",     "-s", "KILL", std::to_string(timeout.count() / 1000),
-            cli_.string(), "-p", prompt};
+            "timeout", "-s",  "KILL", std::to_string(timeout.count() / 1000), OSTRELVAN_CLAUDE_CLI,
+            "-p",      prompt};
         argv.insert(argv.end(), arguments.begin(), arguments.end());
         return run(argv, environment(), {}, project());
     }
-
-    // The stand-in model API's log: one JSON line per request.
-    std::string requests() const { return readText(logs() / "requests.jsonl"); }
 
 private:
     static std::string quoted(const std::string& text) {
@@ -220,7 +173,6 @@ private:
     }
 
     TempDir temp_;
-    Path cli_;
     Variables extra_;
     std::optional<Process> model_;
     std::string port_;

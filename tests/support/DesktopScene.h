@@ -9,29 +9,10 @@
 #include "TestSupport.h"
 #include "core/SessionFileStore.h"
 
-#include <chrono>
 #include <cstdlib>
-#include <functional>
 #include <sstream>
-#include <thread>
 
 namespace ostrelvan::test {
-
-// Polls `condition` until it holds or `limit` has passed; whether it held.
-inline bool eventually(const std::function<bool()>& condition,
-                       std::chrono::milliseconds limit = std::chrono::seconds(10)) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return true;
-}
-
-inline bool onPath(const std::string& program) {
-    return run({"sh", "-c", "command -v \"$0\"", program}, std::nullopt).code == 0;
-}
 
 // A command line split at its spaces.
 inline std::vector<std::string> words(const std::string& line) {
@@ -56,11 +37,10 @@ public:
                                  "kwin_wayland xterm zenity qdbus"};
         for (const auto& program : words("Xvfb xdotool xprop xwininfo import dbus-daemon " +
                                          std::string(desktop[int(shell)]) + " " + more))
-            if (!onPath(program))
+            if (run({"sh", "-c", "command -v \"$0\"", program}, std::nullopt).code != 0)
                 return program;
         return "";
     }
-    static bool available() { return onPath("Xvfb"); }
 
     explicit XSession(Shell shell = Shell::openbox) : shell_(shell) {
         if (const std::string program = missing(shell); !program.empty())
@@ -75,8 +55,6 @@ public:
             throw;
         }
     }
-    XSession(const XSession&) = delete;
-    XSession& operator=(const XSession&) = delete;
     ~XSession() { stop(); }
 
     Shell shell() const { return shell_; }
@@ -137,12 +115,7 @@ public:
     void stopLast() {
         Process& process = processes_.back();
         ::kill(process.pid(), SIGTERM);
-        const std::string stat = "/proc/" + std::to_string(process.pid()) + "/stat";
-        if (eventually([&] {
-                const std::string text = readText(stat);
-                const auto close = text.rfind(')');
-                return close == std::string::npos || text.substr(close + 2, 1) == "Z";
-            }))
+        if (eventually([&] { return !processRuns(process.pid()); }))
             process.wait();
         processes_.pop_back();
     }
@@ -220,24 +193,20 @@ private:
                 if (entry.path().filename().string().rfind(".mutter-Xwaylandauth.", 0) == 0)
                     session_["XAUTHORITY"] = entry.path();
         }
-        if (!eventually([&] { return managed(); }, Seconds(60)) ||
-            !eventually([&] { return log().find("GNOME Shell started") != std::string::npos; },
-                        Seconds(60)))
+        if (!eventually(
+                [&] { return managed() && log().find("GNOME Shell started") != std::string::npos; },
+                Seconds(60)))
             throw std::runtime_error("gnome-shell did not finish starting:\n" + log());
         // The shell opens the overview once it has started; a desktop is wanted.
-        const auto overview = [&](const std::string& call, const std::string& value = "") {
-            return run(words("gdbus call --session --dest org.gnome.Shell --object-path "
-                             "/org/gnome/Shell --method org.freedesktop.DBus.Properties." +
-                             call + " org.gnome.Shell OverviewActive " + value),
-                       environment());
-        };
+        const std::string overview = "gdbus call --session --dest org.gnome.Shell --object-path "
+                                     "/org/gnome/Shell --method org.freedesktop.DBus.Properties.";
         if (!eventually(
                 [&] {
-                    const Outcome active = overview("Get");
-                    if (active.code == 0 && active.out.find("false") != std::string::npos)
-                        return true;
-                    overview("Set", "<false>");
-                    return false;
+                    run(words(overview + "Set org.gnome.Shell OverviewActive <false>"),
+                        environment());
+                    return run(words(overview + "Get org.gnome.Shell OverviewActive"),
+                               environment())
+                               .out.find("false") != std::string::npos;
                 },
                 Seconds(20)))
             throw std::runtime_error("the overview stayed open:\n" + log());
@@ -312,10 +281,7 @@ private:
         while (!processes_.empty())
             stopLast();
     }
-    bool managed() const {
-        const Outcome out = run(words("xprop -root _NET_SUPPORTING_WM_CHECK"), environment());
-        return out.code == 0 && out.out.find("window id") != std::string::npos;
-    }
+    bool managed() const { return property("_NET_SUPPORTING_WM_CHECK").has_value(); }
 
     Shell shell_;
     TempDir scratch_;
@@ -339,13 +305,7 @@ public:
             throw;
         }
     }
-    TerminalScene(const TerminalScene&) = delete;
-    TerminalScene& operator=(const TerminalScene&) = delete;
-    ~TerminalScene() {
-        tmuxTerminal.reset();
-        otherTerminal.reset();
-        run({"tmux", "-S", socket_, "kill-server"}, x.environment());
-    }
+    ~TerminalScene() { run({"tmux", "-S", socket_, "kill-server"}, x.environment()); }
 
     // tmux on this scene's server; its standard output.
     std::string tmux(std::vector<std::string> arguments) const {
@@ -370,6 +330,17 @@ public:
                       R"(","cwd":")" + state.cwd + R"(","kind":"interactive","startedAt":)" +
                       std::to_string(millis.count()) + R"(,"tmux":"work:@2.)" + agentPane + "\"}");
     }
+    // To desktop 1, where a fresh terminal takes the focus; tmux's client back on "notes".
+    void goElsewhere() {
+        tmux(words("switch-client -t notes"));
+        tmux(words("select-pane -t work:agent.0"));
+        x.setCurrentDesktop(1);
+        if (!eventually([&] { return x.currentDesktop() == 1u; }))
+            throw std::runtime_error("openbox did not go to desktop 1");
+        otherTerminal.emplace(std::vector<std::string>{"xterm"}, x.environment());
+        if (!eventually([&] { return x.activePid() == otherTerminal->pid(); }))
+            throw std::runtime_error("the other terminal did not come up");
+    }
 
     const XSession& x;
     std::int32_t agentPid = 0;
@@ -386,7 +357,6 @@ private:
                                           "#{pane_id} #{pane_pid}", "sleep", "600"});
         agentPane = created.substr(0, created.find(' '));
         agentPid = std::stoi(created.substr(created.find(' ') + 1));
-        tmux(words("select-pane -t work:agent.0"));
 
         tmuxTerminal.emplace(
             std::vector<std::string>{"xterm", "-e", "tmux", "-S", socket_, "attach", "-t", "notes"},
@@ -394,12 +364,7 @@ private:
         if (!eventually([&] { return x.activePid() == tmuxTerminal->pid(); }) ||
             !eventually([&] { return !tmux({"list-clients"}).empty(); }))
             throw std::runtime_error("the tmux terminal did not come up");
-        x.setCurrentDesktop(1);
-        if (!eventually([&] { return x.currentDesktop() == 1u; }))
-            throw std::runtime_error("openbox did not go to desktop 1");
-        otherTerminal.emplace(std::vector<std::string>{"xterm"}, x.environment());
-        if (!eventually([&] { return x.activePid() == otherTerminal->pid(); }))
-            throw std::runtime_error("the other terminal did not come up");
+        goElsewhere();
     }
 
     Path socket_;

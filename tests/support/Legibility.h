@@ -36,22 +36,18 @@ inline double opacity(const Pixel& overWhite, const Pixel& overBlack) {
     return 1.0 - difference / 255.0;
 }
 
-// The commonest colour of the pixels `at(x, y)` of a rectangle: the glass, where text covers less
-// than half of it.
-template <class At> Pixel commonest(At at, int left, int top, int right, int bottom) {
+// The contrast of the text in the rectangle of pixels `at(x, y)` against its glass: that of its
+// most distinct pixel, a glyph's core, against the rectangle's commonest colour (the glass, where
+// text covers less than half of it).
+template <class At> double textContrast(At at, int left, int top, int right, int bottom) {
     std::map<Pixel, int> counts;
     for (int y = top; y <= bottom; ++y)
         for (int x = left; x <= right; ++x)
             ++counts[at(x, y)];
-    return std::max_element(counts.begin(), counts.end(),
-                            [](const auto& a, const auto& b) { return a.second < b.second; })
-        ->first;
-}
-
-// The contrast of the text in a rectangle against its glass: that of its most distinct pixel,
-// a glyph's core, against the rectangle's commonest colour.
-template <class At> double textContrast(At at, int left, int top, int right, int bottom) {
-    const Pixel glass = commonest(at, left, top, right, bottom);
+    const Pixel glass =
+        std::max_element(counts.begin(), counts.end(), [](const auto& a, const auto& b) {
+            return a.second < b.second;
+        })->first;
     double best = 1;
     for (int y = top; y <= bottom; ++y)
         for (int x = left; x <= right; ++x)

@@ -28,8 +28,7 @@ class StandInPeer {
 public:
     explicit StandInPeer(int fd) : fd_(fd) {}
     StandInPeer(StandInPeer&& other) noexcept
-        : fd_(std::exchange(other.fd_, -1)), pending_(std::move(other.pending_)),
-          ended_(other.ended_) {}
+        : fd_(std::exchange(other.fd_, -1)), pending_(std::move(other.pending_)) {}
     StandInPeer& operator=(StandInPeer&&) = delete;
     ~StandInPeer() { close(); }
 
@@ -37,7 +36,7 @@ public:
     std::optional<std::string> readLine(std::chrono::milliseconds timeout = 10s) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
         while (pending_.find('\n') == std::string::npos)
-            if (!fill(deadline))
+            if (fill(deadline) <= 0)
                 return std::nullopt;
         std::string line = pending_.substr(0, pending_.find('\n'));
         pending_.erase(0, line.size() + 1);
@@ -48,9 +47,10 @@ public:
     // discarded).
     bool closedWithin(std::chrono::milliseconds timeout = 10s) {
         const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (fill(deadline))
+        int got = 0;
+        while ((got = fill(deadline)) > 0)
             pending_.clear();
-        return ended_;
+        return got == 0;
     }
 
     bool send(std::string_view bytes) {
@@ -63,17 +63,6 @@ public:
         return true;
     }
 
-    // The connected process (Linux); 0 when unknown.
-    pid_t peerPid() const {
-#ifdef SO_PEERCRED
-        ucred credentials{};
-        socklen_t size = sizeof credentials;
-        if (::getsockopt(fd_, SOL_SOCKET, SO_PEERCRED, &credentials, &size) == 0)
-            return credentials.pid;
-#endif
-        return 0;
-    }
-
     void close() {
         if (fd_ >= 0)
             ::close(fd_);
@@ -81,32 +70,25 @@ public:
     }
 
 private:
-    // Reads what has come into `pending_`: false at `deadline`, or once the stream has ended.
-    bool fill(std::chrono::steady_clock::time_point deadline) {
-        for (;;) {
+    // Reads what has come into `pending_`: how much, 0 once the stream has ended, -1 at `deadline`.
+    int fill(std::chrono::steady_clock::time_point deadline) {
+        pollfd fd{fd_, POLLIN, 0};
+        int ready = 0;
+        do {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
                 deadline - std::chrono::steady_clock::now());
-            pollfd fd{fd_, POLLIN, 0};
-            const int ready =
-                ::poll(&fd, 1, static_cast<int>(std::max<long long>(0, left.count())));
-            if (ready < 0 && errno == EINTR)
-                continue;
-            if (ready <= 0)
-                return false;
-            char buffer[4096];
-            const ssize_t got = ::read(fd_, buffer, sizeof buffer);
-            if (got <= 0) {
-                ended_ = true;
-                return false;
-            }
-            pending_.append(buffer, static_cast<std::size_t>(got));
-            return true;
-        }
+            ready = ::poll(&fd, 1, static_cast<int>(std::max<long long>(0, left.count())));
+        } while (ready < 0 && errno == EINTR);
+        if (ready <= 0)
+            return -1;
+        char buffer[4096];
+        const ssize_t got = std::max<ssize_t>(0, ::read(fd_, buffer, sizeof buffer));
+        pending_.append(buffer, static_cast<std::size_t>(got));
+        return int(got);
     }
 
     int fd_;
     std::string pending_;
-    bool ended_ = false;
 };
 
 // Listens on `path` (the data root's permission.sock) until destroyed, then removes it.
@@ -145,8 +127,6 @@ public:
         return StandInPeer(peer);
     }
 
-    const std::filesystem::path& path() const { return path_; }
-
 private:
     std::filesystem::path path_;
     int fd_ = -1;
@@ -157,7 +137,6 @@ struct TakenRequest {
     StandInPeer peer;
     nlohmann::json line;
     std::string requestId;
-    pid_t helper;
 };
 
 // The next helper's connection and first line; throws when none comes within `timeout`.
@@ -169,8 +148,7 @@ inline TakenRequest takeRequest(PermissionStandIn& app, std::chrono::millisecond
     if (!line)
         throw std::runtime_error("the helper sent nothing");
     nlohmann::json parsed = nlohmann::json::parse(*line);
-    const pid_t helper = peer->peerPid();
-    return {std::move(*peer), parsed, parsed.at("requestId").get<std::string>(), helper};
+    return {std::move(*peer), parsed, parsed.at("requestId").get<std::string>()};
 }
 
 // The answers a stand-in sends, as the app writes them.

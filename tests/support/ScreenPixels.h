@@ -13,6 +13,9 @@ namespace ostrelvan::test {
 struct Rgb {
     int r = 0, g = 0, b = 0;
 };
+inline std::ostream& operator<<(std::ostream& out, Rgb c) {
+    return out << "(" << c.r << ", " << c.g << ", " << c.b << ")";
+}
 
 struct Screenshot {
     int width = 0;
@@ -47,20 +50,15 @@ inline void click(const XSession& x, int px, int py, int button = 1) {
 
 struct ScreenRect {
     int x = 0, y = 0, width = 0, height = 0;
-
-    bool contains(int px, int py) const {
-        return px >= x && px < x + width && py >= y && py < y + height;
-    }
 };
-using WorkArea = ScreenRect;
 
 // The primary screen's available area, as the window manager publishes it; KWin alone reserves
 // no panel, and on XWayland publishes no area at all.
-inline WorkArea workArea(const XSession& x) {
+inline ScreenRect workArea(const XSession& x) {
     if (x.shell() == Shell::kwinX11 || x.shell() == Shell::kwinWayland)
         return {0, 0, XSession::width, XSession::height};
     const Outcome out = run({"xprop", "-root", "_NET_WORKAREA"}, x.environment());
-    WorkArea area;
+    ScreenRect area;
     const auto equals = out.out.find('=');
     if (equals != std::string::npos)
         std::sscanf(out.out.c_str() + equals + 1, " %d, %d, %d, %d", &area.x, &area.y, &area.width,
@@ -68,39 +66,27 @@ inline WorkArea workArea(const XSession& x) {
     return area;
 }
 
-inline bool differ(Rgb p, Rgb q) {
-    return std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b) > 40;
-}
-
-// How many pixels of `area` (every second one each way) differ clearly between two pictures.
-inline int changedPixels(const Screenshot& a, const Screenshot& b, const ScreenRect& area) {
+// How many pixels of `area` (every second one each way) differ clearly between two pictures, and
+// in `box` what bounds them; -1 when the pictures do not cover `area`.
+inline int changedPixels(const Screenshot& a, const Screenshot& b, const ScreenRect& area,
+                         ScreenRect* box = nullptr) {
     if (a.width != b.width || a.height != b.height || a.width < area.x + area.width ||
         a.height < area.y + area.height)
         return -1;
-    int changed = 0;
+    int changed = 0, left = a.width, top = a.height, right = -1, bottom = -1;
     for (int y = area.y; y < area.y + area.height; y += 2)
         for (int x = area.x; x < area.x + area.width; x += 2)
-            changed += differ(a.at(x, y), b.at(x, y));
-    return changed;
-}
-
-// The bounding box of what differs between two pictures outside `ignored`.
-inline std::optional<ScreenRect> changedBox(const Screenshot& a, const Screenshot& b,
-                                            const ScreenRect& ignored = {}) {
-    if (a.width != b.width || a.height != b.height || a.width == 0)
-        return std::nullopt;
-    int left = a.width, top = a.height, right = -1, bottom = -1;
-    for (int y = 0; y < a.height; y += 2)
-        for (int x = 0; x < a.width; x += 2)
-            if (!ignored.contains(x, y) && differ(a.at(x, y), b.at(x, y))) {
+            if (const Rgb p = a.at(x, y), q = b.at(x, y);
+                std::abs(p.r - q.r) + std::abs(p.g - q.g) + std::abs(p.b - q.b) > 40) {
+                ++changed;
                 left = std::min(left, x);
                 top = std::min(top, y);
                 right = std::max(right, x);
                 bottom = std::max(bottom, y);
             }
-    if (right < 0)
-        return std::nullopt;
-    return ScreenRect{left, top, right - left + 1, bottom - top + 1};
+    if (box)
+        *box = {left, top, right - left + 1, bottom - top + 1};
+    return changed;
 }
 
 // The screen once two pictures in a row are the same: nothing is moving on it.
@@ -114,24 +100,6 @@ inline Screenshot settledScreen(const XSession& x) {
         },
         std::chrono::seconds(20));
     return settled;
-}
-
-// Waits until `area` of the screen differs clearly from `reference` (when `differs`) or matches
-// it again. A match has to hold on two pictures in a row, so that a frame caught mid-repaint does
-// not pass for the settled screen.
-inline bool eventuallyDiffers(const XSession& x, const Screenshot& reference,
-                              const ScreenRect& area, bool differs,
-                              std::chrono::milliseconds limit = std::chrono::seconds(15)) {
-    int matches = 0;
-    return eventually(
-        [&] {
-            const int changed = changedPixels(reference, screenshot(x), area);
-            if (differs)
-                return changed > 200;
-            matches = changed >= 0 && changed < 20 ? matches + 1 : 0;
-            return matches >= 2;
-        },
-        limit);
 }
 
 } // namespace ostrelvan::test

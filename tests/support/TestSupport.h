@@ -1,12 +1,14 @@
 #pragma once
 
-// What the suites share: temporary folders, whole files, and real child processes.
+// What the suites share: temporary folders, whole files, real child processes, and waiting on a
+// condition.
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <optional>
@@ -26,6 +28,18 @@ extern char** environ;
 namespace ostrelvan::test {
 
 using Path = std::filesystem::path;
+
+// Polls `condition` until it holds or `limit` has passed; whether it held.
+inline bool eventually(const std::function<bool()>& condition,
+                       std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;
+}
 
 // A fresh folder under the system's temporary folder, removed with everything in it.
 class TempDir {
@@ -74,6 +88,13 @@ inline std::string listing(const Path& folder) {
 
 inline unsigned mode(const Path& path) {
     return unsigned(std::filesystem::status(path).permissions() & std::filesystem::perms::mask);
+}
+
+// A process that exists and is not a zombie.
+inline bool processRuns(pid_t pid) {
+    const std::string stat = readText("/proc/" + std::to_string(pid) + "/stat");
+    const auto close = stat.rfind(')');
+    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z';
 }
 
 // A Claude Code hook payload; `extra` is more ,"key":value text.
@@ -153,13 +174,9 @@ public:
 
     // The raw wait status if it ends within `timeout`; otherwise it runs on.
     std::optional<int> waitFor(std::chrono::milliseconds timeout) {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
         int status = 0;
-        while (::waitpid(pid_, &status, WNOHANG) == 0) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return std::nullopt;
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+        if (!eventually([&] { return ::waitpid(pid_, &status, WNOHANG) != 0; }, timeout))
+            return std::nullopt;
         waited_ = true;
         return status;
     }
