@@ -132,9 +132,7 @@ private slots:
         QVERIFY(impostor.closedByApp());
 
         QVERIFY(requests.pending().empty());
-        QCOMPARE(logged(log, "malformed"), 1);
-        QCOMPARE(logged(log, "longer than"), 1);
-        QCOMPARE(logged(log, "does not send"), 1);
+        QCOMPARE(logged(log, "dropped"), 3); // one line each
 
         QSignalSpy ended(&requests, &PermissionRequests::requestEnded);
         auto leaving = std::make_unique<HelperSocket>(requests);
