@@ -70,7 +70,6 @@ private slots:
         state->store().reload();
         QCOMPARE(machine.events,
                  (QStringList{"widget made", "widget shown", "updater started", "sound approval"}));
-        QCOMPARE(log.count(QStringLiteral("app: sound for needsApproval")), 1);
         // Quitting is the app's (the widget's menu is the tray's, entry for entry: the tray test).
         given.quit();
         QCOMPARE(machine.events.last(), QStringLiteral("quit"));
@@ -150,7 +149,6 @@ private slots:
         state->actions().openSettings();
         QWidget* window = state->settingsWindow()->window();
         QVERIFY(window && window->isVisible());
-        QCOMPARE(window->windowTitle(), QStringLiteral("Ostrelvan Settings"));
         state->openSettings();
         QCOMPARE(state->settingsWindow()->window(), window);
         QCOMPARE(QApplication::topLevelWidgets().count(window), 1);
