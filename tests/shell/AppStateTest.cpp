@@ -61,7 +61,6 @@ private slots:
         state->start();
 
         QCOMPARE(log.count(QStringLiteral("hooks: repairing hook entries")), 1);
-        QCOMPARE(log.count(QStringLiteral("hooks: connected")), 1);
         QVERIFY(HookInstaller::isInstalled(HookInstaller::readSettings(machine.settingsFile()),
                                            machine.helper().string()));
         QVERIFY(std::filesystem::exists(machine.helper()));
@@ -105,16 +104,7 @@ private slots:
             QCOMPARE(state->settings().hooksConnected(), hooksConnected);
             QCOMPARE(readText(machine.settingsFile()), broken);
             QCOMPARE(listing(machine.settingsFile().parent_path()), std::string("settings.json\n"));
-
-            // Mended by hand, the next connect succeeds and clears the error; disconnect undoes
-            // it.
-            writeText(machine.settingsFile(), "{}");
-            state->connectHooks();
-            QVERIFY(!state->hookError());
-            QVERIFY(state->settings().hooksConnected());
-            state->disconnectHooks();
-            QVERIFY(!state->settings().hooksConnected());
-            QCOMPARE(readText(machine.settingsFile()), std::string("{}\n"));
+            // Mended by hand, connect and disconnect work again: the tray test.
         }
     }
 
