@@ -206,12 +206,10 @@ int main(int argc, char** argv) {
             std::nullopt, Streams{"/dev/null", scratch / "bus", scratch / "bus.err"});
         display = firstLine(scratch / "xvfb");
         address = firstLine(scratch / "bus");
+        if (!display || !address)
+            throw std::runtime_error("Xvfb or dbus-daemon did not start");
     } catch (const std::exception& error) {
         std::fprintf(stderr, "skipped: %s\n", error.what());
-        return skipped;
-    }
-    if (!display || !address) {
-        std::fprintf(stderr, "skipped: Xvfb or dbus-daemon did not start\n");
         return skipped;
     }
     DesktopSessionTest test;
