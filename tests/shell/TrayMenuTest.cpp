@@ -2,7 +2,6 @@
 #include "app/shell/AppIcon.h"
 #include "app/shell/AppState.h"
 #include "app/shell/MenuBarMenu.h"
-#include "app/shell/SettingsWindowController.h"
 #include "app/shell/TrayIcon.h"
 #include "app/shell/TrayIconArt.h"
 #include "app/widget/BrandColor.h"
@@ -87,13 +86,7 @@ private slots:
         QCOMPARE(shown(rowMenu), QStringList({"Show in File Manager", "-"}) + shown(tray.menu()));
         choose(rowMenu, QStringLiteral("Connect to Claude Code"));
         QVERIFY(state.settings().hooksConnected());
-        // The shortcuts work while the menu is open, although it hangs from no menu bar.
-        QTest::keyClick(&rowMenu, Qt::Key_Comma, Qt::ControlModifier);
-        QCoreApplication::processEvents();
-        QVERIFY(state.settingsWindow() && state.settingsWindow()->window()->isVisible());
-        QTest::keyClick(&rowMenu, Qt::Key_Q, Qt::ControlModifier);
-        QCoreApplication::processEvents();
-        QCOMPARE(machine.events, QStringList{"quit"});
+        // Its shortcuts, from a menu that hangs from no menu bar: tools/tray-check, on the app.
     }
 
     // Each waiting request heads the menu with its project, its command and its answers; an
