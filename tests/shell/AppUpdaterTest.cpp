@@ -43,7 +43,6 @@ TEST(AppUpdaterConfiguration, NeedsAWebFeedARealKeyAndAVersionedBuild) {
         EXPECT_FALSE(isConfigured(with(configured, key, value), none)) << key << "=" << value;
     EXPECT_TRUE(isConfigured(with(configured, "CFBundleVersion", "2"), none));
     EXPECT_FALSE(isConfigured(without(configured, "CFBundleVersion"), none));
-    EXPECT_FALSE(isConfigured(without(configured, "SUFeedURL"), none));
     EXPECT_EQ(publicKey(with(configured, "SUPublicEDKey", "\n abc= \n")), "abc=");
     EXPECT_EQ(buildNumber(with(configured, "CFBundleVersion", " 42 ")), 42);
     // What Linux has: a version and nothing else.

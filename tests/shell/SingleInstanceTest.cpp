@@ -17,7 +17,6 @@ private slots:
         const QString b = SingleInstance::socketPath(
             {{"XDG_RUNTIME_DIR", "/run/user/7"}, {"OSTRELVAN_DATA_DIR", "/data/b/Ostrelvan"}});
         QVERIFY(a.startsWith(QStringLiteral("/run/user/7/ostrelvan-%1-").arg(::getuid())));
-        QVERIFY(a.endsWith(QStringLiteral(".socket")));
         QVERIFY(a != b);
         QCOMPARE(SingleInstance::socketPath({{"XDG_RUNTIME_DIR", "/run/user/7"},
                                              {"OSTRELVAN_DATA_DIR", "/data/a/Ostrelvan/"}}),
