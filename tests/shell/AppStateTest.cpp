@@ -50,17 +50,11 @@ private slots:
         ShellMachine machine;
         prepare(machine, true);
         machine.services.soundClock = [] { return addSeconds(wallClockNow(), 10); };
-        WidgetActions given;
-        machine.services.makeWidget = [&](const WidgetContext& context) {
-            given = context.actions;
-            machine.events << QStringLiteral("widget made");
-            return std::make_unique<FakeWidget>(machine.events);
-        };
         auto state = machine.app(normal);
         LogRecorder log;
         state->start();
 
-        QCOMPARE(log.count(QStringLiteral("hooks: repairing hook entries")), 1);
+        QCOMPARE(log.lines().count(QStringLiteral("hooks: repairing hook entries")), 1);
         QVERIFY(HookInstaller::isInstalled(HookInstaller::readSettings(machine.settingsFile()),
                                            machine.helper().string()));
         QVERIFY(std::filesystem::exists(machine.helper()));
@@ -70,7 +64,7 @@ private slots:
         QCOMPARE(machine.events,
                  (QStringList{"widget made", "widget shown", "updater started", "sound approval"}));
         // Quitting is the app's (the widget's menu is the tray's, entry for entry: the tray test).
-        given.quit();
+        state->actions().quit();
         QCOMPARE(machine.events.last(), QStringLiteral("quit"));
         QVERIFY(state->updater().isStarted());
         QVERIFY(!state->hookError());
