@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <set>
+#include <sstream>
 #include <thread>
 
 using namespace ostrelvan;
@@ -17,11 +18,12 @@ namespace {
 
 using Log = std::vector<std::string>;
 
-std::string join(const std::vector<std::int32_t>& pids) {
-    std::string text;
-    for (const auto pid : pids)
-        text += " " + std::to_string(pid);
-    return text;
+// Words, or process ids, as one line.
+template <class Word> std::string join(const std::vector<Word>& words) {
+    std::ostringstream text;
+    for (std::size_t i = 0; i < words.size(); ++i)
+        text << (i ? " " : "") << words[i];
+    return text.str();
 }
 
 // A machine of a few processes and windows, whose starter writes down every request in order
@@ -80,12 +82,6 @@ public:
 private:
     std::deque<std::function<void()>> pending_;
 
-    static std::string join(const Command& command) {
-        std::string text;
-        for (const auto& word : command)
-            text += (text.empty() ? "" : " ") + word;
-        return text;
-    }
     template <class Value>
     static std::optional<Value> find(const std::map<std::int32_t, Value>& map, std::int32_t key) {
         const auto found = map.find(key);
@@ -119,7 +115,7 @@ private:
             [this](std::int32_t pid) { return find(parents, pid); },
             [this](std::int32_t pid) { return find(registry, pid); },
             [this](const std::vector<std::int32_t>& chain, std::optional<std::uint32_t> time) {
-                log.push_back("activate" + ::join(chain) + " at " +
+                log.push_back("activate " + join(chain) + " at " +
                               (time ? std::to_string(*time) : "now"));
                 if (!hasDisplay)
                     return WindowActivation::Outcome::unavailable;
