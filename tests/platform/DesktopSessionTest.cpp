@@ -108,7 +108,6 @@ private slots:
         DesktopPreferencesMonitor monitor;
         QVERIFY(monitor.current().dark);
         QVERIFY(monitor.current().reduceMotion);
-        QVERIFY(!monitor.current().reduceTransparency);
 
         QSignalSpy changed(&monitor, &DesktopPreferencesMonitor::changed);
         portal.values["org.freedesktop.appearance/color-scheme"] = 2u;
