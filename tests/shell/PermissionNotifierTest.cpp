@@ -120,7 +120,6 @@ private slots:
         const auto decision = second.next();
         QCOMPARE(decision.behavior, PermissionMessage::Behavior::allow);
         QCOMPARE(decision.requestId, std::string(32, 'b'));
-        QVERIFY(requests.pending().empty());
 
         // An action on a notification whose request already ended answers nothing.
         HelperSocket third(requests);

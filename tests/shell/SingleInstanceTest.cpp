@@ -31,7 +31,6 @@ private slots:
         writeText(runtime / "instance.socket", ""); // left behind by a crash
         SingleInstance first(path);
         QVERIFY(first.claim(std::chrono::milliseconds(200)));
-        QVERIFY(first.isListening());
         QSignalSpy requests(&first, &SingleInstance::presentRequested);
 
         auto second = std::async(std::launch::async, [path] {

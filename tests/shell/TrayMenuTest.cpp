@@ -70,9 +70,8 @@ private slots:
         writeText(machine.settingsFile(), "{}");
         choose(tray.menu(), QStringLiteral("Connect to Claude Code"));
         choose(tray.menu(), QStringLiteral("Sounds"));
-        QCOMPARE(shown(tray.menu()).mid(0, 7),
-                 QStringList({"Connected to Claude Code (off)", "Disconnect", "-", "[ ] Sounds",
-                              "[ ] Launch at Login", "-", "Settings…"}));
+        QCOMPARE(shown(tray.menu()).mid(0, 4),
+                 QStringList({"Connected to Claude Code (off)", "Disconnect", "-", "[ ] Sounds"}));
         QVERIFY(!state.settings().soundsEnabled());
 
         choose(tray.menu(), QStringLiteral("Disconnect"));
