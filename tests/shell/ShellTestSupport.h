@@ -34,7 +34,6 @@ public:
         static QStringList recorded;
         return recorded;
     }
-    qsizetype count(const QString& line) const { return lines().count(line); }
 
 private:
     QtMessageHandler previous_ = nullptr;

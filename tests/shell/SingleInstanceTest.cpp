@@ -17,7 +17,6 @@ private slots:
         const QString b = SingleInstance::socketPath(
             {{"XDG_RUNTIME_DIR", "/run/user/7"}, {"OSTRELVAN_DATA_DIR", "/data/b/Ostrelvan"}});
         QVERIFY(a.startsWith(QStringLiteral("/run/user/7/ostrelvan-%1-").arg(::getuid())));
-        QVERIFY(a.endsWith(QStringLiteral(".socket")));
         QVERIFY(a != b);
         QCOMPARE(SingleInstance::socketPath({{"XDG_RUNTIME_DIR", "/run/user/7"},
                                              {"OSTRELVAN_DATA_DIR", "/data/a/Ostrelvan/"}}),
@@ -32,7 +31,6 @@ private slots:
         writeText(runtime / "instance.socket", ""); // left behind by a crash
         SingleInstance first(path);
         QVERIFY(first.claim(std::chrono::milliseconds(200)));
-        QVERIFY(first.isListening());
         QSignalSpy requests(&first, &SingleInstance::presentRequested);
 
         auto second = std::async(std::launch::async, [path] {
