@@ -1,6 +1,7 @@
 // The Linux desktop code against a real X server (Xvfb) and a private session bus on which this
 // test plays the settings portal.
 #include "TestSupport.h"
+#include "app/look/Compositor.h"
 #include "app/look/DesktopPreferencesMonitor.h"
 #include "app/look/WindowBlur.h"
 
@@ -145,6 +146,45 @@ private slots:
         DesktopPreferencesMonitor monitor;
         QVERIFY(monitor.current().dark);
         QVERIFY(monitor.current().reduceMotion);
+    }
+
+    void compositorAndBlurAreFollowedAsTheyComeAndGo() {
+        QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
+        CompositorMonitor monitor;
+        QSignalSpy changed(&monitor, &CompositorMonitor::changed);
+        QVERIFY(!hasCompositor() && !monitor.compositing());
+        QVERIFY(!blurAvailable() && !monitor.blur());
+
+        // Another client takes the compositing manager's selection: the monitor hears of it
+        // from the server, with no asking.
+        xcb_connection_t* c = xcb_connect(display.c_str(), nullptr);
+        QVERIFY(!xcb_connection_has_error(c));
+        xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
+        const xcb_window_t owner = xcb_generate_id(c);
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, owner, screen->root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+        xcb_set_selection_owner(c, owner, atom(c, "_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+        xcb_flush(c);
+        QVERIFY(hasCompositor());
+        QTRY_VERIFY(monitor.compositing());
+        QCOMPARE(changed.count(), 1);
+
+        // A blur effect announces itself on the root window, and withdraws.
+        const xcb_atom_t blur = atom(c, "_KDE_NET_WM_BLUR_BEHIND_REGION");
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, screen->root, blur, XCB_ATOM_CARDINAL, 32, 0,
+                            nullptr);
+        xcb_flush(c);
+        QTRY_VERIFY(monitor.blur());
+        QVERIFY(blurAvailable());
+        xcb_delete_property(c, screen->root, blur);
+        xcb_flush(c);
+        QTRY_VERIFY(!monitor.blur());
+
+        // The compositing manager exits: its selection goes with it.
+        xcb_disconnect(c);
+        QTRY_VERIFY(!monitor.compositing());
+        QVERIFY(!hasCompositor());
+        QCOMPARE(changed.count(), 4);
     }
 
     void blurRegionIsTheGivenRectanglesInDevicePixels() {
