@@ -152,29 +152,29 @@ void AppState::setHookError(std::optional<std::string> error) {
 }
 
 void AppState::connectHooks() {
-    try {
-        HookConnection::connect(hookPaths_);
-    } catch (const std::exception& error) {
-        setHookError(error.what());
-        qCWarning(hooksLog, "connect failed: %s", error.what());
-        return;
-    }
-    settings_.setHooksConnected(true);
-    setHookError(std::nullopt);
-    qCInfo(hooksLog, "connected");
+    setHooksConnected(true);
 }
 
 void AppState::disconnectHooks() {
+    setHooksConnected(false);
+}
+
+// The settings follow only a change that went through; a failure is shown where the connection is.
+void AppState::setHooksConnected(bool connected) {
+    const char* verb = connected ? "connect" : "disconnect";
     try {
-        HookConnection::disconnect(hookPaths_);
+        if (connected)
+            HookConnection::connect(hookPaths_);
+        else
+            HookConnection::disconnect(hookPaths_);
     } catch (const std::exception& error) {
         setHookError(error.what());
-        qCWarning(hooksLog, "disconnect failed: %s", error.what());
+        qCWarning(hooksLog, "%s failed: %s", verb, error.what());
         return;
     }
-    settings_.setHooksConnected(false);
+    settings_.setHooksConnected(connected);
     setHookError(std::nullopt);
-    qCInfo(hooksLog, "disconnected");
+    qCInfo(hooksLog, connected ? "connected" : "disconnected");
 }
 
 // The toggle shows what the system says afterwards, also when it refused.

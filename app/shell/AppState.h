@@ -79,6 +79,7 @@ signals:
     void launchAtLoginChanged();
 
 private:
+    void setHooksConnected(bool connected);
     void setHookError(std::optional<std::string> error);
     void refreshHelper();
     void repairHooksIfNeeded();
