@@ -14,10 +14,8 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QWindow>
-#include <chrono>
 #include <cstdlib>
 #include <memory>
-#include <thread>
 #include <vector>
 #include <xcb/xcb.h>
 
@@ -26,17 +24,6 @@ namespace ostrelvan::test {
 namespace {
 
 constexpr int skipped = 77;
-
-// The first line a starting program writes to `out`, waiting up to five seconds for it.
-std::optional<std::string> firstLine(const Path& out) {
-    for (int i = 0; i < 100; ++i) {
-        const std::string text = readText(out);
-        if (const auto end = text.find('\n'); end != std::string::npos)
-            return text.substr(0, end);
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return std::nullopt;
-}
 
 xcb_atom_t atom(xcb_connection_t* c, const char* name) {
     std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(

@@ -78,11 +78,9 @@ private slots:
         bus_.emplace(
             std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--print-address=1"},
             std::nullopt, Streams{"/dev/null", address, folder_ / "bus.log"});
-        QVERIFY(QTest::qWaitFor([&] { return readText(address).find('\n') != std::string::npos; },
-                                20000));
-        const std::string text = readText(address);
-        qputenv("DBUS_SESSION_BUS_ADDRESS",
-                QByteArray::fromStdString(text.substr(0, text.find('\n'))));
+        const auto line = firstLine(address);
+        QVERIFY(line);
+        qputenv("DBUS_SESSION_BUS_ADDRESS", QByteArray::fromStdString(*line));
         QVERIFY(QDBusConnection::sessionBus().isConnected());
     }
 

@@ -262,10 +262,9 @@ private:
     }
     std::string firstLine(const Path& file, const std::string& what,
                           Seconds limit = Seconds(20)) const {
-        if (!eventually([&] { return readText(file).find('\n') != std::string::npos; }, limit))
-            throw std::runtime_error(what + " did not start:\n" + log());
-        const std::string text = readText(file);
-        return text.substr(0, text.find('\n'));
+        if (auto line = test::firstLine(file, limit))
+            return *line;
+        throw std::runtime_error(what + " did not start:\n" + log());
     }
     // What follows `marker` in the desktop's log, up to the next character in `end`.
     std::optional<std::string> logged(const std::string& marker, const std::string& end) const {

@@ -69,6 +69,16 @@ inline std::string readText(const Path& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+// The first line written to `file`, once it is whole: how Xvfb -displayfd and dbus-daemon
+// --print-address say they are ready. None when no line came within `limit`.
+inline std::optional<std::string>
+firstLine(const Path& file, std::chrono::milliseconds limit = std::chrono::seconds(20)) {
+    if (!eventually([&] { return readText(file).find('\n') != std::string::npos; }, limit))
+        return std::nullopt;
+    const std::string text = readText(file);
+    return text.substr(0, text.find('\n'));
+}
+
 // Creates the parent folders first.
 inline void writeText(const Path& path, std::string_view bytes) {
     std::filesystem::create_directories(path.parent_path());
